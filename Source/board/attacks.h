@@ -1,0 +1,49 @@
+// Piece geometry: constant tables filled once at start, and who attacks which square.
+#pragma once
+
+#include "board/position.h"
+
+extern Bitboard pawn_attacks[2][64];
+extern Bitboard knight_attacks[64];
+extern Bitboard king_attacks[64];
+extern Bitboard ray_north[64], ray_south[64], ray_east[64], ray_west[64];
+extern Bitboard ray_north_east[64], ray_north_west[64], ray_south_west[64], ray_south_east[64];
+extern Bitboard bishop_mask[64], rook_mask[64];  // attacks on an empty board
+extern Bitboard between[64][64];                 // strictly between two aligned squares, else empty
+
+// Fills every table. Called once, before a position is set up.
+void init_attack_tables();
+
+// Squares that a slider reaches; the first blocker of either colour is included. One bit scan per
+// ray: the ray behind the nearest blocker is cut off, and a sentinel corner (whose own ray is
+// empty) stands for "no blocker".
+inline Bitboard rook_attacks(Square square, Bitboard occupancy) {
+    const Square north = lowest((ray_north[square] & occupancy) | bit(63));
+    const Square east = lowest((ray_east[square] & occupancy) | bit(63));
+    const Square south = highest((ray_south[square] & occupancy) | bit(0));
+    const Square west = highest((ray_west[square] & occupancy) | bit(0));
+    return rook_mask[square] ^ ray_north[north] ^ ray_east[east] ^ ray_south[south] ^ ray_west[west];
+}
+inline Bitboard bishop_attacks(Square square, Bitboard occupancy) {
+    const Square north_west = lowest((ray_north_west[square] & occupancy) | bit(63));
+    const Square north_east = lowest((ray_north_east[square] & occupancy) | bit(63));
+    const Square south_west = highest((ray_south_west[square] & occupancy) | bit(0));
+    const Square south_east = highest((ray_south_east[square] & occupancy) | bit(0));
+    return bishop_mask[square] ^ ray_north_west[north_west] ^ ray_north_east[north_east] ^
+           ray_south_west[south_west] ^ ray_south_east[south_east];
+}
+
+// The least valuable piece of `side` that attacks `square` when only `occupancy` stands on the board
+// (X-rays open by themselves), or NO_SQUARE. Within a type the lowest square wins.
+Square attacker_of_square(const Position *position, Square square, int side, Bitboard occupancy);
+// True when a piece of `side` attacks `square` on the real occupancy.
+bool is_square_attacked(const Position *position, Square square, int side);
+// Pieces of `side` alone between an enemy slider and the own king or first queen.
+Bitboard pinned_pieces(const Position *position, int side);
+
+// Larger of the rank and the file distance.
+inline int square_distance(Square a, Square b) {
+    const int ranks = rank_of(a) - rank_of(b), files = file_of(a) - file_of(b);
+    const int rank_distance = ranks < 0 ? -ranks : ranks, file_distance = files < 0 ? -files : files;
+    return rank_distance > file_distance ? rank_distance : file_distance;
+}

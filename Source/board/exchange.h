@@ -1,0 +1,19 @@
+// Static exchange evaluation: what a series of captures on one square is worth, without making a
+// move. Values in centipawns.
+#pragma once
+
+#include "board/position.h"
+
+constexpr int SEE_VALUE[7] = {0, 100, 350, 350, 550, 1060, 10000};
+constexpr int SEE_WORTH[7] = {0, 1, 3, 3, 5, 10, 99};
+constexpr int KING_CAPTURE_VALUE = 9999;
+constexpr int SEE_OK_MARGIN = -70;
+
+// What `side` gains by starting an exchange on `square`, where a piece of type `victim_type` stands;
+// 0 or more, since `side` may decline.
+int see_on_square(const Position *position, int side, Square square, int victim_type, Bitboard occupancy);
+// The move from `from` to `to`, played first whatever comes; from NO_SQUARE: the side's best
+// exchange on `to`, 0 or more.
+int see(const Position *position, int side, Square from, Square to);
+// True unless the side to move's move loses more than 70 centipawns.
+bool see_ok(const Position *position, Move move);

@@ -1,0 +1,37 @@
+// Move generation, legality and classification. Generators append pseudo-legal moves at `list`,
+// return the new end and write no end mark; the order of their output is fixed, the search's node
+// counts depend on it.
+#pragma once
+
+#include "board/thread_state.h"
+
+// Moves that capture, except a pawn's onto the last rank. `target` NO_SQUARE: any enemy piece;
+// else only captures there (and by the king, and en passant).
+MoveEntry *generate_captures(const Position *position, int side, MoveEntry *list, Square target);
+// Every move of a pawn from its seventh rank; queen promotions only without the flag.
+MoveEntry *generate_promotions(const Position *position, int side, bool with_underpromotions, MoveEntry *list);
+// Quiet pushes of pawns that stand on the sixth rank; the other push generators leave them out.
+MoveEntry *generate_seventh_rank_pushes(const Position *position, int side, MoveEntry *list);
+// Single and double pushes onto the squares of `targets`.
+MoveEntry *generate_pawn_pushes(const Position *position, int side, Bitboard targets, Bitboard occupancy, MoveEntry *list);
+MoveEntry *generate_queen_moves(const Position *position, int side, Bitboard targets, Bitboard occupancy, MoveEntry *list);
+// Moves of one piece type (knight, bishop or rook) into `targets`.
+MoveEntry *generate_piece_moves(const Position *position, int side, int type, Bitboard targets, Bitboard occupancy, MoveEntry *list);
+// Quiet moves. `target` NO_SQUARE: all; else the checker's square, and pieces other than the king
+// only interpose.
+MoveEntry *generate_quiets(const Position *position, int side, MoveEntry *list, Square target);
+// All pseudo-legal moves of the side to move into the list of the owner's ply, with end mark; the
+// lists of the next two plies start behind it. Returns the end mark's entry.
+MoveEntry *generate_all(Position *position);
+// Ends the list at `end` and moves the list starts of the next two plies behind it.
+void close_move_list(ThreadState *thread, MoveEntry *end);
+
+// True when the pseudo-legal move leaves the own king unattacked; false for move 0. Changes the
+// position for the length of the call.
+bool is_move_legal(Position *position, int side, Move move);
+// True when `move` is one of the position's legal moves, whatever the word holds.
+bool is_generated_legal_move(Position *position, Move move);
+
+enum MoveClass : u8 { MOVE_CAPTURE = 1, MOVE_CHECK = 2, MOVE_PROMOTION = 4, MOVE_SEVENTH = 8, MOVE_SIXTH = 16 };
+// The bits above. Changes the position for the length of the call.
+u8 classify_move(Position *position, int side, const MoveEntry *entry);

@@ -1,0 +1,10 @@
+// Named options: the table, setting one, and the configuration file.
+#pragma once
+
+// Sets one option by its exact name; unknown names are ignored. May end the program with -1 when
+// the hash can't be allocated.
+void set_option(const char *name, char *value);
+// Reads settings.config_path; a file that can't be opened is passed over.
+void load_config_file();
+// The "option name ..." lines of "uci".
+void print_options();

@@ -1,0 +1,48 @@
+// The transposition table: one block for all threads, no locks, two tables (one per side to move,
+// since the position key has no side term).
+//
+// An entry is two 64-bit words, each read and written as a whole:
+//   low word:   bits 0-31 key, the low half of the position key;
+//               bits 32-63 check = (score + (move << 16) + 12000) XOR the key's high half
+//   high word:  bits 0-15 move, 16-31 static evaluation, 32-47 score, 48-55 depth, 56-63 flags
+//               (bits 5-7 bound: 1 upper, 2 lower, 3 exact; bits 0-4 age stamp)
+// The check word ties score and move to the key, so that a mix of two writers' words is not taken.
+#pragma once
+
+#include <atomic>
+
+#include "board/thread_state.h"
+
+struct HashEntry {
+    std::atomic<u64> low;
+    std::atomic<u64> high;
+};
+static_assert(sizeof(HashEntry) == 16);
+
+enum HashBound { BOUND_UPPER = 1, BOUND_LOWER = 2, BOUND_EXACT = 3 };
+
+extern HashEntry *hash_memory;
+extern i64 hash_entries;       // 16-byte units in the requested size
+extern HashEntry *hash_tables[2];
+extern u64 hash_mask;
+extern Relaxed<float> hashfull;  // share of current entries, 0..1
+
+// Allocates and clears the table of settings.hash_mb megabytes: 1, or 0 when memory can't be had.
+// The first call fills the hash keys.
+int allocate_hash_table();
+void free_hash_table();
+// Zeroes hashfull and, if the table exists and is enabled, the table. No search may run.
+void clear_hash_table();
+// Steps the age stamp, once per search.
+void step_hash_age();
+// True when the position has a usable entry; then the outputs are its fields, the score as stored
+// (mate distances count from the node). On false they stay as they were.
+bool hash_probe(Position *position, int *score, int *eval, int *depth, Move *move, int *bound);
+// Stores a result; a move of 0 stores nothing.
+void hash_store(const Position *position, int ply, int depth, Move move, int eval, int score, int bound);
+// Recounts hashfull from the first 1000 entries.
+void count_hashfull();
+
+inline const HashEntry *hash_bucket(const Position *position) {
+    return hash_tables[position->stm] + (position->key & hash_mask);
+}

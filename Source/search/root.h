@@ -1,0 +1,13 @@
+// The body of every search thread: root moves, iterative deepening, aspiration windows; and the set-up
+// of a search.
+#pragma once
+
+#include "board/thread_state.h"
+
+// Once per search, on the calling thread, before any search thread starts.
+void search_setup();
+// Searches worker_states[thread_index] until it is done or stopped. Thread 0 is the master.
+void root_search(i32 thread_index);
+// One search on the calling thread, from set-up to result, with search_state = `state`; sets
+// SEARCH_DONE and elapsed_time at its end. For calibration, benchmarks and tools.
+void search_on_this_thread(u16 state);

@@ -1,0 +1,4 @@
+// The benchmark of 20 positions.
+#pragma once
+
+void run_bench(int threaded);

@@ -1,0 +1,4 @@
+// Network pruning (-prune_nn).
+#pragma once
+
+void prune_network();

@@ -1,0 +1,27 @@
+#include "support/engine.h"
+
+#include "board/attacks.h"
+#include "control/settings.h"
+#include "eval/kpk.h"
+#include "eval/network_file.h"
+#include "eval/parameters.h"
+#include "search/hash_table.h"
+
+ThreadState *start_engine() {
+    set_start_values();
+    settings.hash_mb = 16;
+    settings.info_min_time = INFO_NEVER;
+    if (!root_thread_state) {
+        root_thread_state = allocate_thread_state(MASTER_THREAD_ID);
+        init_attack_tables();
+        init_kpk_table();
+        allocate_hash_table();
+        init_parameters();
+        load_parameter_text();
+        load_network();
+    }
+    hash_age = 0;
+    clear_hash_table();
+    set_position_from_text(&root_thread_state->position, STARTPOS_FEN);
+    return root_thread_state;
+}

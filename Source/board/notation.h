@@ -13,5 +13,5 @@ void move_to_coord(const Position *position, int side, Move move, char *out);
 // All text forms of a move of the side to move, before it is made; each holds MOVE_TEXT characters.
 void move_forms(Position *position, Move move, char *coord, char *san, char *by_file, char *by_rank);
 // The legal move of the master position whose text this is: 1 and the move, or 0. The text is
-// changed. Two matches print "ambiguous move".
+// brought to the forms' spelling in place and can grow by one character. Two matches print "ambiguous move".
 int parse_san(char *text, Move *out);

@@ -36,6 +36,14 @@ void init_zobrist();  // first call only; prints "bad hashcode" for a key too cl
 
 inline Bitboard occupied(const Position &position) { return position.pieces[0] | position.pieces[8]; }
 
+// True when `side` could take en passant on ep_square: a text may name a square without the pawn that
+// the capture needs, and no move may take a pawn that isn't there.
+inline bool has_en_passant_victim(const Position *position, int side) {
+    const Square target = position->ep_square;
+    return target < 64 && relative_rank(side, target) == 5 && !position->board[target] &&
+           position->board[target - PAWN_STEP[side]] == piece_code(side ^ 1, PAWN);
+}
+
 constexpr int FEN_SIZE = 128;   // holds any text that position_to_fen writes
 constexpr int EPD_FIELD = 128;  // holds any text that parse_epd_line writes; longer ones are cut
 

@@ -1,0 +1,185 @@
+// Printing moves and reading them.
+#include "board/notation.h"
+
+#include <cctype>
+#include <cstring>
+
+#include "board/attacks.h"
+#include "board/moves.h"
+#include "control/output.h"
+#include "control/settings.h"
+
+static bool is_castling_text(Move move) {
+    const int rank = rank_of(from_of(move));
+    return flags_of(move) && (rank == 0 || rank == 7);
+}
+
+static char *append(char *end, const char *text) {
+    while (*text) *end++ = *text++;
+    *end = '\0';
+    return end;
+}
+
+static Square castling_rook_square(const Position *position, int side, Move move) {
+    const Square rook = position->castle_rook[2 * side + !(move & CASTLE_KINGSIDE)];
+    return rook == NO_SQUARE ? to_of(move) : rook;
+}
+
+void move_to_text(const Position *position, int side, Move move, char *out) {
+    const bool castling = is_castling_text(move);
+    Square to = to_of(move);
+    if (castling && settings.chess960) to = castling_rook_square(position, side, move);
+    char *end = append(append(out, SQUARE_NAMES[from_of(move)]), SQUARE_NAMES[to]);
+    if (!flags_of(move) || castling) return;
+    const int type = promotion_type(flags_of(move));
+    if (settings.uci_mode) {
+        *end++ = " pnbrqk"[type];
+    } else {
+        *end++ = '=';
+        *end++ = " PNBRQK"[type];
+    }
+    *end = '\0';
+}
+
+void move_to_coord(const Position *position, int side, Move move, char *out) {
+    if (move) move_to_text(position, side, move, out);
+    else std::strcpy(out, "null");
+}
+
+// A promotion has its "=Q" in all three forms; a capture is the coordinate text with an 'x'.
+static void pawn_forms(const Position *position, Move move, char *coord, char *san, char *by_file) {
+    const Square to = to_of(move);
+    coord[4] = '\0';
+    if (position->board[to] || to == position->ep_square) {
+        std::strcpy(san, coord);
+        san[1] = 'x';
+        by_file[0] = coord[0];
+        by_file[1] = coord[2];
+        by_file[2] = '\0';
+    } else {
+        std::strcpy(san, SQUARE_NAMES[to]);
+    }
+    if (flags_of(move)) {
+        const char suffix[3] = {'=', " PNBRQK"[promotion_type(flags_of(move))], '\0'};
+        std::strcat(coord, suffix);
+        std::strcat(san, suffix);
+        std::strcat(by_file, suffix);
+    }
+}
+
+static void castling_forms(const Position *position, Move move, char *coord, char *san, char *by_file, char *by_rank) {
+    const bool kingside = (move & CASTLE_KINGSIDE) != 0;
+    const char *from = SQUARE_NAMES[from_of(move)], *goal = SQUARE_NAMES[to_of(move)];
+    const char *rook = SQUARE_NAMES[castling_rook_square(position, position->stm, move)];
+    std::strcpy(san, kingside ? "o-o" : "o-o-o");
+    std::strcpy(by_file, kingside ? "O-O" : "O-O-O");
+    // Both spellings, king's goal and own rook, so that the parser takes either.
+    append(append(coord, from), settings.chess960 ? rook : goal);
+    append(append(by_rank, from), settings.chess960 ? goal : rook);
+}
+
+// Other pieces of the mover's kind that reach the square, pins left aside.
+static Bitboard rivals_of(const Position *position, int code, Square from, Square to) {
+    const Bitboard own = position->pieces[code] & ~bit(from);
+    if (!own) return 0;
+    const Bitboard occupancy = occupied(*position) | bit(to);
+    Bitboard reach = 0;
+    const int type = type_of(code);
+    if (type == KNIGHT) reach = knight_attacks[to];
+    if (type == BISHOP || type == QUEEN) reach |= bishop_attacks(to, occupancy);
+    if (type == ROOK || type == QUEEN) reach |= rook_attacks(to, occupancy);
+    return own & reach;
+}
+
+static void piece_forms(const Position *position, Move move, char *san, char *by_file, char *by_rank) {
+    const Square from = from_of(move), to = to_of(move);
+    const int code = position->board[from];
+    const char letter = " PNBRQK"[type_of(code)];
+    san[0] = by_file[0] = by_rank[0] = letter;
+    by_file[1] = SQUARE_NAMES[from][0];
+    by_rank[1] = SQUARE_NAMES[from][1];
+    san[1] = by_file[2] = by_rank[2] = '\0';
+    // Only a rival on the same file or rank lengthens the short form; two others print alike.
+    const Bitboard rivals = rivals_of(position, code, from, to);
+    if (rivals & FILE_A << file_of(from)) std::strcpy(san, by_rank);
+    else if (rivals & RANK_1 << (from & 56)) std::strcpy(san, by_file);
+    for (char *form : {san, by_file, by_rank}) {
+        if (position->board[to]) std::strcat(form, "x");
+        std::strcat(form, SQUARE_NAMES[to]);
+    }
+}
+
+// True when the move attacks the enemy king, its own piece or a discovered one; in a castling the
+// king is the mover.
+static bool gives_check(Position *position, Move move) {
+    const Square from = from_of(move), to = to_of(move);
+    const int side = position->stm, king = position->king_sq[side ^ 1];
+    if (king == NO_SQUARE) return false;
+    int type = type_of(position->board[from]);
+    if (type == PAWN && flags_of(move)) type = promotion_type(flags_of(move));
+    Bitboard *set = &position->pieces[piece_code(side, type)];
+    const Bitboard before = *set;
+    *set |= bit(to);
+    const Bitboard occupancy = (occupied(*position) & ~bit(from)) | bit(to);
+    const bool check = attacker_of_square(position, king, side, occupancy) != NO_SQUARE;
+    *set = before;
+    return check;
+}
+
+void move_forms(Position *position, Move move, char *coord, char *san, char *by_file, char *by_rank) {
+    san[0] = by_file[0] = by_rank[0] = '\0';
+    move_to_coord(position, position->stm, move, coord);
+    if (!move) return;
+    const int type = type_of(position->board[from_of(move)]);
+    if (type == PAWN) pawn_forms(position, move, coord, san, by_file);
+    else if (type == KING && flags_of(move)) castling_forms(position, move, coord, san, by_file, by_rank);
+    else piece_forms(position, move, san, by_file, by_rank);
+    if (gives_check(position, move))
+        for (char *form : {coord, san, by_file, by_rank}) std::strcat(form, "+");
+}
+
+// Brings input to the spelling of the forms: no check sign, '=' before a promotion letter in upper
+// case, small o's in castling.
+static void normalise_move_text(char *text) {
+    if (char *check = std::strchr(text, '+')) *check = '\0';
+    const std::size_t length = std::strlen(text);
+    if (length > 0) {
+        char *last = text + length - 1;
+        const char upper = static_cast<char>(std::toupper(static_cast<unsigned char>(*last)));
+        if (std::strchr("BNQR", upper)) {
+            if (length > 1 && last[-1] != '=') {
+                *last++ = '=';
+                last[1] = '\0';
+            }
+            *last = upper;
+        }
+    }
+    for (char *c = text; *c; ++c)
+        if (*c == 'O' || *c == '0') *c = 'o';
+}
+
+int parse_san(char *text, Move *out) {
+    *out = 0;
+    normalise_move_text(text);
+    ThreadState *master = root_thread_state;
+    Position *position = &master->position;
+    if (position->king_sq[position->stm] == NO_SQUARE) return 0;
+    master->ply = 1;
+    generate_all(position);
+    int matches = 0;
+    for (const MoveEntry *entry = master->plies[1].move_list; entry->move != END_OF_LIST; ++entry) {
+        char forms[4][MOVE_TEXT];
+        move_forms(position, entry->move, forms[0], forms[1], forms[2], forms[3]);
+        bool equal = false;
+        for (char *form : forms) {
+            if (char *check = std::strchr(form, '+')) *check = '\0';
+            equal |= !std::strcmp(form, text);
+        }
+        if (equal && is_move_legal(position, position->stm, entry->move)) {
+            ++matches;
+            *out = entry->move;
+        }
+    }
+    if (matches == 2) print_plain("ambiguous move\n");
+    return matches == 1;
+}

@@ -1,7 +1,6 @@
 // Placeholder until the offline tools land.
 #include <cstdio>
 
-#include "tools/benchmark.h"
 #include "tools/epd_suite.h"
 #include "tools/pgn.h"
 #include "tools/prune.h"
@@ -13,6 +12,5 @@ void generate_training_games() { not_built(); }
 void convert_training_epd() { not_built(); }
 void epd_to_records() { not_built(); }
 void records_to_epd() { not_built(); }
-void run_bench(int) { not_built(); }
 void prune_network() { not_built(); }
 void run_epd_suite(const char *, int) { not_built(); }

@@ -3,13 +3,17 @@
 
 #include "platform/integers.h"
 
+// Called first of all: a reader of standard output that goes away must not kill the process, and
+// the three standard streams must be open.
+void prepare_process();
+
 // The current directory, at most size - 1 characters; empty text when it can't be told.
 void working_directory(char *buffer, int size);
 bool delete_file(const char *path);   // true when the file is gone afterwards or was never there
 bool file_exists(const char *path);
 // True when the processor has the instructions; recorded at start.
-bool processor_has_popcnt();
-bool processor_has_bmi();
+inline bool processor_has_popcnt() { return __builtin_cpu_supports("popcnt") != 0; }
+inline bool processor_has_bmi() { return __builtin_cpu_supports("bmi") != 0; }
 
 enum TimerResult { TIMER_OK, TIMER_NO_LIMITS, TIMER_NOT_SET };
 // Asks for a timer period of about 5 ms or better for the life of the process, where the system

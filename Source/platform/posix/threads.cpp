@@ -1,0 +1,111 @@
+// Threads, spin locks and the mutex over pthread.
+#include "platform/threads.h"
+
+#include <cerrno>
+#include <new>
+
+#include <pthread.h>
+#include <sched.h>
+
+// The search recurses deeply with large frames, and the default stack differs between systems (some
+// give a new thread half a megabyte). Only the pages that are touched cost memory.
+constexpr std::size_t STACK_BYTES = std::size_t{16} << 20;
+
+// Looks at a held lock so many times before it gives up the time slice: a line of output is
+// written in microseconds, so that the holder is usually about to leave.
+constexpr int SPINS_BEFORE_YIELD = 64;
+
+// What a new thread is to do; made by start_thread, freed by the new thread.
+struct ThreadStart {
+    void (*body)(int *);
+    int *argument;
+};
+
+static_assert(sizeof(pthread_t) <= sizeof(u64), "Thread::handle holds a pthread_t");
+
+static void *thread_entry(void *start_address) {
+    ThreadStart *start = static_cast<ThreadStart *>(start_address);
+    const ThreadStart copy = *start;
+    delete start;
+    copy.body(copy.argument);
+    return nullptr;
+}
+
+bool start_thread(Thread *thread, void (*body)(int *), int *argument) {
+    thread->handle = 0;
+    ThreadStart *start = new (std::nothrow) ThreadStart{body, argument};
+    if (!start) return false;
+
+    pthread_attr_t attributes;
+    pthread_t handle{};
+    bool started = false;
+    if (pthread_attr_init(&attributes) == 0) {
+        started = pthread_attr_setstacksize(&attributes, STACK_BYTES) == 0
+                  && pthread_create(&handle, &attributes, thread_entry, start) == 0;
+        pthread_attr_destroy(&attributes);
+    }
+    if (!started) {
+        delete start;
+        return false;
+    }
+    thread->handle = static_cast<u64>(handle);
+    return true;
+}
+
+bool join_thread(Thread *thread) {
+    if (thread->handle == 0) return false;
+    const bool joined = pthread_join(static_cast<pthread_t>(thread->handle), nullptr) == 0;
+    thread->handle = 0;
+    return joined;
+}
+
+bool detach_thread(Thread *thread) {
+    if (thread->handle == 0) return false;
+    const bool detached = pthread_detach(static_cast<pthread_t>(thread->handle)) == 0;
+    thread->handle = 0;
+    return detached;
+}
+
+int create_spin_lock(SpinLock *lock) {
+    lock->taken.store(0, std::memory_order_release);
+    return 0;
+}
+
+void destroy_spin_lock(SpinLock *) {}
+
+void lock_spin(SpinLock *lock) {
+    int looks = 0;
+    while (lock->taken.exchange(1, std::memory_order_acquire) != 0) {
+        while (lock->taken.load(std::memory_order_relaxed) != 0) {
+            if (++looks % SPINS_BEFORE_YIELD == 0) sched_yield();
+            else __builtin_ia32_pause();
+        }
+    }
+}
+
+void unlock_spin(SpinLock *lock) { lock->taken.store(0, std::memory_order_release); }
+
+int create_mutex(Mutex *mutex) {
+    mutex->handle = nullptr;
+    pthread_mutex_t *made = new (std::nothrow) pthread_mutex_t;
+    if (!made) return ENOMEM;
+    const int error = pthread_mutex_init(made, nullptr);
+    if (error != 0) {
+        delete made;
+        return error;
+    }
+    mutex->handle = made;
+    return 0;
+}
+
+void destroy_mutex(Mutex *mutex) {
+    pthread_mutex_t *made = static_cast<pthread_mutex_t *>(mutex->handle);
+    if (!made) return;
+    pthread_mutex_destroy(made);
+    delete made;
+    mutex->handle = nullptr;
+}
+
+void lock_mutex(Mutex *mutex) { pthread_mutex_lock(static_cast<pthread_mutex_t *>(mutex->handle)); }
+
+void unlock_mutex(Mutex *mutex) { pthread_mutex_unlock(static_cast<pthread_mutex_t *>(mutex->handle)); }

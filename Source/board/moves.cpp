@@ -210,6 +210,16 @@ bool is_generated_legal_move(Position *position, Move move) {
     return false;
 }
 
+bool attacks_king_after(Position *position, int side, int type, Square from, Square to) {
+    Bitboard *set = &position->pieces[piece_code(side, type)];
+    const Bitboard before = *set;
+    *set |= bit(to);
+    const Bitboard occupancy = (occupied(*position) & ~bit(from)) | bit(to);
+    const bool attacked = attacker_of_square(position, position->king_sq[side ^ 1], side, occupancy) != NO_SQUARE;
+    *set = before;
+    return attacked;
+}
+
 u8 classify_move(Position *position, int side, const MoveEntry *entry) {
     const Move move = entry->move;
     const Square from = from_of(move), to = to_of(move);
@@ -224,13 +234,6 @@ u8 classify_move(Position *position, int side, const MoveEntry *entry) {
         else if (rank == 5 && !position->board[to]) result |= MOVE_SIXTH;
         if (rank == 7) type = promotion_type(flags_of(move));
     }
-    if (from == to) return static_cast<u8>(result);
-    // The piece stands on its goal for the test; with its old square empty a discovered check shows.
-    Bitboard *set = &position->pieces[piece_code(side, type)];
-    const Bitboard before = *set;
-    *set |= bit(to);
-    const Bitboard occupancy = (occupied(*position) ^ bit(from)) | bit(to);
-    if (attacker_of_square(position, position->king_sq[side ^ 1], side, occupancy) != NO_SQUARE) result |= MOVE_CHECK;
-    *set = before;
+    if (from != to && attacks_king_after(position, side, type, from, to)) result |= MOVE_CHECK;
     return static_cast<u8>(result);
 }

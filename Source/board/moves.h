@@ -32,6 +32,10 @@ bool is_move_legal(Position *position, int side, Move move);
 // True when `move` is one of the position's legal moves, whatever the word holds.
 bool is_generated_legal_move(Position *position, Move move);
 
+// True when the enemy king is attacked with a piece of `type` arrived on `to` and `from` empty, by
+// that piece or by one behind it. Changes the position for the length of the call.
+bool attacks_king_after(Position *position, int side, int type, Square from, Square to);
+
 enum MoveClass : u8 { MOVE_CAPTURE = 1, MOVE_CHECK = 2, MOVE_PROMOTION = 4, MOVE_SEVENTH = 8, MOVE_SIXTH = 16 };
 // The bits above. Changes the position for the length of the call.
 u8 classify_move(Position *position, int side, const MoveEntry *entry);

@@ -113,17 +113,11 @@ static void piece_forms(const Position *position, Move move, char *san, char *by
 // king is the mover.
 static bool gives_check(Position *position, Move move) {
     const Square from = from_of(move), to = to_of(move);
-    const int side = position->stm, king = position->king_sq[side ^ 1];
-    if (king == NO_SQUARE) return false;
+    const int side = position->stm;
+    if (position->king_sq[side ^ 1] == NO_SQUARE) return false;
     int type = type_of(position->board[from]);
     if (type == PAWN && flags_of(move)) type = promotion_type(flags_of(move));
-    Bitboard *set = &position->pieces[piece_code(side, type)];
-    const Bitboard before = *set;
-    *set |= bit(to);
-    const Bitboard occupancy = (occupied(*position) & ~bit(from)) | bit(to);
-    const bool check = attacker_of_square(position, king, side, occupancy) != NO_SQUARE;
-    *set = before;
-    return check;
+    return attacks_king_after(position, side, type, from, to);
 }
 
 void move_forms(Position *position, Move move, char *coord, char *san, char *by_file, char *by_rank) {

@@ -15,7 +15,7 @@ ThreadState *allocate_thread_state(u8 id) {
     thread->position.owner = thread;
     thread->position.king_sq[0] = thread->position.king_sq[1] = NO_SQUARE;
     thread->position.ep_square = NO_SQUARE;
-    std::memset(static_cast<void *>(thread->move_pool), 0xFF, sizeof thread->move_pool);
+    if (id == MASTER_THREAD_ID) std::memset(static_cast<void *>(thread->move_pool), 0xFF, sizeof thread->move_pool);
     for (int ply = 0; ply < 3; ++ply)
         thread->plies[ply].move_list = thread->plies[ply].current_move = thread->move_pool + ply;
     return thread;

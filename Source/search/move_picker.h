@@ -15,5 +15,8 @@ constexpr u16 PICK_COUNT = 0x60;       // the move counter of perft
 extern const i16 GOOD_CAPTURE_SCORE[6];  // by captured type
 extern const i16 BAD_CAPTURE_SCORE[6];
 
+// Ordering score of a tactical move: by exchange value, victim and mover. 2..250.
+i16 capture_order_score(const Position *position, int side, const MoveEntry *entry);
+
 // The next pseudo-legal move of the owner's ply, or null. The hash move can come a second time.
 MoveEntry *next_move(Position *position);

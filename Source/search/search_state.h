@@ -10,6 +10,7 @@ constexpr int SCORE_INFINITE = 10001;
 constexpr int MATE_SCORE = 10000;   // mated at ply p scores p - 10000
 constexpr int MATE_BOUND = 9799;    // scores at or beyond it are mate distances
 constexpr int MAX_DEPTH = 80;
+constexpr int DEPTH_RECORDS = 128;  // per-depth accounts; a tablebase answer publishes depth 99
 
 // Guards depth_nodes and `rand`.
 extern SpinLock search_lock;
@@ -18,9 +19,9 @@ extern Relaxed<u16> best_pv[PV_SIZE];           // word 1 the best move, 2 the p
 extern Relaxed<i16> best_score;
 extern Relaxed<i16> best_depth;
 extern Relaxed<i16> best_change_depth;          // depth at which the best move changed last
-extern Relaxed<i16> iteration_score[PV_SIZE];   // by depth; -10001 where none
-extern Relaxed<u16> iteration_move[PV_SIZE];
-extern double depth_nodes[PV_SIZE];             // sums of the threads' running totals, by depth
+extern Relaxed<i16> iteration_score[DEPTH_RECORDS];  // by depth; -10001 where none
+extern Relaxed<u16> iteration_move[DEPTH_RECORDS];
+extern double depth_nodes[DEPTH_RECORDS];         // sums of the threads' running totals, by depth
 extern Relaxed<i16> search_depth;               // the master's iteration depth
 extern Relaxed<u8> single_reply;                // the root has one legal move
 extern Relaxed<i32> tb_root_wdl;                // -1 none, 0 loss .. 4 win

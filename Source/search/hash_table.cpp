@@ -1,0 +1,224 @@
+// The transposition table: allocation, clearing, probing, storing.
+#include "search/hash_table.h"
+
+#include <cstring>
+
+#include "board/attacks.h"
+#include "board/moves.h"
+#include "control/output.h"
+#include "control/settings.h"
+#include "platform/large_memory.h"
+#include "platform/process.h"
+#include "search/search_state.h"
+
+HashEntry *hash_memory;
+i64 hash_entries;
+HashEntry *hash_tables[2];
+u64 hash_mask;
+Relaxed<float> hashfull;
+
+static u64 hash_bytes;     // size of the block, spare entries included
+static int hash_age_step;  // direction of the age stamp, +1 or -1
+
+static constexpr u64 MEGABYTE = 1048576;
+static constexpr i64 PARALLEL_CLEAR_ENTRIES = 0x100000;  // larger tables are cleared by all threads
+static constexpr int AGE_MASK = 31;
+
+// The fields of an entry's high word.
+static int entry_age(u64 high) { return static_cast<int>(high >> 56) & AGE_MASK; }
+static int entry_depth(u64 high) { return static_cast<i8>(high >> 48); }
+static u64 pack_high(Move move, int eval, int score, int depth, int bound, int age) {
+    return static_cast<u64>(move) | static_cast<u64>(static_cast<u16>(eval)) << 16 |
+           static_cast<u64>(static_cast<u16>(score)) << 32 | static_cast<u64>(static_cast<u8>(depth)) << 48 |
+           static_cast<u64>(static_cast<u8>(bound << 5 | age)) << 56;
+}
+static u32 check_word(u64 key, Move move, int score) {
+    return (static_cast<u32>(score) + (static_cast<u32>(move) << 16) + 12000u) ^ static_cast<u32>(key >> 32);
+}
+
+void free_hash_table() {
+    free_large(hash_memory, hash_bytes);
+    hash_memory = nullptr;
+}
+
+// Half the block serves each side; the mask is a power of two, so a size that is none leaves the
+// rest of each half idle. Eight units behind each half take the buckets that begin at its end.
+int allocate_hash_table() {
+    init_zobrist();
+    free_hash_table();
+    const u64 size = static_cast<u64>(settings.hash_mb) * MEGABYTE;
+    hash_entries = static_cast<i64>(size / sizeof(HashEntry));
+    hash_mask = ~0ULL;
+    if (size > 15) {
+        hash_bytes = (static_cast<u64>(hash_entries) | 16) * sizeof(HashEntry);
+        hash_memory = static_cast<HashEntry *>(allocate_large(hash_bytes));
+        if (!hash_memory) return 0;
+        hash_tables[0] = hash_memory;
+        hash_tables[1] = hash_memory + size / 32 + 8;
+        u64 entries = 1;
+        while (entries * 2 <= size / 32) entries *= 2;
+        hash_mask = entries - 1;
+        if (!hash_enabled) hash_enabled = 1;  // a size above 0 turns the table on again
+    } else {
+        hash_enabled = 0;
+        hash_tables[0] = hash_tables[1] = nullptr;
+    }
+    print_format("info string allocated %d Mbytes for hash table", settings.hash_mb);
+    hashfull = 0.0f;
+    print_line("info string Cleared hash table");  // the block comes zeroed
+    return 1;
+}
+
+static void clear_share(int *index) {
+    const i64 share = hash_entries / settings.threads;
+    std::memset(static_cast<void *>(hash_memory + *index * share), 0, static_cast<u64>(share) * sizeof(HashEntry));
+}
+
+// One thread per search thread, each its share; what the division leaves over stays as it was.
+static void clear_hash_parallel() {
+    static Thread threads[MAX_THREADS];
+    static int indices[MAX_THREADS];
+    for (int i = 0; i < settings.threads; ++i) {
+        indices[i] = i;
+        if (!start_thread(&threads[i], clear_share, &indices[i])) end_process(-1);
+    }
+    for (int i = 0; i < settings.threads; ++i)
+        if (!join_thread(&threads[i])) end_process(-1);
+}
+
+void clear_hash_table() {
+    hashfull = 0.0f;
+    if (!hash_memory || !hash_enabled) return;
+    if (settings.threads <= 1 || hash_entries <= PARALLEL_CLEAR_ENTRIES)
+        std::memset(static_cast<void *>(hash_memory), 0, static_cast<u64>(hash_entries) * sizeof(HashEntry));
+    else
+        clear_hash_parallel();
+}
+
+// The stamp moves between 1 and 31 like a triangle wave.
+void step_hash_age() {
+    if (hash_age < 1) hash_age_step = 1;
+    else if (hash_age > 30) hash_age_step = -1;
+    hash_age = static_cast<i16>(hash_age + hash_age_step);
+}
+
+static bool is_pawn_geometry(const Position *position, int side, Square from, Square to) {
+    const int step = PAWN_STEP[side];
+    if (bit(to) & pawn_attacks[side][from])
+        return position->board[to] || (to == position->ep_square && has_en_passant_victim(position, side));
+    if (position->board[to]) return false;
+    if (to == from + step) return true;
+    return to == from + 2 * step && relative_rank(side, from) == 1 && !position->board[from + step];
+}
+
+// 0 when the entry's move can be played in the position, else the number of the test that fails;
+// the move is not trusted in any way. A castling is tested by its path alone.
+static int hash_move_fault(Position *position, Move move) {
+    const Square from = from_of(move), to = to_of(move);
+    const Move flags = flags_of(move);
+    const int side = position->stm, piece = position->board[from], type = type_of(piece);
+    const Bitboard occupancy = occupied(*position);
+    if (type == KING && flags && colour_of(piece) == side) {
+        const int right = 2 * side + !(flags & CASTLE_KINGSIDE);
+        const bool home = rank_of(to) == (side ? 7 : 0);
+        return home && position->castling & 1 << right && !(occupancy & position->castle_path[right]) ? 0 : 12;
+    }
+    if (from == to) return 1;
+    const int victim = position->board[to];
+    if (type < PAWN || type > KING || type_of(victim) >= KING) return 2;
+    if (!(position->pieces[piece_code(side, type)] & bit(from))) return 3;
+    if (victim && colour_of(victim) == side) return 4;
+    if (flags) {
+        const bool known = flags == PROMO_QUEEN || flags == PROMO_KNIGHT || flags == PROMO_BISHOP || flags == PROMO_ROOK;
+        if (type != PAWN || relative_rank(side, from) != 6 || !known) return 6;
+    } else if (type == PAWN && relative_rank(side, from) == 6) {
+        return 6;
+    }
+    const Bitboard blockers = between[from][to] & occupancy, goal = bit(to);
+    switch (type) {
+        case PAWN: if (!is_pawn_geometry(position, side, from, to)) return 7; break;
+        case KNIGHT: if (!(knight_attacks[from] & goal)) return 8; break;
+        case BISHOP: if (!(bishop_mask[from] & goal) || blockers) return 9; break;
+        case ROOK: if (!(rook_mask[from] & goal) || blockers) return 10; break;
+        case QUEEN: if (!((bishop_mask[from] | rook_mask[from]) & goal) || blockers) return 11; break;
+        default: if (!(king_attacks[from] & goal)) return 12; break;
+    }
+    return is_move_legal(position, side, move) ? 0 : 14;
+}
+
+static void report_illegal_move(const Position *position, Move move, int code) {
+    char fen[FEN_SIZE];
+    position_to_fen(position, fen, 0);
+    print_format("info fen %s\ninfo string illegal hash move: %s%s, flags= %x, code= %d\n", fen,
+                 SQUARE_NAMES[from_of(move)], SQUARE_NAMES[to_of(move)], flags_of(move), code);
+}
+
+// Looks at five entries of the sliding bucket, one more than hash_store: an entry whose bucket
+// begins one place earlier can still be found there.
+bool hash_probe(Position *position, int *score, int *eval, int *depth, Move *move, int *bound) {
+    if (!hash_enabled) return false;
+    ThreadState *thread = position->owner;
+    thread->hash_probes += 1;
+    HashEntry *entry = hash_tables[position->stm] + (position->key & hash_mask);
+    const u32 key_word = static_cast<u32>(position->key);
+    u64 low = entry->low.load(std::memory_order_relaxed);
+    for (int i = 0; static_cast<u32>(low) != key_word; low = entry->low.load(std::memory_order_relaxed)) {
+        if (++i == 5) return false;
+        ++entry;
+    }
+    u64 high = entry->high.load(std::memory_order_relaxed);
+    int entry_plies = entry_depth(high);
+    if (entry_age(high) != hash_age) {
+        // An old result counts for two plies less, once per search; also on a false match.
+        entry_plies = entry_plies > -126 ? entry_plies - 2 : -128;
+        high = (high & 0xE000FFFFFFFFFFFFULL) | static_cast<u64>(static_cast<u8>(entry_plies)) << 48 |
+               static_cast<u64>(hash_age) << 56;
+        entry->high.store(high, std::memory_order_relaxed);
+    }
+    const Move stored_move = static_cast<Move>(high);
+    const int stored_score = static_cast<i16>(high >> 32);
+    if (static_cast<u32>(low >> 32) != check_word(position->key, stored_move, stored_score)) return false;
+    if (const int fault = hash_move_fault(position, stored_move)) {
+        report_illegal_move(position, stored_move, fault);
+        entry->high.store(high & ~0xFFFFULL, std::memory_order_relaxed);
+        return false;
+    }
+    *score = stored_score;
+    *eval = static_cast<i16>(high >> 16);
+    *depth = entry_plies;
+    *move = stored_move;
+    *bound = static_cast<int>(high >> 61);
+    thread->hash_hits += 1;
+    return true;
+}
+
+// The same position's entry is kept only when it is more than two plies deeper. Else the last
+// entry of an older search goes first, and without one entry 0, current or not; depth is not asked.
+void hash_store(const Position *position, int ply, int depth, Move move, int eval, int score, int bound) {
+    if (!hash_enabled || !move) return;
+    // A mate score is stored as a distance from the node.
+    if (score < -MATE_BOUND) score -= ply;
+    else if (score >= MATE_BOUND) score += ply;
+    HashEntry *bucket = hash_tables[position->stm] + (position->key & hash_mask);
+    const u32 key_word = static_cast<u32>(position->key);
+    int target = -1;
+    for (int i = 0; i < 4 && target < 0; ++i)
+        if (static_cast<u32>(bucket[i].low.load(std::memory_order_relaxed)) == key_word) target = i;
+    if (target >= 0) {
+        if (entry_depth(bucket[target].high.load(std::memory_order_relaxed)) > depth + 2) return;
+    } else {
+        target = 3;
+        while (target > 0 && entry_age(bucket[target].high.load(std::memory_order_relaxed)) == hash_age) --target;
+    }
+    bucket[target].high.store(pack_high(move, eval, score, depth, bound, hash_age), std::memory_order_relaxed);
+    bucket[target].low.store(static_cast<u64>(check_word(position->key, move, score)) << 32 | key_word,
+                             std::memory_order_relaxed);
+}
+
+void count_hashfull() {
+    int count = 0;
+    if (hash_entries > 2999 && hash_memory)
+        for (int i = 0; i < 1000; ++i)
+            count += entry_age(hash_memory[i].high.load(std::memory_order_relaxed)) == hash_age;
+    hashfull = static_cast<float>(count * 0.001);
+}

@@ -1,0 +1,188 @@
+// The staged picker: hash move, captures by exchange value, quiet moves by history, killers and
+// counter moves. Each stage generates only when it is reached, so a cut-off pays for little.
+#include "search/move_picker.h"
+
+#include <utility>
+
+#include "board/attacks.h"
+#include "board/exchange.h"
+#include "board/moves.h"
+
+const i16 GOOD_CAPTURE_SCORE[6] = {210, 220, 230, 230, 240, 250};
+const i16 BAD_CAPTURE_SCORE[6] = {2, 4, 12, 12, 16, 20};
+
+static constexpr int GOOD_LIMIT = 150;   // captures at or below it wait for the quiet moves
+static constexpr int ORDER_LIMIT = 2;    // moves at or below it come as they lie
+static constexpr i16 HASH_MOVE_SCORE = 255;
+static constexpr i16 CHECK_SCORE = 100;
+static constexpr u16 STAGE_MASK = 15;
+
+// Swaps the entry with the best score of the rest of the list into `current`; the first of equals wins.
+static MoveEntry *select_best(MoveEntry *current) {
+    if (current->move == END_OF_LIST) return current;
+    MoveEntry *best = current;
+    for (MoveEntry *entry = current + 1; entry->move != END_OF_LIST; ++entry)
+        if (entry->score > best->score) best = entry;
+    if (best != current) std::swap(*best, *current);
+    return current;
+}
+
+i16 capture_order_score(const Position *position, int side, const MoveEntry *entry) {
+    const int mover = type_of(entry->piece), victim = type_of(entry->captured);
+    const Square from = from_of(entry->move), to = to_of(entry->move);
+    // Taking something of at least the mover's value can't lose more than the limit.
+    const bool good = (mover != KING && SEE_VALUE[victim] >= SEE_VALUE[mover]) || see(position, side, from, to) >= -49;
+    return good ? static_cast<i16>(GOOD_CAPTURE_SCORE[victim] - mover) : BAD_CAPTURE_SCORE[victim];
+}
+
+static void generate_tactical(ThreadState *thread, PlyRecord *record, MoveEntry *start) {
+    Position *position = &thread->position;
+    const int side = position->stm;
+    const bool full = (record->picker_stage & PICK_FULL) != 0;
+    MoveEntry *end = generate_captures(position, side, start, record->check_square);
+    end = generate_promotions(position, side, full, end);
+    end = generate_seventh_rank_pushes(position, side, end);
+    close_move_list(thread, end);
+    for (MoveEntry *entry = start; entry != end; ++entry)
+        entry->score = full ? capture_order_score(position, side, entry)
+                            : static_cast<i16>(GOOD_CAPTURE_SCORE[type_of(entry->captured)] - type_of(entry->piece));
+}
+
+// History, with the moves that refuted the same previous move, the killers and the follow-up lifted.
+static void score_quiets(ThreadState *thread, const PlyRecord *record, MoveEntry *start, MoveEntry *end) {
+    u16 counter1 = 0, counter2 = 0, follow = 0;
+    const MoveEntry *previous = record[-1].current_move, *before = record[-2].current_move;
+    if (previous->move) {
+        const Square to = to_of(previous->move);
+        counter1 = thread->counter_move1[previous->piece][to];
+        counter2 = thread->counter_move2[previous->piece][to];
+        if (before->move) follow = thread->follow_move[before->piece][to_of(before->move)];
+    }
+    for (MoveEntry *entry = start; entry != end; ++entry) {
+        const u16 move = entry->move;
+        int score = static_cast<int>(thread->history[entry->piece][to_of(move)] * 80 / 0x40000);
+        if (!record->in_check) {
+            if (move == record->killer1) score += 80;
+            else if (move == record->killer2) score += 75;
+            else if (move == counter1) score += 65;
+            else if (move == counter2) score += 60;
+            else if (move == follow) score += 50;
+        } else {
+            if (move == record->evasion_killer) score += 70;
+            else if (move == counter1) score += 65;
+            else if (move == counter2) score += 60;
+        }
+        entry->score = static_cast<i16>(score);
+    }
+}
+
+// Quiet moves go behind what remains of the list: the captures that lose material are there.
+static void append_quiets(ThreadState *thread, PlyRecord *record, MoveEntry *end) {
+    while (end->move != END_OF_LIST) ++end;
+    MoveEntry *start = end;
+    end = generate_quiets(&thread->position, thread->position.stm, start, record->check_square);
+    close_move_list(thread, end);
+    if (thread->ply > 1) score_quiets(thread, record, start, end);
+}
+
+// Quiet checks by the piece that moves. Pawn pushes onto the seventh rank, already handed out with
+// the captures, come again here.
+static void append_checks(ThreadState *thread, MoveEntry *start) {
+    const Position *position = &thread->position;
+    const int side = position->stm;
+    const Square king = position->king_sq[side ^ 1];
+    const Bitboard occupancy = occupied(*position), empty = ~occupancy;
+    const Bitboard diagonals = bishop_attacks(king, occupancy) & empty, lines = rook_attacks(king, occupancy) & empty;
+    MoveEntry *end = generate_pawn_pushes(position, side, pawn_attacks[side ^ 1][king] & empty, occupancy, start);
+    end = generate_piece_moves(position, side, KNIGHT, knight_attacks[king] & empty, occupancy, end);
+    end = generate_piece_moves(position, side, BISHOP, diagonals, occupancy, end);
+    end = generate_piece_moves(position, side, ROOK, lines, occupancy, end);
+    end = generate_queen_moves(position, side, diagonals | lines, occupancy, end);
+    close_move_list(thread, end);
+    for (MoveEntry *entry = start; entry != end; ++entry) {
+        entry->score = CHECK_SCORE;
+        entry->captured = 0;
+    }
+}
+
+// Each stage either hands out an entry or falls to a later one. Stages: 0 hash move, 1 captures
+// made, 2 captures best first, 3 checks made, 4 good captures, 5 quiets made, 6 the ordered rest,
+// 7 the rest as it lies, 8 restart of a list filled beforehand, 9 that list best first.
+MoveEntry *next_move(Position *position) {
+    ThreadState *thread = position->owner;
+    PlyRecord *record = &thread->plies[thread->ply];
+    const u16 flags = record->picker_stage & static_cast<u16>(~STAGE_MASK);
+    int stage = record->picker_stage & STAGE_MASK;
+    MoveEntry *current = stage == 0 || stage == 8 ? record->move_list : record->current_move + 1;
+    MoveEntry *found = nullptr;
+    for (bool searching = true; searching;) {
+        searching = false;
+        switch (stage) {
+            case 0:
+                stage = 1;
+                if (record->hash_move && flags & PICK_HASH_MOVE) {
+                    const Move move = record->hash_move;
+                    *current = {move, HASH_MOVE_SCORE, position->board[from_of(move)], position->board[to_of(move)]};
+                    close_move_list(thread, current + 1);
+                    found = current;
+                } else {
+                    searching = true;
+                }
+                break;
+            case 1:
+                generate_tactical(thread, record, current);
+                stage = flags & PICK_FULL ? 4 : 2;
+                searching = true;
+                break;
+            case 2:
+                found = select_best(current);
+                if (found->move == END_OF_LIST) {
+                    stage = 3;
+                    searching = true;
+                }
+                break;
+            case 3:
+                found = nullptr;
+                if (!(flags & PICK_CHECKS)) break;
+                append_checks(thread, current);
+                stage = 7;
+                searching = true;
+                break;
+            case 4:
+                found = select_best(current);
+                if (found->move == END_OF_LIST || found->score <= GOOD_LIMIT) {
+                    stage = 5;
+                    searching = true;
+                }
+                break;
+            case 5:
+                append_quiets(thread, record, current);
+                stage = 6;
+                searching = true;
+                break;
+            case 6:
+                found = select_best(current);
+                if (found->move == END_OF_LIST || found->score <= ORDER_LIMIT) {
+                    stage = 7;
+                    searching = true;
+                }
+                break;
+            case 7:
+                found = current->move == END_OF_LIST ? nullptr : current;
+                break;
+            case 8:
+                stage = 9;
+                searching = true;
+                break;
+            case 9:
+                found = select_best(current);
+                if (found->move == END_OF_LIST) found = nullptr;
+                break;
+            default:
+                break;
+        }
+    }
+    record->picker_stage = static_cast<u16>(flags | stage);
+    if (found) record->current_move = found;
+    return found;
+}

@@ -1,0 +1,111 @@
+// Starting and ending search threads. They share the hash table and nothing else: no queue, no
+// message but stop_search.
+#include "search/parallel.h"
+
+#include <cstdlib>
+#include <cstring>
+
+#include "control/settings.h"
+#include "platform/clock.h"
+#include "platform/process.h"
+#include "platform/threads.h"
+#include "search/root.h"
+#include "search/search_state.h"
+
+static Thread master;
+static Thread workers[MAX_THREADS];
+static int thread_indices[MAX_THREADS];
+
+// A record is made once and refreshed for each search: the game is copied, the tables of the last
+// search stay until root_search resets them.
+int init_thread_state(int index) {
+    ThreadState *thread = worker_state(index);
+    const bool is_new = !thread;
+    if (is_new) {
+        thread = allocate_thread_state(static_cast<u8>(index));
+        if (!thread) return -1;
+        lock_spin(&search_lock);
+        thread->thread_rand = static_cast<u32>(std::rand());
+        unlock_spin(&search_lock);
+    }
+    thread->position = root_thread_state->position;
+    thread->position.owner = thread;
+    thread->game_ply = root_thread_state->game_ply;
+    thread->last_move = root_thread_state->last_move;
+    std::memcpy(thread->game_stack, root_thread_state->game_stack,
+                static_cast<std::size_t>(thread->game_ply) * sizeof(GameRecord));
+    thread->game_stack[thread->game_ply].move = 0;
+
+    // plies[0] points at an end mark for good: as "the move two plies back" it is not a null move.
+    for (int ply = 0; ply < 2; ++ply) {
+        thread->move_pool[ply].move = END_OF_LIST;
+        thread->plies[ply].move_list = thread->plies[ply].current_move = thread->move_pool + ply;
+        thread->plies[ply].node_type = 0;
+    }
+    for (Relaxed<u16> &word : thread->pv_line) word = 0;
+    thread->ply = 1;
+    thread->root_score = 0;
+    thread->iteration_depth = 0;
+    thread->root_fail = 0;
+    thread->completed_depth = 0;
+    thread->seldepth = 0;
+    thread->nodes = 0;
+    thread->tb_hits = 0;
+    thread->hash_probes = 0;
+    thread->hash_hits = 0;
+    thread->eval_calls = thread->eval_cache_hits = thread->pawn_probes = thread->pawn_hits = 0;
+    thread->perft_count = 0;
+    std::memset(thread->diagnostic_counts, 0, sizeof thread->diagnostic_counts);
+    if (is_new) worker_states[index].store(thread, std::memory_order_release);
+    return 0;
+}
+
+static void master_thread(int *index) {
+    if (init_thread_state(*index) != 0) end_process(-1);
+    if (settings.threads > 0) root_search(*index);
+    add_search_state(SEARCH_DONE);
+}
+
+// A root inside the tablebases is searched by the master alone.
+static void worker_thread(int *index) {
+    if (init_thread_state(*index) != 0) return;
+    if (*index >= settings.threads || tb_root_wdl != -1) return;
+    root_search(*index);
+}
+
+// The workers wait for the master's first iteration: by then its root tests, the tablebases among
+// them, are final.
+bool start_search_threads() {
+    thread_indices[0] = 0;
+    if (!start_thread(&master, master_thread, &thread_indices[0])) return false;
+    detach_thread(&master);
+    while (search_depth < 1 && !stop_search && !(read_search_state() & SEARCH_DONE)) sleep_milliseconds(0);
+    for (int i = 1; i < settings.threads; ++i) {
+        thread_indices[i] = i;
+        if (!start_thread(&workers[i], worker_thread, &thread_indices[i])) end_process(-1);
+    }
+    return true;
+}
+
+void join_search_threads() {
+    stop_search = 1;
+    for (int i = 1; i < settings.threads; ++i)
+        if (!join_thread(&workers[i])) end_process(-1);
+}
+
+void sum_thread_counters() {
+    u64 nodes = 0, tb_hits = 0, probes = 0, hits = 0;
+    for (int i = 0; i < settings.threads; ++i) {
+        const ThreadState *thread = worker_state(i);
+        if (!thread || thread->completed_depth < 2) continue;
+        nodes += thread->nodes;
+        tb_hits += thread->tb_hits;
+        probes += thread->hash_probes;
+        hits += thread->hash_hits;
+    }
+    search_totals.nodes = nodes;
+    search_totals.tb_hits = tb_hits;
+    search_totals.hash_probes = probes;
+    search_totals.hash_hits = hits;
+    if (const ThreadState *first = worker_state(0)) search_totals.seldepth = first->seldepth;
+}

@@ -1,0 +1,453 @@
+// The root: setting a search up, root moves and their order, aspiration windows, deepening.
+#include "search/root.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <utility>
+
+#include "board/attacks.h"
+#include "board/make_move.h"
+#include "board/moves.h"
+#include "control/output.h"
+#include "control/settings.h"
+#include "eval/evaluate.h"
+#include "platform/clock.h"
+#include "pyrrhic/tbprobe/tb_probe.h"
+#include "search/hash_table.h"
+#include "search/interior.h"
+#include "search/move_picker.h"
+#include "search/parallel.h"
+#include "search/pruning_tables.h"
+#include "search/quiescence.h"
+#include "search/report.h"
+#include "search/search_state.h"
+#include "search/strength.h"
+#include "search/time_check.h"
+
+static constexpr u32 HISTORY_START = 16384;
+static constexpr int QUIET_ORDER = HISTORY_START * 80 / 0x40000;
+static constexpr int ATTEMPTS = 20;            // aspiration windows of one line
+static constexpr int WINDOW_OPEN = 8000;       // a bound beyond it opens its side
+static constexpr int LAST_GAME_PLY = 883;      // game_ply + depth stays within the stack
+static constexpr int TB_WIN_SCORE = 9800;
+static constexpr int TB_DEPTH = 99;            // printed for an answer from the tables
+static constexpr int TB_ROOT_PROBE_DEPTH = 80;
+static constexpr int TB_RANK_FIFTY = 10;       // from here on progress comes before searching
+static constexpr float FULL_ROOT_RATE = 2000;  // node rates above search depth 1 with full windows
+static constexpr float PERIODIC_SECONDS = 3.5f;
+
+static void print_start_lines() {
+    if (!(settings.info_min_time < INFO_NEVER) || (settings.uci_mode && !settings.log_on)) return;
+    char fen[FEN_SIZE];
+    position_to_fen(&root_thread_state->position, fen, 0);
+    print_format("info string fen %s", fen);
+    print_format("info string clock= %0.2f, target_time= %0.3f", static_cast<double>(side_clock[root_side]),
+                 static_cast<double>(target_time));
+}
+
+void search_setup() {
+    // 1-3. Clock, tables, node rate.
+    const ClockReading now = read_clock();
+    search_start_time = static_cast<double>(now.seconds) + static_cast<double>(now.nanoseconds) * 1e-9;
+    elapsed_time = 0.0f;
+    build_pruning_tables();
+    choose_node_rate();
+
+    // 4-5. Published state, age stamp.
+    root_side = root_thread_state->position.stm;
+    root_thread_state->ply = 1;
+    stop_search = 0;
+    search_depth = 0;
+    best_depth = 0;
+    best_score = 0;
+    target_time = 0.0f;
+    search_totals.nodes = 0;
+    best_change_depth = 0;
+    single_reply = 0;
+    best_pv[1] = 0;
+    step_hash_age();
+    if (settings.hash_mb < 1) hash_enabled = 0;
+
+    // 6-7. Fixed time as a clock, per-depth accounts, counters of the threads that exist.
+    if (settings.time_mode == 1) side_clock[root_side] = settings.move_time;
+    for (int depth = 0; depth < DEPTH_RECORDS; ++depth) {
+        iteration_score[depth] = -SCORE_INFINITE;
+        iteration_move[depth] = 0;
+        depth_nodes[depth] = 0.0;
+    }
+    for (int i = 0; i < MAX_THREADS; ++i)
+        if (ThreadState *thread = worker_state(i)) {
+            thread->nodes = 0;
+            thread->tb_hits = 0;
+            thread->hash_probes = 0;
+            thread->hash_hits = 0;
+        }
+    // 8. A first target.
+    time_check();
+    print_start_lines();
+}
+
+// Clears what the last search left in the thread's tables and evaluates the root.
+static void reset_thread(ThreadState *thread) {
+    for (PlyRecord &record : thread->plies)
+        record.hash_move = record.killer1 = record.killer2 = record.evasion_killer = 0;
+    std::memset(thread->counter_move1, 0, sizeof thread->counter_move1);
+    std::memset(thread->counter_move2, 0, sizeof thread->counter_move2);
+    std::memset(thread->follow_move, 0, sizeof thread->follow_move);
+    for (auto &row : thread->history)
+        for (u32 &cell : row) cell = HISTORY_START;
+
+    PlyRecord *root = &thread->plies[1];
+    Position *position = &thread->position;
+    const int side = position->stm;
+    root->node_type = 0;
+    root->depth = 0;
+    root->alpha = -SCORE_INFINITE;
+    root->beta = SCORE_INFINITE;
+    root->tb_wdl = -1;
+    root->check_square = NO_SQUARE;
+    root->in_check = is_square_attacked(position, position->king_sq[side], side ^ 1);
+    const int eval = evaluate(thread, side, 1, root->in_check);
+    root->static_eval = static_cast<i16>(eval);
+    thread->plies[0].static_eval = static_cast<i16>(-eval);
+    thread->root_score = static_cast<i16>(eval);
+}
+
+// Publishes a result that needs no iterations and ends the search.
+static void publish_final(ThreadState *thread, Move move, int score, int depth) {
+    thread->root_score = static_cast<i16>(score);
+    thread->pv_line[1] = move;
+    thread->pv_line[2] = 0;
+    thread->completed_depth = thread->seldepth = static_cast<i16>(depth);
+    thread->iteration_depth = 1;
+    publish_best(thread);
+    stop_search = 1;
+}
+
+static bool has_legal_move(Position *position) {
+    const MoveEntry *entry = position->owner->plies[1].move_list;
+    for (generate_all(position); entry->move != END_OF_LIST; ++entry)
+        if (is_move_legal(position, position->stm, entry->move)) return true;
+    return false;
+}
+
+// Master only, before the loop: mate, stalemate, and the quiescence score of the root. False when
+// the search is over already.
+static bool master_root_tests(ThreadState *thread) {
+    Position *position = &thread->position;
+    const bool in_check = thread->plies[1].in_check;
+    best_score = thread->root_score;
+    tb_root_wdl = -1;
+    root_static_eval = thread->root_score;
+    root_quiescence_score = thread->root_score;
+    if (!has_legal_move(position)) {
+        publish_final(thread, 0, in_check ? 1 - MATE_SCORE : 0, 1);
+        return false;
+    }
+    if (!in_check) {
+        u16 line[PV_SIZE] = {};
+        root_quiescence_score =
+            quiesce_moves(position, position->stm, 1, 0, -SCORE_INFINITE, SCORE_INFINITE, 0, line);
+        for (int i = 0; i <= MAX_PLY; ++i) thread->pv_line[i] = line[i];
+    }
+    if (settings.max_depth > 0) return true;
+    if (!in_check)
+        for (int i = 0; i <= MAX_PLY; ++i) best_pv[i] = thread->pv_line[i];
+    stop_search = 1;
+    return false;
+}
+
+// Legal root moves with their first order scores; later ones are the scores of the last iteration.
+static void make_root_list(ThreadState *thread) {
+    Position *position = &thread->position;
+    const int side = position->stm;
+    MoveEntry *kept = thread->plies[1].move_list;
+    generate_all(position);
+    for (const MoveEntry *entry = kept; entry->move != END_OF_LIST; ++entry) {
+        if (!is_move_legal(position, side, entry->move)) continue;
+        *kept = *entry;
+        const bool en_passant = type_of(kept->piece) == PAWN && to_of(kept->move) == position->ep_square;
+        kept->score = kept->captured || en_passant ? capture_order_score(position, side, kept) : static_cast<i16>(QUIET_ORDER);
+        ++kept;
+    }
+    close_move_list(thread, kept);
+    if (kept - thread->plies[1].move_list == 1) single_reply = 1;
+}
+
+// Removes the root moves that give a table result away and prints the line about it.
+static void filter_by_tables(ThreadState *thread) {
+    Position *position = &thread->position;
+    const int wdl = tb_root_wdl;
+    char line[512];
+    int length = std::snprintf(line, sizeof line, "info string TB result is %s with moves: ",
+                               wdl == 4 ? "WIN" : wdl == 0 ? "LOSS" : "DRAW");
+    for (MoveEntry *entry = thread->plies[1].move_list; entry->move != END_OF_LIST; ++entry) {
+        make_move(position, entry->move);
+        const int reply = tb_probe_wdl(position, TB_ROOT_PROBE_DEPTH);
+        unmake_move(position);
+        // Compared as unsigned: a move without an answer stays.
+        if (static_cast<u32>(4 - reply) < static_cast<u32>(wdl)) {
+            entry->move = 0;
+            entry->score = -SCORE_INFINITE;
+        } else if (length < 480) {
+            length += std::snprintf(line + length, sizeof line - static_cast<std::size_t>(length), "%s%s ",
+                                    SQUARE_NAMES[from_of(entry->move)], SQUARE_NAMES[to_of(entry->move)]);
+        }
+    }
+    // The limit lies above the "never" of information lines: this one is printed all the same.
+    if (settings.info_min_time < 99999.9f) print_line(line);
+}
+
+// Master only. True when the tables choose the move themselves: with the half-move clock running,
+// distance to the next capture or pawn move comes before anything a search could find.
+static bool answer_from_tables(ThreadState *thread) {
+    Position *position = &thread->position;
+    tb_root_move = 0;
+    tb_root_wdl = tb_probe_wdl(position, TB_ROOT_PROBE_DEPTH);
+    if (tb_root_wdl == -1) return false;
+    filter_by_tables(thread);
+    if (position->fifty >= TB_RANK_FIFTY && !position->castling && popcount(occupied(*position)) <= TB_LARGEST) {
+        Move move;
+        int code;
+        if (tb_root_rank(position, &move, &code)) {
+            tb_root_wdl = code;
+            tb_root_move = move;
+            if (is_move_legal(position, position->stm, move)) {
+                publish_final(thread, move, code == 4 ? TB_WIN_SCORE : code == 0 ? -TB_WIN_SCORE : 0, TB_DEPTH);
+                return true;
+            }
+        }
+    }
+    thread->plies[1].tb_wdl = tb_root_wdl;
+    return false;
+}
+
+// One pass over the root moves with one window.
+struct Attempt {
+    ThreadState *thread;
+    int line, depth;   // line: index of the first entry, 0 for the best line
+    int alpha, beta;   // as given
+    int best;
+    bool is_master;
+};
+
+static void print_periodic_line(const ThreadState *thread) {
+    refresh_elapsed_time();
+    if (!settings.uci_mode || elapsed_time <= PERIODIC_SECONDS || elapsed_time <= settings.info_min_time) return;
+    sum_thread_counters();
+    if (thread->plies[1].move_count != 0) return;
+    count_hashfull();
+    const double seconds = elapsed_time, nodes = static_cast<double>(search_totals.nodes);
+    print_format("info depth %d time %.0f nodes %.0f nps %.0f hashfull %.0f",
+                 search_depth.word.load(std::memory_order_relaxed), seconds * 1000.0, nodes, nodes / (seconds + 0.002),
+                 static_cast<double>(hashfull) * 1000.0);
+}
+
+// A quiet move after the third is searched one ply shorter first, unless mate or zugzwang is near.
+static int root_reduction(const Attempt *attempt, const PlyRecord *root) {
+    const Position *position = &attempt->thread->position;
+    const i32 material = position->material[position->stm];
+    const bool reduce = attempt->depth >= 4 && !(root->move_flags & 63) && root->move_count >= 3 && !root->in_check &&
+                        attempt->best >= -9499 && material & 15 && material >= 16;
+    return reduce ? 1 : 0;
+}
+
+// Searches one root move; its score becomes the entry's order score. The re-search opens the window
+// down to its given alpha, not to the running one.
+static int search_root_move(const Attempt *attempt, MoveEntry *entry, int running_alpha, u16 *child_pv) {
+    Position *position = &attempt->thread->position;
+    const PlyRecord *root = &attempt->thread->plies[1];
+    const int enemy = position->stm ^ 1, depth = attempt->depth;
+    const bool full_window = root->move_count == 0 || (depth == 1 && target_nps > FULL_ROOT_RATE);
+    const int reduction = root_reduction(attempt, root);
+    bool open = full_window;
+    make_move(position, entry->move);
+    if (!full_window) {
+        entry->score = static_cast<i16>(attempt->alpha - 1);
+        const int score = -search_node(position, enemy, 2, depth - reduction - 1, -running_alpha - 1, -running_alpha, 1, child_pv);
+        open = score > running_alpha && !stop_search;
+    }
+    if (open) {
+        const int score = -search_node(position, enemy, 2, depth - 1, -attempt->beta, -attempt->alpha, 0, child_pv);
+        entry->score = static_cast<i16>(std::max(attempt->alpha, score));
+    }
+    unmake_move(position);
+    return entry->score;
+}
+
+// A better root move: the thread's line and, for the master's first line, the published result.
+static void take_root_move(Attempt *attempt, Move move, int score, const u16 *child_pv) {
+    ThreadState *thread = attempt->thread;
+    thread->pv_line[1] = move;
+    thread->root_score = static_cast<i16>(score);
+    thread->completed_depth = static_cast<i16>(attempt->depth);
+    for (int i = 2; i <= MAX_PLY; ++i) {
+        thread->pv_line[i] = child_pv[i];
+        if (!child_pv[i]) break;
+    }
+    if (attempt->is_master && attempt->line == 0) publish_best(thread);
+    attempt->best = score;
+}
+
+// Puts the entries that the attempt reached in descending order; the others go last.
+static void close_attempt(MoveEntry *first, MoveEntry *reached_end) {
+    for (MoveEntry *entry = reached_end; entry->move != END_OF_LIST; ++entry) entry->score = -SCORE_INFINITE;
+    for (MoveEntry *place = first; place < reached_end; ++place) {
+        MoveEntry *best = place;
+        for (MoveEntry *entry = place + 1; entry < reached_end; ++entry)
+            if (entry->score > best->score) best = entry;
+        std::swap(*best, *place);
+    }
+}
+
+// The root move loop of one attempt; attempt->best is its outcome.
+static void search_attempt(Attempt *attempt) {
+    ThreadState *thread = attempt->thread;
+    Position *position = &thread->position;
+    PlyRecord *root = &thread->plies[1];
+    const int side = position->stm;
+    root->alpha = static_cast<i16>(attempt->alpha);
+    root->beta = static_cast<i16>(attempt->beta);
+    root->depth = static_cast<i16>(attempt->depth);
+    root->check_square =
+        static_cast<u8>(attacker_of_square(position, position->king_sq[side], side ^ 1, occupied(*position)));
+    root->in_check = root->check_square != NO_SQUARE;
+    root->move_count = 0;
+    attempt->best = -SCORE_INFINITE;
+    int running_alpha = attempt->alpha;
+    MoveEntry *first = root->move_list + attempt->line, *entry = first;
+    u16 child_pv[PV_SIZE];
+    for (; entry->move != END_OF_LIST; ++entry) {
+        // 1-3. The best untaken entry; what the tables ruled out is skipped.
+        MoveEntry *chosen = entry;
+        for (MoveEntry *other = entry + 1; other->move != END_OF_LIST; ++other)
+            if (other->score > chosen->score) chosen = other;
+        std::swap(*chosen, *entry);
+        if (!entry->move) continue;
+        root->current_move = entry;
+        root->move_flags = classify_move(position, side, entry);
+        if (attempt->is_master && attempt->line == 0) print_periodic_line(thread);  // 4
+
+        // 5-9. Its search.
+        const int score = search_root_move(attempt, entry, running_alpha, child_pv);
+        if (stop_search) {
+            attempt->best = 0;
+            return;
+        }
+        ++root->move_count;
+
+        // 10-12. The result.
+        if (score > attempt->best) {
+            running_alpha = std::max(running_alpha, score);
+            take_root_move(attempt, entry->move, score, child_pv);
+        }
+        thread->root_fail = static_cast<i16>(attempt->alpha >= attempt->best ? 1 : attempt->best < attempt->beta ? 0 : 2);
+        if (attempt->best >= attempt->beta) {
+            ++entry;
+            break;
+        }
+    }
+    close_attempt(first, entry);
+}
+
+// Aspiration: a window around the last score, widened on the side that fails. The margin doubles
+// with each failure and so serves both sides of later attempts.
+static void search_line(ThreadState *thread, int line, int depth, bool is_master) {
+    const int score = thread->root_score;
+    thread->root_fail = 0;
+    int margin = std::abs(score) / 16 + 25;
+    if (depth < 7) margin += 70 - 10 * depth;
+    Attempt attempt = {thread, line, depth, -SCORE_INFINITE, SCORE_INFINITE, 0, is_master};
+    if (depth >= 2) {
+        attempt.alpha = score - margin;
+        attempt.beta = score + margin;
+    }
+    for (int i = 0; i < ATTEMPTS; ++i) {
+        if (attempt.alpha < -WINDOW_OPEN) attempt.alpha = -SCORE_INFINITE;
+        if (attempt.beta > WINDOW_OPEN) attempt.beta = SCORE_INFINITE;
+        search_attempt(&attempt);
+        if (stop_search) return;
+        if (attempt.best > attempt.alpha && attempt.best < attempt.beta) return;
+        if (attempt.best <= attempt.alpha) attempt.alpha = std::min(attempt.alpha - margin, attempt.best);
+        if (attempt.best >= attempt.beta) attempt.beta = std::max(attempt.beta + margin, attempt.best);
+        margin *= 2;
+    }
+}
+
+// A worker's next depth: further on where many threads are at the same one; then noise in the order
+// of its later root moves, unless it is far ahead of the master already.
+static int choose_worker_depth(ThreadState *thread, int depth) {
+    if (depth > search_depth + 2) return depth;
+    if (depth > 5 && depth < settings.max_depth && settings.multipv == 1) {
+        int there = 0;
+        for (int i = 0; i < settings.threads; ++i)
+            if (const ThreadState *other = worker_state(i)) there += other->iteration_depth >= depth;
+        if (there > 11) depth += there >= 36 ? 2 : 1;
+    }
+    depth = std::min<int>(depth, settings.max_depth);
+    u32 noise = thread->thread_rand;
+    MoveEntry *entry = thread->plies[1].move_list;
+    if (entry->move != END_OF_LIST) ++entry;
+    for (; entry->move != END_OF_LIST; ++entry) {
+        noise = noise * 12345 + 76543;
+        entry->score = static_cast<i16>(entry->score - static_cast<int>(noise % 15));
+    }
+    thread->thread_rand = noise;
+    return depth;
+}
+
+static void search_lines(ThreadState *thread, int depth, bool is_master) {
+    for (int line = 0; line < settings.multipv; ++line) {
+        if (thread->plies[1].move_list[line].move == END_OF_LIST) break;
+        search_line(thread, line, depth, is_master);
+        if (stop_search) break;
+        if (settings.multipv > 1 && is_master) {
+            report_iteration(0, line + 1, depth, thread->root_score, thread->pv_line);
+            line_move[line] = thread->pv_line[1];
+            line_score[line] = thread->root_score;
+        }
+    }
+}
+
+static void deepen(ThreadState *thread, bool is_master) {
+    for (int depth = 1; depth <= MAX_DEPTH; ++depth) {
+        if (is_master) search_depth = static_cast<i16>(depth);
+        else depth = choose_worker_depth(thread, depth);
+        thread->iteration_depth = static_cast<i16>(depth);
+        search_lines(thread, depth, is_master);
+
+        lock_spin(&search_lock);
+        depth_nodes[depth] += static_cast<double>(thread->nodes);
+        unlock_spin(&search_lock);
+        if (stop_search || settings.quit_flag) break;
+        if (thread->root_score >= MATE_SCORE - 1 - depth || thread->root_score < depth - (MATE_SCORE - 1)) break;
+        if (depth >= settings.max_depth || thread->game_ply + depth > LAST_GAME_PLY) break;
+    }
+}
+
+void root_search(i32 thread_index) {
+    ThreadState *thread = worker_state(thread_index);
+    if (!thread) return;
+    const bool is_master = thread_index == 0;
+    refresh_elapsed_time();
+    reset_thread(thread);
+    if (is_master) {
+        if (!master_root_tests(thread)) return;
+        std::memset(line_move, 0, sizeof line_move);
+    }
+    make_root_list(thread);
+    if (is_master && answer_from_tables(thread)) return;
+    thread->completed_depth = 0;
+    deepen(thread, is_master);
+    if (is_master) stop_search = 1;
+}
+
+void search_on_this_thread(u16 state) {
+    write_search_state(state);
+    search_setup();
+    if (init_thread_state(0) == 0 && settings.threads > 0) root_search(0);
+    add_search_state(SEARCH_DONE);
+    refresh_elapsed_time();
+}

@@ -1,0 +1,101 @@
+// The clock's side of a search. All times are seconds in single precision.
+#include "search/time_check.h"
+
+#include <algorithm>
+#include <cstdlib>
+
+#include "control/settings.h"
+#include "eval/evaluate.h"
+#include "platform/clock.h"
+#include "search/search_state.h"
+
+static constexpr float MIN_TARGET = 0.005f;
+
+void refresh_elapsed_time() {
+    const ClockReading now = read_clock();
+    elapsed_time = static_cast<float>(static_cast<double>(now.seconds) - search_start_time +
+                                      (static_cast<double>(now.nanoseconds) * 1e-9 + 0.0001));
+}
+
+// Share of the increment that may be spent: a nearly empty clock spends almost none of it.
+static float increment_share() {
+    const float increment = settings.time_increment, clock = side_clock[root_side];
+    if (!(increment > 0.0f)) return 0.0f;
+    return clock / (2.0f * increment + clock) * increment;
+}
+
+// The fraction of the remaining time that one move gets; sets moves_to_go where it isn't told.
+static float base_fraction() {
+    if (settings.time_mode == 0) {
+        moves_to_go = 28;
+        return 1.0f / 29.0f;
+    }
+    if (!settings.uci_mode) {
+        // Moves left to the next control of M moves.
+        const int moves = settings.time_mode, played = root_thread_state->game_ply;
+        moves_to_go = static_cast<i16>(moves * (played / (2 * moves) + 1) - played / 2);
+    }
+    return 1.0f / static_cast<float>(std::max<int>(moves_to_go, 0) + 1);
+}
+
+// Does a worker that is as far along prefer another move by a clear margin?
+static bool worker_disagrees(int margin) {
+    for (int i = 1; i < settings.threads; ++i) {
+        const ThreadState *worker = worker_state(i);
+        if (worker && worker->completed_depth >= best_depth && worker->pv_line[1] != best_pv[1] &&
+            worker->root_score >= best_score + margin)
+            return true;
+    }
+    return false;
+}
+
+// Additions to the fraction while the search is in trouble or of two minds.
+static float extra_fraction(const ThreadState *master) {
+    const int size = std::abs(static_cast<int>(best_score));
+    const int margin = size < 336 ? 20 : size / 16;
+    const int root_fail = master->root_fail, depth = search_depth;
+    const bool several = settings.threads > 1;
+    float extra = 0.0f;
+    if (root_fail == 2) extra += 0.04f;
+    if (root_fail == 1) extra += 0.2f;
+    if (root_fail != 1) {
+        if (depth < 4) {
+            if (!several) return extra;
+        } else if (best_score <= iteration_score[depth - 1] - margin && best_score <= iteration_score[depth - 2] - margin) {
+            extra += 0.04f;
+        }
+    }
+    if (several && worker_disagrees(margin)) extra += 0.02f;
+    if (depth >= 5 && best_change_depth >= depth - 2) extra += 0.01f;
+    return extra;
+}
+
+// There is one target and no hard limit beside it: a reason that lasts raises it, and when the
+// reason goes the target may fall below the time used and stop the search at once.
+void time_check() {
+    refresh_elapsed_time();
+    const float increment = increment_share();
+    const bool clock_runs = (read_search_state() & (SEARCH_RUN | SEARCH_BENCH)) != 0;
+    if (settings.time_mode == 1) {
+        moves_to_go = 1;
+        target_time = settings.move_time;
+        if (!clock_runs || search_depth < 2) return;
+        if (elapsed_time >= settings.move_time + increment) stop_search = 1;
+        return;
+    }
+    float fraction = base_fraction();
+    const float left = std::max(side_clock[root_side] - elapsed_time, 0.0f);
+    if (settings.ponder) fraction *= 1.25f;
+    target_time = fraction * left + increment;
+
+    // The first two iterations always finish; a ponder search has a target but no stop.
+    const ThreadState *master = worker_state(0);
+    if (!master || !clock_runs || search_depth < 2) return;
+    fraction += extra_fraction(master);
+    float target = fraction * left + increment - 0.001f * static_cast<float>(settings.move_overhead);
+    target = std::max(target, MIN_TARGET);
+    if (tb_root_wdl != -1) target *= 0.5f;
+    target_time = target;
+    if (elapsed_time >= target) stop_search = 1;
+    if (single_reply && search_depth >= 6) stop_search = 1;
+}

@@ -1,0 +1,39 @@
+#include "support/fresh_search.h"
+
+#include "board/notation.h"
+#include "board/thread_state.h"
+#include "control/settings.h"
+#include "eval/network_eval.h"
+#include "search/hash_table.h"
+#include "search/root.h"
+#include "search/search_state.h"
+
+SearchResult fresh_search(const std::string &fen, int depth, int hash_mb) {
+    if (ThreadState *old = worker_states[0].exchange(nullptr)) {
+        free_network_buffers(old);
+        free_thread_state(old);
+    }
+    settings.calibration_nps = 1e7f;
+    settings.max_depth = static_cast<i16>(depth);
+    settings.time_mode = 1;
+    settings.move_time = 1e7f;
+    if (settings.hash_mb != hash_mb || !hash_memory) {
+        settings.hash_mb = hash_mb;
+        allocate_hash_table();
+    }
+    hash_age = 0;
+    clear_hash_table();
+    Position *position = &root_thread_state->position;
+    set_position_from_text(position, fen.c_str());
+    search_on_this_thread(SEARCH_BENCH);
+    write_search_state(0);
+    SearchResult result = {worker_state(0)->nodes, best_score, best_depth, "", ""};
+    char text[MOVE_TEXT];
+    move_to_coord(position, position->stm, best_pv[1], text);
+    result.best_move = text;
+    if (best_pv[2]) {
+        move_to_coord(position, position->stm ^ 1, best_pv[2], text);
+        result.ponder_move = text;
+    }
+    return result;
+}

@@ -1,0 +1,161 @@
+// The clock: targets and stops, with the search's words set by hand.
+#include "search/time_check.h"
+
+#include "control/settings.h"
+#include "eval/evaluate.h"
+#include "platform/clock.h"
+#include "search/parallel.h"
+#include "search/search_state.h"
+#include "support/engine.h"
+#include "support/shared_data.h"
+
+// A search that began `seconds` ago, at depth 10, with nothing unusual about it.
+static void begin(float seconds) {
+    start_engine();
+    ASSERT_EQ(init_thread_state(0), 0);
+    root_side = WHITE;
+    stop_search = 0;
+    search_start_time = clock_seconds() - static_cast<double>(seconds);
+    search_depth = 10;
+    best_depth = 10;
+    best_score = 20;
+    best_change_depth = 1;
+    single_reply = 0;
+    tb_root_wdl = -1;
+    for (auto &score : iteration_score) score = 20;
+    worker_state(0)->root_fail = 0;
+    settings.time_mode = 0;
+    settings.move_overhead = 0;
+    settings.time_increment = 0.0f;
+    side_clock[WHITE] = 290.0f;
+    write_search_state(SEARCH_RUN);
+}
+
+TEST(Time, ATwentyNinthOfWhatIsLeft) {
+    begin(0.0f);
+    time_check();
+    EXPECT_NEAR(target_time, 10.0f, 0.01);
+    EXPECT_EQ(stop_search, 0);
+    EXPECT_EQ(moves_to_go, 28);
+    begin(10.0f);
+    time_check();
+    EXPECT_NEAR(target_time, 280.0f / 29.0f, 0.01);
+    EXPECT_EQ(stop_search, 1);
+}
+
+TEST(Time, PonderModeSpendsAQuarterMore) {
+    begin(0.0f);
+    settings.ponder = 1;
+    time_check();
+    EXPECT_NEAR(target_time, 12.5f, 0.01);
+}
+
+TEST(Time, MovesToGo) {
+    begin(0.0f);
+    settings.time_mode = 40;
+    moves_to_go = 9;
+    time_check();
+    EXPECT_NEAR(target_time, 29.0f, 0.01);
+}
+
+TEST(Time, ConsoleCountsTheMovesToTheControl) {
+    begin(0.0f);
+    settings.uci_mode = 0;
+    settings.time_mode = 40;
+    root_thread_state->game_ply = 20;
+    time_check();
+    EXPECT_EQ(moves_to_go, 30);
+    root_thread_state->game_ply = 80;
+    time_check();
+    EXPECT_EQ(moves_to_go, 40);
+    root_thread_state->game_ply = 0;
+}
+
+TEST(Time, IncrementShare) {
+    begin(0.0f);
+    settings.time_increment = 5.0f;
+    time_check();
+    EXPECT_NEAR(target_time, 10.0f + 290.0f / 300.0f * 5.0f, 0.01);
+}
+
+TEST(Time, ReasonsForMoreTime) {
+    begin(0.0f);
+    worker_state(0)->root_fail = 2;
+    time_check();
+    EXPECT_NEAR(target_time, (1 / 29.0 + 0.04) * 290, 0.05);
+    worker_state(0)->root_fail = 1;
+    time_check();
+    EXPECT_NEAR(target_time, (1 / 29.0 + 0.2) * 290, 0.05);
+    worker_state(0)->root_fail = 0;
+    best_score = -1;  // 21 below both of the last iterations
+    time_check();
+    EXPECT_NEAR(target_time, (1 / 29.0 + 0.04) * 290, 0.05);
+    best_score = 1;   // 19 below: not enough
+    time_check();
+    EXPECT_NEAR(target_time, 10.0f, 0.01);
+    best_change_depth = 8;
+    time_check();
+    EXPECT_NEAR(target_time, (1 / 29.0 + 0.01) * 290, 0.05);
+}
+
+TEST(Time, TablebasesHalve) {
+    begin(0.0f);
+    tb_root_wdl = 2;
+    time_check();
+    EXPECT_NEAR(target_time, 5.0f, 0.01);
+}
+
+TEST(Time, OverheadAndFloor) {
+    begin(0.0f);
+    settings.move_overhead = 1000;
+    time_check();
+    EXPECT_NEAR(target_time, 9.0f, 0.01);
+    side_clock[WHITE] = 0.0f;
+    time_check();
+    EXPECT_FLOAT_EQ(target_time, 0.005f);
+}
+
+TEST(Time, NoStopBeforeDepthTwoOrWhilePondering) {
+    begin(1000.0f);
+    search_depth = 1;
+    time_check();
+    EXPECT_EQ(stop_search, 0);
+    search_depth = 10;
+    write_search_state(SEARCH_PONDER);
+    time_check();
+    EXPECT_EQ(stop_search, 0);
+    EXPECT_FLOAT_EQ(target_time, 0.0f) << "a target all the same";
+    write_search_state(SEARCH_RUN);
+    time_check();
+    EXPECT_EQ(stop_search, 1);
+}
+
+TEST(Time, FixedTimePerMove) {
+    begin(0.5f);
+    settings.time_mode = 1;
+    settings.move_time = 1.0f;
+    time_check();
+    EXPECT_EQ(stop_search, 0);
+    EXPECT_EQ(moves_to_go, 1);
+    begin(1.0f);
+    settings.time_mode = 1;
+    settings.move_time = 1.0f;
+    time_check();
+    EXPECT_EQ(stop_search, 1);
+    begin(100000.0f);
+    settings.time_mode = 1;
+    settings.move_time = 1e7f;
+    time_check();
+    EXPECT_EQ(stop_search, 0) << "infinite";
+}
+
+TEST(Time, ASingleReplyStopsAtDepthSix) {
+    begin(0.0f);
+    single_reply = 1;
+    search_depth = 5;
+    time_check();
+    EXPECT_EQ(stop_search, 0);
+    search_depth = 6;
+    time_check();
+    EXPECT_EQ(stop_search, 1);
+}

@@ -2,8 +2,8 @@
 #pragma once
 
 // Sets one option by its exact name; unknown names are ignored. May end the program with -1 when
-// the hash can't be allocated.
-void set_option(const char *name, char *value);
+// the hash can't be allocated. Only while no search runs.
+void set_option(const char *name, const char *value);
 // Reads settings.config_path; a file that can't be opened is passed over.
 void load_config_file();
 // The "option name ..." lines of "uci".

@@ -1,0 +1,103 @@
+// Standard input cut into lines.
+#include "control/input_lines.h"
+
+#include <cstring>
+
+#include "control/output.h"
+#include "platform/clock.h"
+#include "platform/input.h"
+
+// Read at most so many bytes at once, and so many times a poll: the clock must be looked at too.
+static constexpr int CHUNK = 4998;
+static constexpr int CHUNKS_PER_POLL = 16;
+static constexpr int MOST_FAILURES = 10;
+
+// What was read and is not yet used up as a line; '@' stands for every line end.
+static char input_pending[INPUT_LINE_SIZE + CHUNK];
+static int pending_size;
+static bool dropping;  // inside the rest of an overlong line
+static bool ended;     // nothing more will come
+static int failed_reads;
+
+static char *find_line_end() {
+    return static_cast<char *>(std::memchr(input_pending, '@', static_cast<std::size_t>(pending_size)));
+}
+
+static void append_chunk(const char *chunk, int size) {
+    for (int i = 0; i < size; ++i) {
+        const bool ends_line = chunk[i] == 0 || chunk[i] == '\n' || chunk[i] == '\r' || chunk[i] == '@';
+        if (dropping && !ends_line) continue;
+        dropping = false;
+        input_pending[pending_size++] = ends_line ? '@' : chunk[i];
+    }
+    if (pending_size >= INPUT_LINE_SIZE && !find_line_end()) {
+        pending_size = INPUT_LINE_SIZE - 1;
+        dropping = true;
+    }
+}
+
+// One read of what waits in the pipe; false when there was nothing to read.
+static bool read_chunk() {
+    const int waiting = input_bytes_waiting();
+    if (waiting < 0) ended = true;
+    if (waiting <= 0) return false;
+    char chunk[CHUNK];
+    const int count = input_read(chunk, waiting < CHUNK ? waiting : CHUNK);
+    if (count <= 0) {
+        // Data was announced and did not come. Now and then that may be, but not for ever.
+        print_line("error reading input");
+        if (++failed_reads == MOST_FAILURES) ended = true;
+        return false;
+    }
+    failed_reads = 0;
+    append_chunk(chunk, count);
+    return true;
+}
+
+// Takes the first line out of input_pending, with the run of line ends behind it. False when there is
+// none, or an empty one.
+static bool take_pending_line(char *line, int size) {
+    char *end = find_line_end();
+    if (!end && ended && pending_size) {
+        end = input_pending + pending_size;  // the last line has no end of its own
+        input_pending[pending_size++] = '@';
+    }
+    if (!end) return false;
+    const int length = static_cast<int>(end - input_pending);
+    const int copied = length < size ? length : size - 1;
+    std::memcpy(line, input_pending, static_cast<std::size_t>(copied));
+    line[copied] = 0;
+    int used = length;
+    while (used < pending_size && input_pending[used] == '@') ++used;
+    pending_size -= used;
+    std::memmove(input_pending, input_pending + used, static_cast<std::size_t>(pending_size));
+    return length > 0;
+}
+
+// A console hands out whole lines, and only when a key was pressed.
+static bool read_console_line(char *line, int size) {
+    if (!input_read_line(line, size)) {
+        ended = true;
+        return false;
+    }
+    line[std::strcspn(line, "\r\n")] = 0;
+    return true;
+}
+
+bool poll_input_line(char *line, int size) {
+    if (!input_is_pipe()) return !ended && input_key_waiting() && read_console_line(line, size) && line[0];
+    for (int chunks = 0; !ended && !find_line_end() && chunks < CHUNKS_PER_POLL; ++chunks)
+        if (!read_chunk()) break;
+    return take_pending_line(line, size);
+}
+
+bool wait_for_input_line(char *line, int size) {
+    if (!input_is_pipe()) return !ended && read_console_line(line, size);
+    while (!poll_input_line(line, size)) {
+        if (input_has_ended()) return false;
+        sleep_milliseconds(1);
+    }
+    return true;
+}
+
+bool input_has_ended() { return ended && pending_size == 0; }

@@ -1,0 +1,15 @@
+// Standard input cut into lines. The UCI poll and the console's own dialogues read through here, so
+// that text already taken from the pipe is never passed over.
+#pragma once
+
+// Holds the longest line that is handled whole: a "position" line of some 13,000 half-moves. The rest
+// of a longer line is dropped.
+constexpr int INPUT_LINE_SIZE = 65536;
+
+// The next line, without its end, if one can be had without waiting. Empty lines are passed over. A
+// '@' ends a line too. After the end of input an unterminated rest counts as the last line.
+bool poll_input_line(char *line, int size);
+// The next line, waiting for it; empty lines count on a console. False at the end of input.
+bool wait_for_input_line(char *line, int size);
+// True once input has ended and every line was handed out.
+bool input_has_ended();

@@ -1,6 +1,7 @@
 // Placeholder until the endgame tables land.
 #include "pyrrhic/tbprobe/tb_probe.h"
 
+Mutex tb_mutex;
 int TB_LARGEST;
 void tb_init() {}
 void tb_free() {}

@@ -2,7 +2,10 @@
 #pragma once
 
 #include "board/position.h"
+#include "platform/threads.h"
 
+// Guards the mapping of a table file on its first use. Made by main before any table is asked for.
+extern Mutex tb_mutex;
 extern int TB_LARGEST;  // most men of any table found; 0 without tables
 
 // Scans settings.syzygy_path and prints what was found. No search may run.

@@ -1,0 +1,149 @@
+// The process: start-up from top to bottom, the choice of the mode, and the end.
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+#include "board/attacks.h"
+#include "board/thread_state.h"
+#include "book/book_maker.h"
+#include "control/command_line.h"
+#include "control/game_driver.h"
+#include "control/options.h"
+#include "control/output.h"
+#include "control/settings.h"
+#include "eval/kpk.h"
+#include "eval/network_file.h"
+#include "eval/parameters.h"
+#include "platform/clock.h"
+#include "platform/process.h"
+#include "platform/threads.h"
+#include "pyrrhic/tbprobe/tb_probe.h"
+#include "search/hash_table.h"
+#include "search/search_state.h"
+#include "search/strength.h"
+#include "tools/benchmark.h"
+#include "tools/epd_suite.h"
+#include "tools/pgn.h"
+#include "tools/prune.h"
+#include "tools/training_data.h"
+
+// The directory part of the program's own name, made absolute, with '/' throughout.
+static void find_program_dir(const char *program) {
+    char name[sizeof program_dir], current[200];
+    copy_text(name, program ? program : "", sizeof name);
+    const bool rooted = name[0] == '/' || name[0] == '\\' || (name[0] && name[1] == ':');
+    char *cut = name;
+    for (char *c = name; *c; ++c)
+        if (*c == '/' || *c == '\\') cut = c;
+    *cut = 0;
+    working_directory(current, sizeof current);
+    if (rooted) copy_text(program_dir, name, sizeof program_dir);
+    else std::snprintf(program_dir, sizeof program_dir, "%.199s%s%.300s", current, name[0] ? "/" : "", name);
+    for (char *c = program_dir; *c; ++c)
+        if (*c == '\\') *c = '/';
+}
+
+// The record that holds the game. False when memory runs out.
+static bool make_master() {
+    for (std::atomic<ThreadState *> &worker : worker_states) worker = nullptr;
+    root_thread_state = allocate_thread_state(MASTER_THREAD_ID);
+    if (!root_thread_state) return false;
+    root_thread_state->thread_rand = static_cast<u32>(std::rand());
+    return true;
+}
+
+// 0, or the error code of the lock that could not be made.
+static int make_locks() {
+    if (const int error = create_mutex(&tb_mutex)) return error;
+    if (const int error = create_spin_lock(&output_lock)) return error;
+    return create_spin_lock(&search_lock);
+}
+
+// A search of fixed small size needs no more: clearing a large table would take longer than the search.
+static void shrink_hash_for_small_searches() {
+    if (settings.max_depth < 9 || settings.node_limit <= 100000) settings.hash_mb = 2;
+    else if (settings.node_limit <= 200000 || settings.max_depth == 9) settings.hash_mb = 4;
+}
+
+static void set_timer_period() {
+    switch (begin_timer_period()) {
+    case TIMER_NOT_SET: print_line("Error setting timer resolution"); break;
+    case TIMER_NO_LIMITS: print_plain("error setting timer resolution\n"); break;
+    case TIMER_OK: break;
+    }
+}
+
+static void run_mode(const CommandLine &command) {
+    switch (command.mode) {
+    case MODE_PLAY:
+        calibrate();
+        game_driver();
+        break;
+    case MODE_TEST_SUITE: run_epd_suite(settings.out_file, SUITE_ANALYSE); break;
+    case MODE_SCAN_PGN: scan_pgn(); break;
+    case MODE_BENCH: run_bench(command.bench_threaded); break;
+    case MODE_BOOK_MAKER: make_book(); break;
+    case MODE_CONFIG: break;  // a writer of configuration files was never added
+    case MODE_CONVERT_TRAINING: convert_training_epd(); break;
+    case MODE_GENERATE_TRAINING: generate_training_games(); break;
+    case MODE_EPD_TO_RECORDS: epd_to_records(); break;
+    case MODE_RECORDS_TO_EPD: records_to_epd(); break;
+    case MODE_PRUNE_NETWORK: prune_network(); break;
+    case MODE_SECOND_BOOK:
+        settings.multipv = 20;
+        run_epd_suite("junk.epd", SUITE_EXPAND);
+        break;
+    case MODE_TRAIN: break;  // refused before
+    }
+}
+
+// Every search is over here: the driver leaves only after SEARCH_DONE, the last word of a search thread.
+static void release_everything() {
+    tb_free();
+    free_hash_table();
+    close_log();
+    free_network();
+    free_thread_state(root_thread_state);
+    for (std::atomic<ThreadState *> &worker : worker_states) free_thread_state(worker);
+    destroy_mutex(&tb_mutex);
+    destroy_spin_lock(&output_lock);
+    destroy_spin_lock(&search_lock);
+    end_timer_period();
+}
+
+// The steps stand in the order in which one overrides or needs the other.
+int main(int argc, char **argv) {
+    prepare_process();
+    settings.has_popcnt = processor_has_popcnt();
+    settings.has_bmi = processor_has_bmi();
+    std::setvbuf(stdout, nullptr, _IONBF, 0);
+    find_program_dir(argc > 0 ? argv[0] : nullptr);
+    std::srand(static_cast<unsigned>(read_clock().nanoseconds));
+    if (!make_master()) return 1;
+    init_attack_tables();
+    init_kpk_table();
+
+    set_start_values();
+    CommandLine command;
+    if (!parse_command_line(argc, argv, &command)) return 1;
+    if (command.mode == MODE_TRAIN) {
+        print_plain("Need to compile with 'make train_'\n");
+        return 1;
+    }
+
+    if (const int error = make_locks()) return error;
+    print_format("info string Hello from %s", PROGRAM_NAME);
+    shrink_hash_for_small_searches();
+    if (!allocate_hash_table()) return 1;
+    set_timer_period();
+    if (settings.config_path[0]) load_config_file();
+    if (settings.log_on && !log_file) open_log();
+    init_parameters();
+    load_parameter_text();
+    load_network();
+    if (std::strlen(settings.syzygy_path) > 1) tb_init();
+
+    run_mode(command);
+    release_everything();
+    return 0;
+}

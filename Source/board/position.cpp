@@ -302,8 +302,8 @@ int parse_epd_line(const char *line, char *fen, char *bm, char *am, char *ce, ch
     }
 }
 
-// Probability that a training record's score stands for.
-static float record_probability(i16 score) {
+// The product in single precision, the rest in double.
+float score_to_win_prob(int score) {
     return static_cast<float>(1.0 / (1.0 + std::exp(static_cast<double>(static_cast<float>(score) * -0.006f))));
 }
 
@@ -323,7 +323,7 @@ int set_position_from_record(const u8 *records, u32 index, Position *position, f
     set_castling_from_text(position, rights);
     position->ep_square = record[33] < 64 ? record[33] : static_cast<u8>(NO_SQUARE);
     const auto word = [record](int at) { return static_cast<i16>(record[at] | record[at + 1] << 8); };
-    *result = 0.25f * record_probability(word(34)) + 0.75f * record_probability(word(38));
+    *result = 0.25f * score_to_win_prob(word(34)) + 0.75f * score_to_win_prob(word(38));
     return position->king_sq[WHITE] != NO_SQUARE && position->king_sq[BLACK] != NO_SQUARE;
 }
 

@@ -66,6 +66,8 @@ void position_to_fen(const Position *position, char *out, int with_counters);
 void print_board(Position *position);
 // Splits an EPD line; every output holds EPD_FIELD characters. Returns 1 always.
 int parse_epd_line(const char *line, char *fen, char *bm, char *am, char *ce, char *sc, char *gr, char *id, char *c0);
+// Probability 0..1 that the side with `score` centipawns wins; its inverse is -166.66667 ln(1 / p - 1).
+float score_to_win_prob(int score);
 // Unpacks training record `index` (40 bytes each); keys are not computed. `result` gets the
 // training target 0..1. Returns 0 when a king is missing.
 int set_position_from_record(const u8 *records, u32 index, Position *position, float *result);

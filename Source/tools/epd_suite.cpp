@@ -1,0 +1,171 @@
+// Running a test suite.
+#include "tools/epd_suite.h"
+
+#include <cmath>
+#include <cstring>
+
+#include "board/make_move.h"
+#include "board/notation.h"
+#include "board/thread_state.h"
+#include "control/output.h"
+#include "control/run_search.h"
+#include "control/settings.h"
+#include "search/hash_table.h"
+#include "search/search_state.h"
+#include "tools/text_lines.h"
+
+static const char DEFAULT_OUTPUT[] = "analysis.epd";
+static const char EXPANSION_FILE[] = "tmp_0.epd";
+constexpr int EXPANSION_MARGIN = 100;  // centipawns behind the first line
+constexpr std::size_t SHORTEST_LINE = 10;
+constexpr float DEFAULT_BRANCHING = 2.0f;
+
+// The next piece of *rest between separators, copied with room for the move parser, which can lengthen
+// a text by one character; false at the end.
+constexpr std::size_t PIECE_TEXT = EPD_FIELD + 2;
+static bool next_piece(const char **rest, const char *separators, char *piece) {
+    const char *start = *rest + std::strspn(*rest, separators);
+    const std::size_t length = std::strcspn(start, separators);
+    *rest = start + length;
+    if (!length) return false;
+    copy_text(piece, start, length + 1 < PIECE_TEXT ? length + 1 : PIECE_TEXT);
+    return true;
+}
+
+static bool is_move_text(char *text, Move move) {
+    Move read;
+    return parse_san(text, &read) && read == move;
+}
+
+// Points by move: every piece "move=points" of the list; the best of them is what could be earned.
+static void count_points(const char *list, Move answer, SuiteTotals *totals) {
+    if (!std::strchr(list, '=')) return;
+    int best = 0;
+    char piece[PIECE_TEXT];
+    while (next_piece(&list, ", \"\n", piece)) {
+        char *equals = std::strrchr(piece, '=');  // the last one: a promotion has its own
+        if (!equals) continue;
+        const int points = read_integer(equals + 1);
+        if (points > best) best = points;
+        *equals = '\0';
+        if (is_move_text(piece, answer)) totals->points += points;
+    }
+    totals->best_points += best;
+}
+
+void judge_answer(const char *bm, const char *am, const char *c0, SuiteTotals *totals) {
+    const Move answer = best_pv[1];
+    char piece[PIECE_TEXT];
+    if (*bm) {
+        // A good move that the list names twice counts twice.
+        while (next_piece(&bm, " ,;\"\n", piece)) totals->correct += is_move_text(piece, answer);
+    } else if (*am) {
+        Move bad;
+        copy_text(piece, am, sizeof piece);
+        totals->correct += parse_san(piece, &bad) && bad != answer;
+    }
+    if (*c0) count_points(c0, answer, totals);
+}
+
+// Nodes grow by this factor from depth to depth: fourth root over four depths.
+static float branching_factor() {
+    const int depth = best_depth;
+    if (depth <= 5 || depth >= DEPTH_RECORDS) return DEFAULT_BRANCHING;
+    const double nodes = depth_nodes[depth], before = depth_nodes[depth - 4];
+    if (nodes == 0.0 || before == 0.0) return DEFAULT_BRANCHING;
+    return static_cast<float>(std::sqrt(std::sqrt(nodes / before)));
+}
+
+static void add_search(SuiteTotals *totals) {
+    totals->time += elapsed_time;
+    totals->nodes += search_totals.nodes;
+    totals->depth += static_cast<float>(best_depth);
+    totals->branching += branching_factor();
+}
+
+static void print_answer(Position *position) {
+    char text[MOVE_TEXT];
+    move_to_text(position, position->stm, best_pv[1], text);
+    const double seconds = static_cast<double>(elapsed_time);
+    const double nodes = static_cast<double>(static_cast<u64>(search_totals.nodes));
+    print_plain("move= %s, time= %0.3f, score= %d, nodes= %0.0f, %0.0fK nps\n", text, seconds,
+                static_cast<int>(best_score), nodes, nodes / (seconds + 0.002) * 0.001);
+}
+
+// The positions behind all lines that are about as good as the first.
+static void expand_position(Position *position, std::FILE *out) {
+    for (int line = 0; line < settings.multipv && line_move[line]; ++line) {
+        if (line_score[line] < line_score[0] - EXPANSION_MARGIN) continue;
+        char fen[FEN_SIZE];
+        make_move(position, line_move[line]);
+        position_to_fen(position, fen, 0);
+        unmake_move(position);
+        std::fprintf(out, "%s\n", fen);
+    }
+}
+
+// One line of the suite; a line that can't be searched is passed over.
+static void run_line(char *line, int mode, std::FILE *out, std::FILE *expansion, SuiteTotals *totals) {
+    EpdLine epd;
+    if (is_remark(line) || std::strlen(line) < SHORTEST_LINE || !split_epd_line(line, &epd)) return;
+    Position *position = &root_thread_state->position;
+    set_position_from_fen(position, epd.fen);
+    if (position_defect(position)) return;
+    ++totals->positions;
+    const bool talkative = settings.info_min_time != INFO_NEVER;
+    if (talkative) {
+        if (char *end = std::strchr(line, '\n')) *end = '\0';
+        print_format("pos= %d", totals->positions);
+        print_line(line);
+        print_board(position);
+    }
+    if (hash_enabled) clear_hash_table();
+    run_search(SEARCH_BENCH, 1);
+    add_search(totals);
+    judge_answer(epd.bm, epd.am, epd.c0, totals);
+    if (talkative) print_answer(position);
+    if (const Move move = best_pv[1]) {
+        std::fprintf(out, "%s bm %s%s; ce %d;\n", epd.fen, SQUARE_NAMES[from_of(move)],
+                     SQUARE_NAMES[to_of(move)], static_cast<int>(best_score));
+        if (mode == SUITE_EXPAND) expand_position(position, expansion);
+        // Each search took time: its lines shall not wait for the next one's.
+        std::fflush(out);
+        std::fflush(expansion);
+    }
+}
+
+static void print_totals(const SuiteTotals &totals) {
+    const int n = totals.positions;
+    const double nodes = static_cast<double>(totals.nodes), time = static_cast<double>(totals.time);
+    print_format("%d / %d correct best moves", totals.correct, n);
+    print_format("total nodes= %0.0f", nodes);
+    print_format("total time= %0.2f seconds", time);
+    print_format("avg depth= %0.1f", n ? static_cast<double>(totals.depth / static_cast<float>(n)) : 0.0);
+    print_format("avg nodes= %0.1f", n ? static_cast<double>(totals.nodes / static_cast<u64>(n)) : 0.0);
+    print_format("node_rate= %0.0f", nodes / (time + 0.001));
+    print_format("avg bf= %0.2f", n ? static_cast<double>(totals.branching / static_cast<float>(n)) : 0.0);
+    print_format("score= %d / %d", totals.points, totals.best_points);
+    print_line("");
+}
+
+void run_epd_suite(const char *output_path, int mode) {
+    if (!*output_path) output_path = DEFAULT_OUTPUT;
+    std::FILE *in = std::fopen(settings.in_file, "rb");
+    std::FILE *out = in ? std::fopen(output_path, "w") : nullptr;
+    std::FILE *expansion = out ? std::fopen(EXPANSION_FILE, "w") : nullptr;
+    if (expansion) {
+        print_format("Analyzing %s...", settings.in_file);
+        if (settings.max_depth < 4) hash_enabled = 0;
+        settings.calibration_nps = 1e7f;
+        settings.calibration_elo = 4000.0f;
+        SuiteTotals totals{};
+        char line[512];
+        while (!settings.quit_flag && read_text_line(line, sizeof line, in) && !std::ferror(out) &&
+               !std::ferror(expansion))
+            run_line(line, mode, out, expansion, &totals);
+        print_totals(totals);
+    }
+    close_input(in, settings.in_file);
+    close_output(out, output_path);
+    close_output(expansion, EXPANSION_FILE);
+}

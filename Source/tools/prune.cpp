@@ -1,0 +1,132 @@
+// Network pruning.
+#include "tools/prune.h"
+
+#include <cstdlib>
+
+#include "board/thread_state.h"
+#include "control/output.h"
+#include "eval/network_eval.h"
+#include "eval/network_file.h"
+#include "search/search_state.h"
+#include "tools/text_lines.h"
+
+// On the current drive; without drives, the name of a file in the working directory.
+static const char PRUNE_RECORDS[] = "\\chess\\trainingdata\\bin\\nodes_10K\\20240819_n10Kd7.bin";
+static const char PRUNED_FILE[] = "pruned.bin";
+
+// Keeps single-precision sums over hundreds of millions of records meaningful.
+constexpr double STAT_SCALE = 1e-6;
+
+static float *prune_stats;   // by hidden node: sum of its absolute contributions, in units of 1e6
+static i16 *prune_weights;   // the new network, in the order of its file
+
+// Sums |hidden value * its output weight| over one half of the hidden nodes.
+static void add_contributions(float *stats, const i16 *hidden, const i16 *weights, int count) {
+    for (int c = 0; c < count; ++c)
+        stats[c] = static_cast<float>(static_cast<double>(stats[c]) +
+                                      static_cast<double>(std::abs(hidden[c] * weights[c])) * STAT_SCALE);
+}
+
+// Zeroed arrays, on the first usable record; false with a message without memory.
+static bool have_arrays() {
+    const std::size_t nodes = static_cast<std::size_t>(net_hidden_size);
+    const std::size_t weights = static_cast<std::size_t>(net_weight_count);
+    if (!prune_stats) prune_stats = static_cast<float *>(std::calloc(nodes, sizeof(float)));
+    if (!prune_stats) {
+        print_line("alloc for stats failed");
+        return false;
+    }
+    if (!prune_weights) prune_weights = static_cast<i16 *>(std::calloc(weights, sizeof(i16)));
+    if (!prune_weights) print_line("alloc for tmpW failed");
+    return prune_weights != nullptr;
+}
+
+static void collect_stats(const TrainRecord *records, i64 count) {
+    ThreadState *thread = root_thread_state;
+    const int half = net_hidden_size / 2;
+    for (i64 i = 0; i < count; ++i) {
+        float target;
+        const u8 *bytes = reinterpret_cast<const u8 *>(records);
+        if (!set_position_from_record(bytes, static_cast<u32>(i), &thread->position, &target)) continue;
+        if (!have_arrays()) continue;
+        thread->eval_ply = 0;  // the sums are rebuilt for each record
+        if (network_eval(thread) == -SCORE_INFINITE) continue;  // no memory for the pass
+        const i16 *white_row, *black_row;
+        network_output_rows(thread, &white_row, &black_row);
+        add_contributions(prune_stats, thread->accumulator, white_row, half);
+        add_contributions(prune_stats + half, thread->accumulator + half, black_row, half);
+    }
+}
+
+// The strongest pair that was not taken yet, the first of equals; node 0 when none has any strength
+// left, so that its weights fill the remaining places.
+static int take_strongest(int half) {
+    int best = 0;
+    float strength = 0.0f;
+    for (int c = 0; c < half; ++c) {
+        const float pair = (prune_stats[c] + prune_stats[half + c]) * 0.5f;
+        if (pair > strength) {
+            strength = pair;
+            best = c;
+        }
+    }
+    prune_stats[best] = prune_stats[half + best] = 0.0f;
+    return best;
+}
+
+// Copies the weights of hidden pair `best` to place r of the new network.
+static void copy_pair(int r, int best) {
+    constexpr int PRUNED_SIZE = 2 * PRUNED_PAIRS;
+    const int hidden = net_hidden_size, half = hidden / 2, rows = net_king_buckets * 768;
+    for (int row = 0; row < rows; ++row)
+        prune_weights[row * PRUNED_PAIRS + r] = first_layer_weights[row * half + best];
+    i16 *outputs = prune_weights + rows * PRUNED_PAIRS;
+    for (int head = 0; head < 8; ++head) {
+        outputs[head * PRUNED_SIZE + r] = output_weights[head * hidden + best];
+        outputs[head * PRUNED_SIZE + PRUNED_PAIRS + r] = output_weights[head * hidden + half + best];
+    }
+    i16 *biases = outputs + 8 * PRUNED_SIZE;
+    biases[r] = hidden_biases[best];
+    biases[PRUNED_PAIRS + r] = hidden_biases[half + best];
+}
+
+// Little-endian, whatever the machine.
+static void write_word(int word, std::FILE *out) {
+    std::putc(word & 255, out);
+    std::putc(word >> 8 & 255, out);
+}
+
+// The header in the order of the file format; the two reserved words are zero.
+static void write_network(const char *path) {
+    std::FILE *out = std::fopen(path, "wb");
+    if (!out) return;
+    for (const int field : {net_id, net_activation_scale, net_weight_scale, net_output_scale, net_king_buckets,
+                            net_flags, net_hidden_size, 0, 0, net_output_count})
+        write_word(field, out);
+    write_word(net_weight_count, out);
+    write_word(net_weight_count >> 16, out);
+    for (i32 i = 0; i < net_weight_count; ++i) write_word(prune_weights[i], out);
+    close_output(out, path);
+}
+
+void prune_to_file(const TrainRecord *records, i64 count, const char *output_path) {
+    print_line("Collecting stats ...\n");
+    collect_stats(records, count);
+    print_line("Writing pruned net to pruned.bin ...\n");
+    if (net_hidden_size > 2 * PRUNED_PAIRS + 1 && prune_stats && prune_weights) {
+        const int half = net_hidden_size / 2;
+        for (int r = 0; r < PRUNED_PAIRS; ++r) copy_pair(r, take_strongest(half));
+        net_hidden_size = 2 * PRUNED_PAIRS;
+        net_weight_count = net_king_buckets * 768 * PRUNED_PAIRS + 9 * 2 * PRUNED_PAIRS;
+        write_network(output_path);
+    }
+    std::free(prune_stats);
+    std::free(prune_weights);
+    prune_stats = nullptr;
+    prune_weights = nullptr;
+}
+
+void prune_network() {
+    if (load_train_records(PRUNE_RECORDS) == 0) prune_to_file(train_records, train_record_count, PRUNED_FILE);
+    free_train_records();
+}

@@ -1,0 +1,248 @@
+// The two makers of training positions that search: self-play games, and the second look at
+// positions that come from elsewhere.
+#include <cmath>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "board/attacks.h"
+#include "board/make_move.h"
+#include "board/moves.h"
+#include "board/thread_state.h"
+#include "control/output.h"
+#include "control/settings.h"
+#include "search/hash_table.h"
+#include "search/root.h"
+#include "search/search_state.h"
+#include "tools/text_lines.h"
+#include "tools/training_data.h"
+
+static const char START_POSITIONS_FILE[] = "mybook_2mv.epd";
+constexpr int START_POSITIONS = 199001;  // lines of the file that are used, at most
+constexpr int GAME_SEARCH_DEPTH = 7;
+constexpr int QUIET_MARGIN = 29;         // the root's quiescence search may gain this much, centipawns
+constexpr int DECIDED_SUM = 2001;        // a game whose score sum exceeds this is over
+constexpr int WON_SCORE = 401;           // a game that is broken off here or beyond counts as won
+constexpr int LAST_PLY = 249;
+
+// One game. The result comes last, so the lines of all plies wait here.
+constexpr int GAME_PLIES = LAST_PLY + 2;
+constexpr int PLY_TEXT = FEN_SIZE + 16;
+struct TrainingGame {
+    char lines[GAME_PLIES][PLY_TEXT];  // by ply: position and score; empty where it isn't quiet
+    int plies;                         // lines used
+    int written;                       // lines that aren't empty
+    float result[2];                   // for the side to move at even and at odd plies: 1, 0.5 or 0
+};
+
+static bool in_check(const Position *position) {
+    return is_square_attacked(position, position->king_sq[position->stm], position->stm ^ 1);
+}
+
+static bool has_legal_move(Position *position) {
+    generate_all(position);
+    const ThreadState *thread = position->owner;
+    for (const MoveEntry *entry = thread->plies[thread->ply].move_list; entry->move != END_OF_LIST; ++entry)
+        if (is_move_legal(position, position->stm, entry->move)) return true;
+    return false;
+}
+
+static void set_result(TrainingGame *game, int winner, float winner_share) {
+    game->result[winner] = winner_share;
+    game->result[winner ^ 1] = 1.0f - winner_share;
+}
+
+// Plays the master position to its end. Draws by rule leave the result at one half; a side without
+// a move has lost, in stalemate too; a game broken off is judged by its last score.
+static void play_training_game(TrainingGame *game) {
+    Position *position = &root_thread_state->position;
+    game->plies = game->written = 0;
+    set_result(game, 0, 0.5f);
+    root_thread_state->game_ply = 0;
+    int average = 0;  // of the scores' sizes, the last ones count most
+    for (int ply = 0; ply < GAME_PLIES; ++ply) {
+        const int mover = ply & 1;
+        if (is_game_drawn(position)) return;
+        if (!has_legal_move(position)) {
+            set_result(game, mover ^ 1, 1.0f);
+            return;
+        }
+        search_on_this_thread(SEARCH_BENCH);
+        write_search_state(0);
+        const Move move = best_pv[1];
+        const int score = best_score;
+        const int sum = std::abs(score) + average;
+        average = sum / 2;
+        // Shuffling games: at once when dead level, later with a small edge too.
+        const bool stop = position->fifty > 13 && (sum <= 5 || (sum < 102 && position->fifty > 49));
+
+        game->lines[ply][0] = '\0';
+        game->plies = ply + 1;
+        if (best_depth > 1 && !position->board[to_of(move)] && !in_check(position) &&
+            root_static_eval + QUIET_MARGIN >= root_quiescence_score) {
+            char fen[FEN_SIZE];
+            position_to_fen(position, fen, 0);
+            std::snprintf(game->lines[ply], PLY_TEXT, "%s ce %d;", fen, score);
+            ++game->written;
+        }
+        if (move) make_move(position, move);
+        if (!move || sum > DECIDED_SUM || stop || root_thread_state->game_ply > LAST_PLY ||
+            !(position->material[WHITE] + position->material[BLACK])) {
+            if (score >= WON_SCORE) set_result(game, mover, 1.0f);
+            else if (score <= -WON_SCORE) set_result(game, mover, 0.0f);
+            return;
+        }
+    }
+}
+
+static std::vector<std::string> read_start_positions(std::FILE *in) {
+    std::vector<std::string> lines;
+    char line[256];
+    while (lines.size() < START_POSITIONS && read_text_line(line, sizeof line, in)) lines.emplace_back(line);
+    return lines;
+}
+
+// Draws lines until one can be played; false when none of many can.
+static bool draw_start_position(const std::vector<std::string> &lines) {
+    Position *position = &root_thread_state->position;
+    const std::size_t draws = 1000 + 10 * lines.size();
+    for (std::size_t i = 0; i < draws && !lines.empty(); ++i) {
+        u32 &random = root_thread_state->thread_rand;
+        random = random * 12345 + 76543;
+        EpdLine epd;
+        if (!split_epd_line(lines[random % lines.size()].c_str(), &epd)) continue;
+        set_position_from_fen(position, epd.fen);
+        if (!position_defect(position)) return true;
+    }
+    return false;
+}
+
+static void play_games(const std::vector<std::string> &start_positions, std::FILE *out) {
+    static TrainingGame game;
+    i64 written = 0;
+    std::size_t barren = 0;  // games in a row that gave no position
+    do {
+        if (!draw_start_position(start_positions) || barren > start_positions.size() + 1000) {
+            std::fprintf(stderr, "no usable start positions in %s\n", START_POSITIONS_FILE);
+            return;
+        }
+        clear_hash_table();
+        play_training_game(&game);
+        written += game.written;
+        barren = game.written ? 0 : barren + 1;
+        for (int ply = 0; ply < game.plies; ++ply)
+            if (game.lines[ply][0])
+                std::fprintf(out, "%s gr %0.1f;\n", game.lines[ply], static_cast<double>(game.result[ply & 1]));
+        // Whole games reach the disk one by one; a full disk ends the tool.
+        if (std::fflush(out) != 0) return;
+        print_plain(game.plies > 1 ? "." : "?");
+    } while (!settings.quit_flag && written < settings.train_count);
+}
+
+void generate_training_games() {
+    std::FILE *in = std::fopen(START_POSITIONS_FILE, "rb");
+    if (!in) return;
+    std::FILE *out = std::fopen(settings.data_file, "w");
+    if (!out) {
+        std::fclose(in);
+        return;
+    }
+    const std::vector<std::string> start_positions = read_start_positions(in);
+    settings.multipv = 1;
+    settings.max_depth = GAME_SEARCH_DEPTH;
+    play_games(start_positions, out);
+    close_input(in, START_POSITIONS_FILE);
+    close_output(out, settings.data_file);
+}
+
+constexpr int SHORT_SEARCH_DEPTH = 2;
+constexpr float EVEN_RESULT = 0.5f;
+constexpr int LEVEL_SCORE = 20;        // evaluation and score of a level position, centipawns
+constexpr int TABLE_WIN_SCORE = 9000;  // score of a root that the endgame tables decide
+
+// Whether a position is worth keeping: score (as probability p) and game result must not contradict
+// each other, and positions that are level in every respect are left out.
+static bool is_consistent(double p, float result, int score) {
+    if (p < 0.1) return result < EVEN_RESULT;
+    if (!(result > EVEN_RESULT) && p > 0.9) return false;
+    const bool level = std::abs(root_static_eval) <= LEVEL_SCORE && std::abs(score) <= LEVEL_SCORE;
+    return !(level && result == EVEN_RESULT);
+}
+
+// One line: the master position goes to the quiet end of a short search's line and is scored there.
+// True with the text to write, false when the line is skipped.
+static bool convert_line(const char *line, char *out, std::size_t size) {
+    if (is_remark(line)) return false;
+    EpdLine epd;
+    if (!split_epd_line(line, &epd)) return false;
+    Position *position = &root_thread_state->position;
+    set_position_from_fen(position, epd.fen);
+    if (position_defect(position)) return false;
+    int ce = read_integer(epd.ce);
+    float result = epd.gr[0] ? static_cast<float>(read_number(epd.gr)) : EVEN_RESULT;
+    if (in_check(position)) return false;
+
+    const i16 depth = settings.max_depth;
+    settings.max_depth = SHORT_SEARCH_DEPTH;
+    search_on_this_thread(SEARCH_BENCH);
+    settings.max_depth = depth;
+    for (int i = 1; i < PV_SIZE && best_pv[i]; ++i) {
+        make_move(position, best_pv[i]);
+        result = 1.0f - result;
+        ce = -ce;
+    }
+    if (in_check(position)) return false;
+
+    search_on_this_thread(SEARCH_BENCH);
+    if (tb_root_wdl == 4) best_score = TABLE_WIN_SCORE;
+    else if (tb_root_wdl == 0) best_score = -TABLE_WIN_SCORE;
+    else if (tb_root_wdl == 2) best_score = 0;
+    const int score = best_score;
+    const float p = score_to_win_prob(score);
+    if (!epd.ce[0]) ce = score;
+    if (!epd.gr[0]) result = p;
+    if (position->board[to_of(best_pv[1])]) return false;
+    if (!is_consistent(static_cast<double>(p), result, score)) return false;
+
+    char fen[FEN_SIZE];
+    position_to_fen(position, fen, 0);
+    if (epd.gr[0])
+        std::snprintf(out, size, "%s ce %d; sc %d; gr %0.1f;\n", fen, ce, score, static_cast<double>(result));
+    else
+        std::snprintf(out, size, "%s sc %d;\n", fen, score);
+    return true;
+}
+
+void convert_training_epd() {
+    if (!std::strstr(settings.in_file, ".epd") || !std::strstr(settings.out_file, ".epd")) return;
+    print_plain("infile= %s, outfile= %s\n", settings.in_file, settings.out_file);
+    std::FILE *in = std::fopen(settings.in_file, "rb");
+    if (!in) return;
+    std::FILE *out = std::fopen(settings.out_file, "w");
+    if (!out) {
+        std::fclose(in);
+        return;
+    }
+    settings.info_min_time = INFO_NEVER;
+    if (settings.max_depth <= SHORT_SEARCH_DEPTH) hash_enabled = 0;
+    settings.calibration_nps = 1e7f;
+    settings.calibration_elo = 4000.0f;
+
+    char line[255], text[FEN_SIZE + 400];
+    u32 written = 0;
+    while (read_text_line(line, sizeof line, in)) {
+        if (!convert_line(line, text, sizeof text)) continue;
+        std::fputs(text, out);
+        if (std::fflush(out) != 0) break;
+        // Closed from time to time, so that others see how far the file has grown.
+        if ((written++ & 4095) == 0) {
+            if (!close_output(out, settings.out_file)) out = nullptr;
+            else out = std::fopen(settings.out_file, "a");
+            if (!out) break;
+        }
+    }
+    print_plain("\n");
+    close_input(in, settings.in_file);
+    close_output(out, settings.out_file);
+}

@@ -186,6 +186,8 @@ void make_game_move(Position *position, Move move) {
         thread->game_ply = static_cast<i16>(thread->game_ply - DROPPED);
     }
     make_move(position, move);
+    thread->game_stack[thread->game_ply].move = 0;
+    thread->ply = 1;
 }
 
 bool is_game_drawn(const Position *position) {

@@ -298,7 +298,7 @@ int search_node(Position *position, int side, int ply, int depth, int alpha, int
 
     // 4-6. Selective depth, prefetch of the hash bucket, the ply's record.
     if (thread->seldepth < ply) thread->seldepth = static_cast<i16>(ply);
-    if (depth >= 0 && hash_memory) __builtin_prefetch(hash_bucket(position), 0, 3);
+    if (depth >= 0 && hash_memory) prefetch_bucket(side, position->key);
     PlyRecord *record = &thread->plies[ply];
     NodeState node = {position, thread, record, side, ply, depth, alpha, beta, node_type, pv, 0, -99, false, false, 0};
     enter_node(&node);
@@ -481,7 +481,8 @@ int search_moves(Position *position, int side, int ply, int depth, int alpha, in
             if (hash_move_seen) continue;
             hash_move_seen = true;
         }
-        // 2-3. Legality, class.
+        // 2-3. Legality, class; meanwhile the child's hash bucket is on its way.
+        prefetch_child(position, entry);
         if (!is_move_legal(position, side, entry->move)) continue;
         record->move_flags = classify_move(position, side, entry);
 

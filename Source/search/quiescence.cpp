@@ -59,8 +59,10 @@ int quiesce_moves(Position *position, int side, int ply, int depth, int alpha, i
 
     while (const MoveEntry *entry = next_move(position)) {
         // 5a-e. Delta pruning, exchange, legality.
-        if (move_gain(position, side, entry) + eval <= alpha - margin) continue;
+        const int gain = move_gain(position, side, entry);
+        if (gain + eval <= alpha - margin) continue;
         if (loses_exchange(position, side, entry->move)) continue;
+        if (gain == CHECK_GAIN || depth > 0) prefetch_child(position, entry);  // others don't probe
         if (!is_move_legal(position, side, entry->move)) continue;
 
         make_move(position, entry->move);

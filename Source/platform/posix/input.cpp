@@ -68,8 +68,8 @@ int input_read(char *buffer, int size) {
     }
     const ssize_t got = read_input(buffer + filled, static_cast<std::size_t>(size - filled));
     if (got == 0) input_ended = true;
-    if (got <= 0 && filled > 0) return filled;
-    return static_cast<int>(got);
+    if (got < 0) return filled > 0 ? filled : -1;
+    return filled + static_cast<int>(got);
 }
 
 bool input_key_waiting() { return held_byte >= 0 || input_is_ready(); }

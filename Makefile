@@ -1,0 +1,76 @@
+# Short commands over CMake and Ninja; `make help` lists them. The program is build/release/tarn.
+
+FEN ?=
+DEPTH ?= 16
+THREADS ?= 1
+PREFIX ?= /usr/local
+# Read by recipes from the environment, so that no character of a position is special to the shell.
+export FEN DEPTH THREADS
+
+PROGRAM := build/release/tarn
+BUILD_PACKAGES := g++ cmake ninja-build
+TEST_PACKAGES := $(BUILD_PACKAGES) libgtest-dev
+
+.PHONY: build run test play bench install asan tsan clang windows clean help
+
+build:
+	@scripts/need_packages.sh $(BUILD_PACKAGES)
+	@# The tests need more packages than the program, so that a first build leaves them out.
+	@test -f build/release/build.ninja || cmake --preset release -DTARN_TESTS=OFF
+	@cmake --build build/release --target tarn
+
+# Its input ends behind "go", and the program ends by itself when the result is printed.
+run: build
+	@if [ -n "$$FEN" ]; then position="fen $$FEN"; else position=startpos; fi; \
+	printf 'setoption name OwnBook value false\nsetoption name Threads value %s\nposition %s\ngo depth %s\n' \
+	    "$$THREADS" "$$position" "$$DEPTH" | $(PROGRAM)
+
+test:
+	@scripts/need_packages.sh $(TEST_PACKAGES)
+	@cmake --preset release -DTARN_TESTS=ON
+	@cmake --build build/release
+	@ctest --test-dir build/release --output-on-failure
+
+play: build
+	@$(PROGRAM) -c
+
+bench: build
+	@scripts/need_packages.sh $(BUILD_PACKAGES) libbenchmark-dev
+	@cmake --preset bench
+	@cmake --build build/bench
+	@for program in build/bench/bench/bench_*; do \
+	    if [ -f "$$program" ] && [ -x "$$program" ]; then echo "== $$program"; "$$program" || exit 1; fi; done
+	@echo "== whole search"
+	@$(PROGRAM) -pbench -d 13
+
+install: build
+	@cmake --install build/release --prefix "$(PREFIX)"
+
+asan tsan clang:
+	@scripts/need_packages.sh $(TEST_PACKAGES) $(if $(filter clang,$@),clang)
+	@cmake --preset $@
+	@cmake --build build/$@
+	@ctest --test-dir build/$@ --output-on-failure
+
+windows:
+	@scripts/need_packages.sh $(BUILD_PACKAGES) g++-mingw-w64-x86-64-posix
+	@cmake --preset windows
+	@cmake --build build/windows
+
+clean:
+	@rm -rf build
+
+help:
+	@echo "make run [FEN=\"...\"] [DEPTH=16] [THREADS=1]"
+	@echo "              build the program and analyse a position (the start position by default)"
+	@echo "make test     build everything and run the tests"
+	@echo "make play     build the program and start its console for a person"
+	@echo "make build    build $(PROGRAM), the file that a chess interface wants"
+	@echo "make bench    build and run the benchmarks"
+	@echo "make install [PREFIX=/usr/local]"
+	@echo "              put the program into PREFIX/bin"
+	@echo "make asan     the tests under the address and undefined-behaviour sanitizers"
+	@echo "make tsan     the tests under the thread sanitizer"
+	@echo "make clang    the tests as clang++ builds them"
+	@echo "make windows  cross-compile build/windows/tarn.exe"
+	@echo "make clean    remove everything that was built"

@@ -17,6 +17,7 @@ static void watch_search() {
         time_check();
         if (read_search_state() & SEARCH_DONE) return;
         if (!(read_search_state() & SEARCH_STOP)) console_poll();
+        else if (best_pv[1]) stop_search = 1;  // an early stop, which waited for a move to answer with
         sleep_milliseconds(1);
     }
 }

@@ -212,8 +212,10 @@ static void print_identity() {
     print_line("uciok");
 }
 
+// A stop that comes before the first root move has its score waits for that, within milliseconds: the
+// answer is then a move. run_search raises stop_search as soon as there is one.
 static void stop_running_search() {
-    stop_search = 1;
+    if (best_pv[1]) stop_search = 1;
     add_search_state(SEARCH_STOP);
 }
 

@@ -7,6 +7,7 @@
 #include "control/settings.h"
 #include "control/uci.h"
 #include "search/hash_table.h"
+#include "search/search_state.h"
 #include "support/engine.h"
 
 class Uci : public testing::Test {
@@ -57,9 +58,14 @@ TEST_F(Uci, TheSearchAllowsFourWords) {
     EXPECT_EQ(run("uci"), "");
     EXPECT_EQ(run("ponderhit"), "");
     EXPECT_EQ(read_search_state(), SEARCH_RUN);
+    best_pv[1] = 0;
     run("stop");
     EXPECT_EQ(read_search_state(), SEARCH_RUN | SEARCH_STOP);
+    EXPECT_EQ(stop_search, 0) << "no move to answer with yet";
+    best_pv[1] = make_word(12, 28);
+    run("stop");
     EXPECT_EQ(stop_search, 1);
+    best_pv[1] = 0;
     run("quit");
     EXPECT_EQ(settings.quit_flag, 1);
 }

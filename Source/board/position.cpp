@@ -69,6 +69,17 @@ void place_piece(Position *position, int code, Square square) {
     if (type_of(code) == KING) position->king_sq[colour_of(code)] = static_cast<u8>(square);
 }
 
+void remove_piece(Position *position, Square square) {
+    const int code = position->board[square], side = colour_of(code);
+    if (!code) return;
+    position->board[square] = 0;
+    position->pieces[code] &= ~bit(square);
+    position->pieces[code & BLACK_CODE] &= ~bit(square);
+    position->material[side] -= MATERIAL_STEP[type_of(code)];
+    if (type_of(code) == KING && position->king_sq[side] == square)
+        position->king_sq[side] = static_cast<u8>(position->pieces[code] ? lowest(position->pieces[code]) : NO_SQUARE);
+}
+
 void compute_keys(Position *position) {
     position->key = position->pawn_key = 0;
     for (Square square = 0; square < 64; ++square) {
@@ -103,11 +114,7 @@ static const char *read_placement(Position *position, const char *text) {
             const Square square = rank * 8 + file++;
             const int code = static_cast<int>(letter - FEN_LETTERS);
             if (square < 0 || square > 63) continue;
-            if (const int old = position->board[square]) {  // a rank that ran on meets pieces of the next
-                position->pieces[old] &= ~bit(square);
-                position->pieces[old & BLACK_CODE] &= ~bit(square);
-                position->material[colour_of(old)] -= MATERIAL_STEP[type_of(old)];
-            }
+            remove_piece(position, square);  // a rank that ran on meets pieces of the next
             place_piece(position, code, square);
         }
         if (file > 1000) file = 1000;
@@ -132,13 +139,6 @@ static const char *read_en_passant(Position *position, const char *text) {
 int set_position_from_fen(Position *position, char *text) {
     clear_position(position);
     const char *at = read_placement(position, text);
-    // A king that was overwritten by a rank that ran on is not there any more.
-    for (int side = WHITE; side <= BLACK; ++side)
-        if (const Bitboard kings = position->pieces[piece_code(side, KING)]; !kings)
-            position->king_sq[side] = NO_SQUARE;
-        else if (!(kings & bit(position->king_sq[side] & 63)))
-            position->king_sq[side] = static_cast<u8>(lowest(kings));
-
     at = skip_blanks(at);
     if (*at == 'w') position->stm = WHITE;
     if (*at == 'b') position->stm = BLACK;

@@ -58,6 +58,8 @@ void set_castling_from_text(Position *position, const char *text);
 void clear_position(Position *position);
 // Puts a piece on an empty square: board, sets, material, king square; not the keys.
 void place_piece(Position *position, int code, Square square);
+// Empties a square: the same fields, and the king square falls back to another king if there is one.
+void remove_piece(Position *position, Square square);
 // Both keys from scratch.
 void compute_keys(Position *position);
 // `out` holds FEN_SIZE characters. The counters are `fifty` and the number of moves made.

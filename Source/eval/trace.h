@@ -1,0 +1,13 @@
+// How a score comes about, printed for a person: the hand-crafted evaluation term by term and the
+// network's output node by node.
+#pragma once
+
+#include "board/thread_state.h"
+
+enum TraceMode { TRACE_TERMS = 1, TRACE_PARAMETERS = 2 };
+
+// The terms of the thread's position beside the network's score; with TRACE_PARAMETERS the parameter
+// table and the piece-square tables behind them. The position must stand an evaluation.
+void trace_eval(ThreadState *thread, int mode);
+// Runs the network and lists the hidden nodes that matter to its score.
+void trace_network(ThreadState *thread);

@@ -1,0 +1,116 @@
+// Nodes and searches at the edges: draws, mates, limits.
+#include "search/interior.h"
+
+#include "board/make_move.h"
+#include "board/notation.h"
+#include "control/settings.h"
+#include "search/hash_table.h"
+#include "search/parallel.h"
+#include "search/root.h"
+#include "search/search_state.h"
+#include "support/engine.h"
+#include "support/fresh_search.h"
+#include "gtest/gtest.h"
+
+TEST(Interior, ARepetitionInsideTheLineOrTwoAcrossTheRoot) {
+    ThreadState *thread = start_engine();
+    Position *position = &thread->position;
+    const auto shuffle = [position] {
+        for (const Move move : {make_word(6, 21), make_word(62, 45), make_word(21, 6), make_word(45, 62)})
+            make_move(position, move);
+    };
+    shuffle();
+    EXPECT_TRUE(is_search_draw(position, 5)) << "the first visit lies inside the line";
+    EXPECT_FALSE(is_search_draw(position, 4)) << "one visit at the root or before is not enough";
+    shuffle();
+    EXPECT_TRUE(is_search_draw(position, 1)) << "two are";
+    position->fifty = 3;
+    EXPECT_FALSE(is_search_draw(position, 1));
+    position->fifty = 100;
+    EXPECT_TRUE(is_search_draw(position, 1));
+}
+
+TEST(Interior, ANullMoveStopsTheWalk) {
+    ThreadState *thread = start_engine();
+    Position *position = &thread->position;
+    for (const Move move : {make_word(6, 21), make_word(62, 45), make_word(21, 6), make_word(45, 62)})
+        make_move(position, move);
+    thread->game_stack[2].move = 0;
+    EXPECT_FALSE(is_search_draw(position, 20));
+}
+
+TEST(Root, MateAndStalemate) {
+    start_engine();
+    const SearchResult mate = fresh_search("7k/6Q1/6K1/8/8/8/8/8 b - -", 5, 16);
+    EXPECT_EQ(mate.score, -9999);
+    EXPECT_EQ(mate.best_move, "null");
+    EXPECT_EQ(mate.depth, 1);
+    const SearchResult stalemate = fresh_search("7k/5Q2/6K1/8/8/8/8/8 b - -", 5, 16);
+    EXPECT_EQ(stalemate.score, 0);
+    EXPECT_EQ(stalemate.best_move, "null");
+}
+
+TEST(Root, AMateFoundEndsTheSearch) {
+    start_engine();
+    const SearchResult result = fresh_search("6k1/5ppp/8/8/8/8/8/R3K3 w - -", 60, 16);
+    EXPECT_EQ(result.best_move, "a1a8");
+    EXPECT_EQ(result.score, 9998);
+    EXPECT_LE(result.depth, 3);
+}
+
+TEST(Root, DepthZeroRunsTheQuiescenceAlone) {
+    start_engine();
+    const SearchResult result = fresh_search("4k3/8/8/3q4/4P3/8/8/4K3 w - -", 0, 16);
+    EXPECT_EQ(result.best_move, "e4d5");
+    EXPECT_EQ(result.depth, 0);
+    EXPECT_EQ(stop_search, 1);
+}
+
+TEST(Root, TheStackBoundsTheDepth) {
+    start_engine();
+    Position *position = &root_thread_state->position;
+    settings.max_depth = 40;
+    settings.time_mode = 1;
+    settings.move_time = 1e7f;
+    // A game of 875 plies, knights going out and back; then pawns so that no repetition stands.
+    const Move out[] = {make_word(6, 21), make_word(62, 45), make_word(21, 6), make_word(45, 62)};
+    for (int i = 0; i < 875; ++i) make_move(position, out[i % 4]);
+    position->fifty = 0;
+    search_on_this_thread(SEARCH_BENCH);
+    write_search_state(0);
+    EXPECT_EQ(best_depth, 9);
+    set_position_from_text(position, STARTPOS_FEN);
+}
+
+TEST(Root, NodeLimitsAreSoftOrHard) {
+    start_engine();
+    settings.node_limit = 5000;
+    EXPECT_EQ(fresh_search(STARTPOS_FEN, 80, 16).nodes, 5000u);
+    settings.node_limit = NO_NODE_LIMIT;
+    settings.soft_node_limit = 1000;
+    settings.min_depth = 7;
+    const SearchResult soft = fresh_search(STARTPOS_FEN, 80, 16);
+    EXPECT_GE(soft.depth, 7);
+    EXPECT_GT(soft.nodes, 1000u);
+}
+
+TEST(Root, TheSameSearchGivesTheSameCount) {
+    start_engine();
+    settings.use_nn = 1;
+    const u64 first = fresh_search("r1bqkb1r/pp1ppppp/2n2n2/8/3NP3/2N5/PPP2PPP/R1BQKB1R b KQkq -", 9, 16).nodes;
+    for (int i = 0; i < 3; ++i)
+        EXPECT_EQ(fresh_search("r1bqkb1r/pp1ppppp/2n2n2/8/3NP3/2N5/PPP2PPP/R1BQKB1R b KQkq -", 9, 16).nodes, first);
+}
+
+TEST(Root, ThreadsZeroSearchesNothing) {
+    start_engine();
+    settings.threads = 0;
+    const SearchResult result = fresh_search(STARTPOS_FEN, 5, 16);
+    EXPECT_EQ(result.best_move, "null");
+}
+
+TEST(Root, PositionsFullOfQueensStayInsideTheLists) {
+    start_engine();
+    const SearchResult result = fresh_search("QQQQQQQK/QQQQQQQQ/8/8/8/8/qqqqqqqq/qqqqqqqk w - -", 2, 16);
+    EXPECT_NE(result.best_move, "null");
+}

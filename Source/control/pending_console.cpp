@@ -1,4 +1,0 @@
-// Placeholder until the console lands.
-#include "control/console.h"
-
-void console_command(char *) {}

@@ -1,0 +1,245 @@
+// Set-up from text, text from positions, keys, EPD lines, training records.
+#include <cmath>
+#include <cstring>
+
+#include "board/make_move.h"
+#include "board/thread_state.h"
+#include "gtest/gtest.h"
+#include "support/engine.h"
+#include "support/positions.h"
+
+namespace {
+
+std::string full_fen(const Position *position) {
+    char text[FEN_SIZE];
+    position_to_fen(position, text, 1);
+    return text;
+}
+
+std::string printed_board(Position *position) {
+    testing::internal::CaptureStdout();
+    print_board(position);
+    return testing::internal::GetCapturedStdout();
+}
+
+class PositionTest : public testing::Test {
+protected:
+    void SetUp() override { start_engine(); }
+};
+
+TEST_F(PositionTest, StartPositionWithCounters) {
+    EXPECT_EQ(full_fen(set_up(STARTPOS_FEN)), std::string(STARTPOS_FEN) + " 0 0");
+}
+
+TEST_F(PositionTest, SecondCounterIsTheNumberOfMovesMade) {
+    Position *position = set_up("rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - 7 40");
+    make_move(position, move_of(position, "g1f3"));
+    EXPECT_EQ(full_fen(position), "rnbqkbnr/pppppppp/8/8/8/5N2/PPPPPPPP/RNBQKB1R b KQkq - 8 1");
+}
+
+TEST_F(PositionTest, PlacementAndSideAlone) {
+    const Position *position = set_up("r3k2r/8/8/8/8/8/8/R3K2R b");
+    EXPECT_EQ(position->castling, 0);
+    EXPECT_EQ(position->ep_square, NO_SQUARE);
+    EXPECT_EQ(position->fifty, 0);
+    EXPECT_EQ(position->stm, BLACK);
+}
+
+TEST_F(PositionTest, NoRightsWithTheKingAwayFromHome) {
+    const Position *position = set_up("r3k2r/8/8/8/8/8/4K3/R6R w KQkq -");
+    EXPECT_EQ(position->castling, 12);
+    EXPECT_EQ(position->castle_rook[0], NO_SQUARE);
+    EXPECT_EQ(position->castle_rook[2], 63);
+}
+
+TEST_F(PositionTest, TwoRooksBeyondTheKingDropTheRight) {
+    EXPECT_EQ(set_up("4k3/8/8/8/8/8/8/4KR1R w K -")->castling, 0);
+    EXPECT_EQ(set_up("4k3/8/8/8/8/8/8/4KR1R w H -")->castling, 0);
+    EXPECT_EQ(set_up("4k3/8/8/8/8/8/8/R3K2R w KQ -")->castling, 3);
+}
+
+TEST_F(PositionTest, FileLettersNameASide) {
+    EXPECT_EQ(set_up("rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w HAha -")->castling, 15);
+    // Shuffled array, and the same with one rook more on the king's side.
+    EXPECT_EQ(set_up("nrk1brnq/pp1p1pp1/7p/b1p1p3/1P6/6P1/P1PPPPQP/NRKBBRN1 w FBfb -")->castling, 15);
+    EXPECT_EQ(set_up("nrk1brnq/pp1p1pp1/7p/b1p1p3/1P6/6P1/P1PPPPQP/NRKBBRNR w FBfb -")->castling, 14);
+}
+
+TEST_F(PositionTest, CastlingPathsAndMasks) {
+    const Position *position = set_up("r3k2r/8/8/8/8/8/8/R3K2R w KQkq -");
+    EXPECT_EQ(position->castle_path[0], bit(5) | bit(6));
+    EXPECT_EQ(position->castle_path[1], bit(1) | bit(2) | bit(3));
+    EXPECT_EQ(position->castle_mask[3], bit(60) | bit(56));
+    // King on b1, rook on a1: the goals c1 and d1 must be empty, the squares of both themselves need not.
+    position = set_up("1k6/8/8/8/8/8/8/RK6 w Q -");
+    EXPECT_EQ(position->castle_path[1], bit(2) | bit(3));
+}
+
+TEST_F(PositionTest, DiagramHasTheBlackPawnAsAnO) {
+    EXPECT_EQ(printed_board(set_up("4k3/3p4/8/8/8/8/3P4/4K3 b - - 3 9")),
+              "4k3/3p4/8/8/8/8/3P4/4K3 b - - 3 0\n"
+              "  - + - + k + - +\n"
+              "  + - + o + - + -\n"
+              "  - + - + - + - +\n"
+              "  + - + - + - + -\n"
+              "  - + - + - + - +\n"
+              "  + - + - + - + -\n"
+              "  - + - P - + - +\n"
+              "  + - + - K - + -\n"
+              "black\n\n");
+}
+
+TEST_F(PositionTest, ImpossibleEnPassantSquareStaysInTheKey) {
+    const u64 without = set_up("4k3/8/8/8/8/8/8/4K3 w - -")->key;
+    const Position *position = set_up("4k3/8/8/8/8/8/8/4K3 w - e6");
+    EXPECT_EQ(position->ep_square, 44);
+    EXPECT_EQ(position->key, without ^ zobrist[44]);
+}
+
+TEST_F(PositionTest, EnPassantFieldOddities) {
+    EXPECT_EQ(set_up("4k3/8/8/8/8/8/8/4K3 w - a")->ep_square, 0);
+    EXPECT_EQ(set_up("4k3/8/8/8/8/8/8/4K3 w - 3")->ep_square, NO_SQUARE + 16);
+    EXPECT_EQ(fen_of(set_up("4k3/8/8/8/8/8/8/4K3 w - 3")), "4k3/8/8/8/8/8/8/4K3 w - -");
+}
+
+TEST_F(PositionTest, KeysHaveCastlingAlwaysAndTheSideNever) {
+    const u64 white = set_up("4k3/8/8/8/8/8/8/4K3 w - -")->key;
+    EXPECT_EQ(white, zobrist[KING * 64 + 4] ^ zobrist[(BLACK_CODE + KING) * 64 + 60] ^ zobrist[0]);
+    EXPECT_EQ(set_up("4k3/8/8/8/8/8/8/4K3 b - -")->key, white);
+    EXPECT_EQ(set_up("4k3/8/8/8/8/8/8/4K3 b - -")->pawn_key, 0u);
+}
+
+TEST_F(PositionTest, KeysAreTheSameInEveryRun) {
+    EXPECT_EQ(zobrist[0], 0xe708e34f294dde49ULL);
+    EXPECT_EQ(zobrist[1], 0x6338ab3e8b29b46dULL);
+    const Position *position = set_up(STARTPOS_FEN);
+    EXPECT_EQ(position->key, 0xdfe6bd55a65b1fa3ULL);
+    EXPECT_EQ(position->pawn_key, 0xa8e7818476aefdd2ULL);
+    EXPECT_EQ(set_up("r5k1/ppqn1r1p/2p2np1/4p1N1/8/2BP4/PPP2PPP/R2QKB1R b KQ -")->key, 0xbe643d73ffe4349dULL);
+    EXPECT_EQ(set_up("8/6k1/7p/4K3/8/p7/5P1r/1B6 w - -")->pawn_key, 0x49dc7910fe1bb603ULL);
+}
+
+TEST_F(PositionTest, TextIsNeverRefused) {
+    for (const char *text : {"", " ", "x", "////////////", "9999", "KKKKKKKKKKKKKKKKKKKKKKKKKKKKKKKKKKKKKKKKKKKKKKKKKKKKKKKKKKKKKKKKKKKKKKKK w",
+                             "8/8/8/8/8/8/8/8 w KQkq e3 300 1", "rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR/RNBQKBNR w",
+                             "4k3/8/8/8/8/8/8/4K3 w KQkqKQkqKQkq h8 9999999999999999999 1"}) {
+        const Position *position = set_up(text);
+        const Bitboard whites = position->pieces[0], blacks = position->pieces[8];
+        EXPECT_EQ(whites & blacks, 0u) << text;
+        for (Square square = 0; square < 64; ++square)
+            EXPECT_EQ(position->board[square] != 0, ((whites | blacks) & bit(square)) != 0) << text;
+        EXPECT_EQ(position->board[NO_SQUARE], 0);
+    }
+    EXPECT_EQ(set_up("8/8/8/8/8/8/8/8 w - -")->king_sq[WHITE], NO_SQUARE);
+}
+
+TEST_F(PositionTest, SideLetterMissingKeepsTheSide) {
+    set_up("4k3/8/8/8/8/8/8/4K3 b - -");
+    EXPECT_EQ(set_up("4k3/8/8/8/8/8/8/4K3 x - -")->stm, BLACK);
+}
+
+TEST_F(PositionTest, TheTokenBehindTheClockIsCut) {
+    char text[] = "4k3/8/8/8/8/8/8/4K3 w - - 12 34";
+    Position *position = &root_thread_state->position;
+    EXPECT_EQ(set_position_from_fen(position, text), 0);
+    EXPECT_EQ(position->fifty, 12);
+    EXPECT_STREQ(text, "4k3/8/8/8/8/8/8/4K3 w - - 12");
+}
+
+TEST_F(PositionTest, SetUpEmptiesTheGame) {
+    Position *position = set_up(STARTPOS_FEN);
+    make_game_move(position, move_of(position, "e2e4"));
+    make_game_move(position, move_of(position, "e7e5"));
+    set_up(STARTPOS_FEN);
+    EXPECT_EQ(root_thread_state->game_ply, 0);
+    EXPECT_EQ(root_thread_state->last_move, 0);
+    EXPECT_EQ(root_thread_state->game_stack[0].move, 0);
+    EXPECT_EQ(root_thread_state->game_stack[1].move, 0);
+    EXPECT_EQ(position->touched, 0u);
+}
+
+TEST_F(PositionTest, RemovePieceFallsBackToAnotherKing) {
+    Position *position = set_up("4k3/8/8/8/8/8/8/K3K3 w - -");
+    remove_piece(position, position->king_sq[WHITE]);
+    EXPECT_EQ(popcount(position->pieces[KING]), 1);
+    EXPECT_EQ(position->king_sq[WHITE], lowest(position->pieces[KING]));
+    remove_piece(position, position->king_sq[WHITE]);
+    EXPECT_EQ(position->king_sq[WHITE], NO_SQUARE);
+    remove_piece(position, 30);  // an empty square stays one
+    EXPECT_EQ(popcount(occupied(*position)), 1);
+}
+
+TEST_F(PositionTest, Defects) {
+    EXPECT_EQ(position_defect(set_up(STARTPOS_FEN)), nullptr);
+    EXPECT_NE(position_defect(set_up("8/8/8/8/8/8/8/4K3 w - -")), nullptr);
+    EXPECT_NE(position_defect(set_up("4k3/8/8/8/8/8/8/K3K3 w - -")), nullptr);
+    EXPECT_NE(position_defect(set_up("P3k3/8/8/8/8/8/8/4K3 w - -")), nullptr);
+    EXPECT_NE(position_defect(set_up("4k3/8/8/8/8/8/8/4R2K w - -")), nullptr);
+    EXPECT_NE(position_defect(set_up("4k3/8/8/QQQQQQQQ/QQQQQQQQ/8/8/4K3 b - -")), nullptr);
+}
+
+struct EpdFields {
+    char fen[EPD_FIELD], bm[EPD_FIELD], am[EPD_FIELD], ce[EPD_FIELD], sc[EPD_FIELD], gr[EPD_FIELD], id[EPD_FIELD],
+        c0[EPD_FIELD];
+};
+
+EpdFields split(const std::string &line) {
+    EpdFields f;
+    EXPECT_EQ(parse_epd_line(line.c_str(), f.fen, f.bm, f.am, f.ce, f.sc, f.gr, f.id, f.c0), 1);
+    return f;
+}
+
+TEST(EpdLine, FieldsAndOperations) {
+    const EpdFields f = split("4k3/8/8/8/8/8/8/4K3 w - - bm Ke2 Kf2; am Kd1; ce 12; sc -5; gr 0.5; id \"a b\"; c0 \"x=3, y=4\";");
+    EXPECT_STREQ(f.fen, "4k3/8/8/8/8/8/8/4K3 w - -");
+    EXPECT_STREQ(f.bm, "Ke2Kf2");
+    EXPECT_STREQ(f.am, "Kd1");
+    EXPECT_STREQ(f.ce, "12");
+    EXPECT_STREQ(f.sc, "-5");
+    EXPECT_STREQ(f.gr, "0.5");
+    EXPECT_STREQ(f.id, "\"ab\"");
+    EXPECT_STREQ(f.c0, "\"x=3,y=4\"");
+}
+
+TEST(EpdLine, CountersBehindTheFieldsDoNoHarm) {
+    const EpdFields f = split("4k3/8/8/8/8/8/8/4K3 w - - 12 34 bm Ke2;");
+    EXPECT_STREQ(f.fen, "4k3/8/8/8/8/8/8/4K3 w - -");
+    EXPECT_STREQ(f.bm, "Ke2");
+}
+
+TEST(EpdLine, UnendedAndEmptyOperationsEndTheScan) {
+    EXPECT_STREQ(split("4k3/8/8/8/8/8/8/4K3 w - - bm Ke2; ce 7").ce, "");
+    EXPECT_STREQ(split("4k3/8/8/8/8/8/8/4K3 w - - ; bm Ke2;").bm, "");
+    EXPECT_STREQ(split("4k3/8/8/8/8/8/8/4K3 w - - bm Ke2;; am Kf1;").am, "Kf1");
+    EXPECT_STREQ(split("4k3/8/8/8/8/8/8/4K3 w - - bmx Ke2; b Kf1;").bm, "");
+}
+
+TEST(EpdLine, OverlongTextIsCut) {
+    const EpdFields f = split("4k3/8/8/8/8/8/8/4K3 w - - id " + std::string(5000, 'a') + "; bm Ke2;");
+    EXPECT_EQ(std::strlen(f.id), EPD_FIELD - 1u);
+    EXPECT_STREQ(f.bm, "Ke2");
+    EXPECT_EQ(std::strlen(split(std::string(5000, 'k')).fen), EPD_FIELD - 1u);
+    EXPECT_STREQ(split("").fen, "");
+}
+
+TEST_F(PositionTest, TrainingRecord) {
+    u8 records[80] = {};
+    u8 *record = records + 40;
+    record[2] = KING;                        // e1, low nibble of byte 2
+    record[3] = ROOK << 4;                   // h1
+    record[30] = BLACK_CODE + KING;          // e8
+    record[32] = 1 | 1 << 4;                 // K wanted, black to move
+    record[33] = NO_SQUARE;
+    record[34] = 100;                        // the two scores: 100 and -200
+    record[38] = static_cast<u8>(-200 & 255);
+    record[39] = 255;
+    Position *position = &root_thread_state->position;
+    float result = 0.0f;
+    EXPECT_EQ(set_position_from_record(records, 1, position, &result), 1);
+    EXPECT_EQ(fen_of(position), "4k3/8/8/8/8/8/8/4K2R b K -");
+    const double expected = 0.25 / (1.0 + std::exp(-0.6)) + 0.75 / (1.0 + std::exp(1.2));
+    EXPECT_NEAR(result, expected, 1e-6);
+    EXPECT_EQ(set_position_from_record(records, 0, position, &result), 0);  // no kings
+}
+
+}  // namespace

@@ -203,6 +203,13 @@ bool is_move_legal(Position *position, int side, Move move) {
     return legal;
 }
 
+bool has_legal_move(Position *position) {
+    const MoveEntry *entry = position->owner->plies[position->owner->ply].move_list;
+    for (generate_all(position); entry->move != END_OF_LIST; ++entry)
+        if (is_move_legal(position, position->stm, entry->move)) return true;
+    return false;
+}
+
 bool is_generated_legal_move(Position *position, Move move) {
     const MoveEntry *entry = position->owner->plies[position->owner->ply].move_list;
     for (generate_all(position); entry->move != END_OF_LIST; ++entry)

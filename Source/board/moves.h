@@ -29,6 +29,8 @@ void close_move_list(ThreadState *thread, MoveEntry *end);
 // True when the pseudo-legal move leaves the own king unattacked; false for move 0. Changes the
 // position for the length of the call.
 bool is_move_legal(Position *position, int side, Move move);
+// True when the side to move has a legal move. Uses the list of the owner's ply, as generate_all does.
+bool has_legal_move(Position *position);
 // True when `move` is one of the position's legal moves, whatever the word holds.
 bool is_generated_legal_move(Position *position, Move move);
 

@@ -26,6 +26,7 @@
 #include "tools/pgn.h"
 #include "tools/prune.h"
 #include "tools/training_data.h"
+#include "tools/training_games.h"
 
 // The directory part of the program's own name, made absolute, with '/' throughout.
 static void find_program_dir(const char *program) {

@@ -126,13 +126,6 @@ static void publish_final(ThreadState *thread, Move move, int score, int depth) 
     stop_search = 1;
 }
 
-static bool has_legal_move(Position *position) {
-    const MoveEntry *entry = position->owner->plies[1].move_list;
-    for (generate_all(position); entry->move != END_OF_LIST; ++entry)
-        if (is_move_legal(position, position->stm, entry->move)) return true;
-    return false;
-}
-
 // Master only, before the loop: mate, stalemate, and the quiescence score of the root. False when
 // the search is over already.
 static bool master_root_tests(ThreadState *thread) {

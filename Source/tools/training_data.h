@@ -38,11 +38,3 @@ int result_to_score(float result);
 // -epd2bin: settings.in_file ".epd" to ".bin". -bin2epd: settings.data_file ".bin" to ".epd".
 void epd_to_records();
 void records_to_epd();
-
-// The two that search, in training_games.cpp. -gentraindata: games of the program against itself
-// from the positions of "mybook_2mv.epd" until settings.train_count positions are written to
-// settings.data_file.
-void generate_training_games();
-// -mktraindata: settings.in_file is searched again, the quiet and consistent positions go to
-// settings.out_file.
-void convert_training_epd();

@@ -1,5 +1,7 @@
-// The two makers of training positions that search: self-play games, and the second look at
-// positions that come from elsewhere.
+// Making training positions by searching: self-play games, and the second look at positions that
+// come from elsewhere.
+#include "tools/training_games.h"
+
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
@@ -23,29 +25,10 @@ constexpr int START_POSITIONS = 199001;  // lines of the file that are used, at 
 constexpr int GAME_SEARCH_DEPTH = 7;
 constexpr int QUIET_MARGIN = 29;         // the root's quiescence search may gain this much, centipawns
 constexpr int DECIDED_SUM = 2001;        // a game whose score sum exceeds this is over
-constexpr int WON_SCORE = 401;           // a game that is broken off here or beyond counts as won
-constexpr int LAST_PLY = 249;
-
-// One game. The result comes last, so the lines of all plies wait here.
-constexpr int GAME_PLIES = LAST_PLY + 2;
-constexpr int PLY_TEXT = FEN_SIZE + 16;
-struct TrainingGame {
-    char lines[GAME_PLIES][PLY_TEXT];  // by ply: position and score; empty where it isn't quiet
-    int plies;                         // lines used
-    int written;                       // lines that aren't empty
-    float result[2];                   // for the side to move at even and at odd plies: 1, 0.5 or 0
-};
+constexpr int WON_SCORE = 401;           // a game broken off here or beyond counts as won
 
 static bool in_check(const Position *position) {
     return is_square_attacked(position, position->king_sq[position->stm], position->stm ^ 1);
-}
-
-static bool has_legal_move(Position *position) {
-    generate_all(position);
-    const ThreadState *thread = position->owner;
-    for (const MoveEntry *entry = thread->plies[thread->ply].move_list; entry->move != END_OF_LIST; ++entry)
-        if (is_move_legal(position, position->stm, entry->move)) return true;
-    return false;
 }
 
 static void set_result(TrainingGame *game, int winner, float winner_share) {
@@ -53,15 +36,14 @@ static void set_result(TrainingGame *game, int winner, float winner_share) {
     game->result[winner ^ 1] = 1.0f - winner_share;
 }
 
-// Plays the master position to its end. Draws by rule leave the result at one half; a side without
-// a move has lost, in stalemate too; a game broken off is judged by its last score.
-static void play_training_game(TrainingGame *game) {
+// Stalemate counts as lost: the loop looks at moves alone, and the data are used to it.
+void play_training_game(TrainingGame *game) {
     Position *position = &root_thread_state->position;
     game->plies = game->written = 0;
     set_result(game, 0, 0.5f);
     root_thread_state->game_ply = 0;
     int average = 0;  // of the scores' sizes, the last ones count most
-    for (int ply = 0; ply < GAME_PLIES; ++ply) {
+    for (int ply = 0; ply < TRAINING_PLIES; ++ply) {
         const int mover = ply & 1;
         if (is_game_drawn(position)) return;
         if (!has_legal_move(position)) {
@@ -87,7 +69,7 @@ static void play_training_game(TrainingGame *game) {
             ++game->written;
         }
         if (move) make_move(position, move);
-        if (!move || sum > DECIDED_SUM || stop || root_thread_state->game_ply > LAST_PLY ||
+        if (!move || sum > DECIDED_SUM || stop || root_thread_state->game_ply > TRAINING_LAST_PLY ||
             !(position->material[WHITE] + position->material[BLACK])) {
             if (score >= WON_SCORE) set_result(game, mover, 1.0f);
             else if (score <= -WON_SCORE) set_result(game, mover, 0.0f);

@@ -151,7 +151,7 @@ void pgn_export_game(PgnGame *game, std::FILE *out) {
             print_format("can't parse move %d. %s in game #%d  %s", ply / 2 + 1, text, game->game_number, fen);
             return;
         }
-        make_move(position, move);
+        make_game_move(position, move);
     }
 }
 

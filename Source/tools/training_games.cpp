@@ -68,7 +68,7 @@ void play_training_game(TrainingGame *game) {
             std::snprintf(game->lines[ply], PLY_TEXT, "%s ce %d;", fen, score);
             ++game->written;
         }
-        if (move) make_move(position, move);
+        if (move) make_game_move(position, move);
         if (!move || sum > DECIDED_SUM || stop || root_thread_state->game_ply > TRAINING_LAST_PLY ||
             !(position->material[WHITE] + position->material[BLACK])) {
             if (score >= WON_SCORE) set_result(game, mover, 1.0f);
@@ -170,7 +170,7 @@ static bool convert_line(const char *line, char *out, std::size_t size) {
     search_on_this_thread(SEARCH_BENCH);
     settings.max_depth = depth;
     for (int i = 1; i < PV_SIZE && best_pv[i]; ++i) {
-        make_move(position, best_pv[i]);
+        make_game_move(position, best_pv[i]);
         result = 1.0f - result;
         ce = -ce;
     }

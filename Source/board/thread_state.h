@@ -123,6 +123,8 @@ struct ThreadState {
     i16 eval_ply;                         // ply of the last evaluate
     i16 *accumulator;                     // hidden values of the last pass, after activation
     AccumulatorCache *acc_cache;
+    i32 acc_hidden_size;                  // hidden size that the buffers were made for; 0 without buffers
+    u32 acc_generation;                   // network load that acc_cache belongs to
     i16 piece_counts[10];                 // white P N B R Q, then black
     i16 net_material[2];                  // the values that chose the output head
     i16 output_head;

@@ -14,6 +14,8 @@ extern int net_output_count;       // 5: the head is chosen by material
 extern i32 net_weight_count;       // all weights in memory
 extern i32 net_first_layer_count;  // of these, first-layer weights
 
+extern u32 net_generation;         // loads so far: tells sums of one network from those of another
+
 extern i16 *net_weights;           // one block of 16-bit words, 64-byte aligned
 extern i16 *first_layer_weights;   // rows of H / 2, in feature order
 extern i16 *output_weights;        // eight rows of H

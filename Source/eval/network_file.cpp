@@ -1,0 +1,234 @@
+// The owner of the network in memory: its three sources (a file, the block built into the program, an
+// empty one for the tools), the header and its geometry. Called at start and by the option; the forward
+// pass reads what stands here.
+#include "eval/network_file.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <limits>
+#include <new>
+
+#include "control/output.h"
+#include "control/settings.h"
+#include "platform/process.h"
+
+int net_id;
+int net_activation_scale;
+int net_weight_scale;
+int net_output_scale;
+int net_king_buckets;
+int net_flags;
+int net_hidden_size;
+int net_output_count;
+i32 net_weight_count;
+i32 net_first_layer_count;
+u32 net_generation;
+
+i16 *net_weights;
+i16 *first_layer_weights;
+i16 *output_weights;
+i16 *hidden_biases;
+
+// The first 24 bytes of a network file, little-endian like the machine.
+struct NetworkHeader {
+    i16 id;
+    i16 activation_scale;
+    i16 weight_scale;
+    i16 output_scale;
+    i16 king_buckets;  // or input features, from 768 up
+    i16 flags;
+    i16 hidden_size;
+    i16 reserved1;
+    i16 reserved2;
+    i16 output_count;
+    i32 weight_count;  // told by the writer; never believed
+};
+static_assert(sizeof(NetworkHeader) == 24);
+
+// What the program's own network looks like, and what "new" makes.
+static constexpr NetworkHeader STANDARD_HEADER = {770, 1500, 3000, 400, 2, 1, 2560, 0, 0, 5, 1989120};
+
+constexpr int FEATURES_PER_BUCKET = 768;  // 2 colours, 6 piece types, 64 squares
+constexpr int OUTPUT_ROWS = 8;            // stored rows; at most five are used
+constexpr int WORD_SCALE = 128;           // a weight scale below it: the file's weights are bytes
+constexpr std::align_val_t BLOCK_ALIGNMENT{64};
+constexpr int DEFECT_SIZE = 160;
+constexpr i64 UNKNOWN_SIZE = -1;
+
+// The block of embedded_network.S.
+extern "C" const u8 embedded_network[];
+extern "C" const u8 embedded_network_end[];
+
+static int king_buckets_of(const NetworkHeader &header) {
+    return header.king_buckets < FEATURES_PER_BUCKET ? header.king_buckets
+                                                     : header.king_buckets / FEATURES_PER_BUCKET;
+}
+
+static i64 first_layer_size(const NetworkHeader &header) {
+    return static_cast<i64>(king_buckets_of(header)) * header.hidden_size * (FEATURES_PER_BUCKET / 2);
+}
+
+static i64 weights_needed(const NetworkHeader &header) {
+    return first_layer_size(header) + static_cast<i64>(OUTPUT_ROWS + 1) * header.hidden_size;
+}
+
+static int weight_width(const NetworkHeader &header) { return header.weight_scale < WORD_SCALE ? 1 : 2; }
+
+// True when no network can be made from the header and the bytes behind it (UNKNOWN_SIZE: not told);
+// `text` then holds why. More bytes than needed are no fault.
+static bool has_defect(const NetworkHeader &header, i64 bytes, char text[DEFECT_SIZE]) {
+    const i64 needed = weights_needed(header);
+    if (header.hidden_size <= 0 || header.hidden_size % 2) {
+        std::snprintf(text, DEFECT_SIZE, "hidden size %d is not a positive even number", header.hidden_size);
+    } else if (header.king_buckets <= 0) {
+        std::snprintf(text, DEFECT_SIZE, "%d king buckets", header.king_buckets);
+    } else if (header.activation_scale == 0) {
+        std::snprintf(text, DEFECT_SIZE, "activation scale 0");
+    } else if (needed > std::numeric_limits<i32>::max()) {
+        std::snprintf(text, DEFECT_SIZE, "%lld weights are too many", static_cast<long long>(needed));
+    } else if (bytes != UNKNOWN_SIZE && bytes / weight_width(header) < needed) {
+        std::snprintf(text, DEFECT_SIZE, "cut short, %lld of %lld weights",
+                      static_cast<long long>(bytes / weight_width(header)), static_cast<long long>(needed));
+    } else {
+        return false;
+    }
+    return true;
+}
+
+// Takes over a header without defect and makes the block that it asks for, unset. Ends the program
+// when there is no memory for it.
+static void set_geometry(const NetworkHeader &header) {
+    net_id = header.id;
+    net_activation_scale = header.activation_scale;
+    net_weight_scale = header.weight_scale;
+    net_output_scale = header.output_scale;
+    net_king_buckets = king_buckets_of(header);
+    net_flags = 1;
+    net_hidden_size = header.hidden_size;
+    net_output_count = header.output_count;
+    net_first_layer_count = static_cast<i32>(first_layer_size(header));
+    net_weight_count = static_cast<i32>(weights_needed(header));
+    ++net_generation;
+
+    const std::size_t bytes = static_cast<std::size_t>(net_weight_count) * sizeof(i16);
+    net_weights = static_cast<i16 *>(::operator new(bytes, BLOCK_ALIGNMENT, std::nothrow));
+    if (!net_weights) {
+        print_line("allocating memory for net failed!");
+        end_process(1);
+    }
+    first_layer_weights = net_weights;
+    output_weights = first_layer_weights + net_first_layer_count;
+    hidden_biases = output_weights + OUTPUT_ROWS * net_hidden_size;
+}
+
+static void clear_weights() {
+    std::memset(net_weights, 0, static_cast<std::size_t>(net_weight_count) * sizeof(i16));
+}
+
+static void widen_bytes(const i8 *bytes, i16 *words, std::size_t count) {
+    for (std::size_t i = 0; i < count; ++i) words[i] = bytes[i];
+}
+
+// The weights of the file from where it stands, one or two bytes each. Returns how many came.
+static i64 read_weights(std::FILE *file, int width) {
+    const std::size_t total = static_cast<std::size_t>(net_weight_count);
+    if (width == 2) return static_cast<i64>(std::fread(net_weights, sizeof(i16), total, file));
+    i8 chunk[4096];
+    std::size_t done = 0;
+    while (done < total) {
+        const std::size_t wanted = total - done < sizeof chunk ? total - done : sizeof chunk;
+        const std::size_t got = std::fread(chunk, 1, wanted, file);
+        widen_bytes(chunk, net_weights + done, got);
+        done += got;
+        if (got < wanted) break;
+    }
+    return static_cast<i64>(done);
+}
+
+// Bytes between here and the end, or UNKNOWN_SIZE where the stream has no such thing (a pipe).
+static i64 bytes_ahead(std::FILE *file) {
+    const long here = std::ftell(file);
+    if (here < 0 || std::fseek(file, 0, SEEK_END) != 0) return UNKNOWN_SIZE;
+    const long end = std::ftell(file);
+    if (std::fseek(file, here, SEEK_SET) != 0 || end < 0) return UNKNOWN_SIZE;
+    return end < here ? 0 : end - here;
+}
+
+// Fills the network from an open file. When that can't be done, returns false with the reason in
+// `text` and no network loaded.
+static bool read_network(std::FILE *file, char text[DEFECT_SIZE]) {
+    NetworkHeader header;
+    if (std::fread(&header, sizeof header, 1, file) != 1) {
+        std::snprintf(text, DEFECT_SIZE, "header cut short");
+        return false;
+    }
+    if (has_defect(header, bytes_ahead(file), text)) return false;
+    set_geometry(header);
+    const i64 got = read_weights(file, weight_width(header));
+    if (got == net_weight_count) return true;
+    std::snprintf(text, DEFECT_SIZE, "cut short, %lld of %lld weights", static_cast<long long>(got),
+                  static_cast<long long>(net_weight_count));
+    free_network();
+    return false;
+}
+
+// The block built into the program. It is whatever file the build was given, so it is looked at like
+// any other; a damaged one leaves a network of zeros, which at least plays legal moves.
+static void load_embedded() {
+    const i64 size = embedded_network_end - embedded_network;
+    NetworkHeader header = {};
+    char text[DEFECT_SIZE] = "header cut short";
+    if (size >= static_cast<i64>(sizeof header)) std::memcpy(&header, embedded_network, sizeof header);
+    const i64 bytes = size - static_cast<i64>(sizeof header);
+    if (bytes < 0 || has_defect(header, bytes, text)) {
+        print_format("info string embedded network: %s; all weights are 0", text);
+        set_geometry(STANDARD_HEADER);
+        clear_weights();
+        return;
+    }
+    set_geometry(header);
+    const u8 *weights = embedded_network + sizeof header;
+    const std::size_t count = static_cast<std::size_t>(net_weight_count);
+    if (weight_width(header) == 2) std::memcpy(net_weights, weights, count * sizeof(i16));
+    else widen_bytes(reinterpret_cast<const i8 *>(weights), net_weights, count);
+    print_line("info string loaded embedded network");
+}
+
+// The named file. A damaged one must not leave the engine without weights: it plays on with its own
+// network and says why.
+static void load_file(const char *name) {
+    std::FILE *file = std::fopen(name, "rb");
+    if (!file) {
+        print_format("info string can't open %s", name);
+        end_process(0);
+    }
+    char text[DEFECT_SIZE];
+    const bool loaded = read_network(file, text);
+    std::fclose(file);
+    if (loaded) {
+        print_format("info string loaded %s", name);
+    } else {
+        print_format("info string %s: %s; using the embedded network", name, text);
+        load_embedded();
+    }
+}
+
+void load_network() {
+    free_network();
+    if (!std::strcmp(settings.nn_file, "new")) {
+        print_line("creating new net...");
+        set_geometry(STANDARD_HEADER);
+        clear_weights();  // a base for tools to fill; zeros are the same in every run
+        return;
+    }
+    if (!std::strcmp(settings.nn_file, "embedded")) load_embedded();
+    else load_file(settings.nn_file);
+    // The generator's sequence is part of how a run repeats itself: loading has always taken one value.
+    static_cast<void>(std::rand());
+}
+
+void free_network() {
+    ::operator delete(net_weights, BLOCK_ALIGNMENT);
+    net_weights = first_layer_weights = output_weights = hidden_biases = nullptr;
+}

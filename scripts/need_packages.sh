@@ -26,7 +26,7 @@ has_header() {
 
 missing_of() {
     for package in "$@"; do
-        present "$package" || printf '%s ' "$package"
+        present "$package" || printf ' %s' "$package"
     done
 }
 
@@ -34,8 +34,8 @@ missing=$(missing_of "$@")
 [ -n "$missing" ] || exit 0
 
 give_up() {
-    echo "Tarn needs these Debian packages, which are missing here: $missing" >&2
-    echo "$1; install them with: apt-get install $missing" >&2
+    echo "Tarn needs these Debian packages, which are missing here:$missing" >&2
+    echo "$1; install them with: apt-get install$missing" >&2
     exit 1
 }
 
@@ -50,7 +50,7 @@ else
     as_root="sudo -n env"
 fi
 
-echo "Installing what is missing: $missing"
+echo "Installing what is missing:$missing"
 # Lists that can't be fetched may still be good enough, so only the installation counts.
 $as_root DEBIAN_FRONTEND=noninteractive apt-get -q update || true
 # shellcheck disable=SC2086  # the list is meant to fall into words

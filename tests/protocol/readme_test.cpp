@@ -1,5 +1,7 @@
 // The README's tables against the program: options against what "uci" prints, switches against the
-// names that the command line knows.
+// names that the command line knows. Its links, and its test command.
+#include <algorithm>
+#include <cctype>
 #include <set>
 
 #include "gtest/gtest.h"
@@ -87,4 +89,35 @@ TEST(Readme, SwitchesAreThoseOfTheCommandLine) {
     }
     EXPECT_GE(known.size(), 40u);
     EXPECT_EQ(known, described);
+}
+
+// Files and headings that README points to are there.
+TEST(Readme, LinksLeadSomewhere) {
+    std::set<std::string> headings;
+    const std::vector<std::string> lines = read_lines(std::string(TARN_ROOT) + "/README.md");
+    for (const std::string &line : lines) {
+        if (line.empty() || line[0] != '#') continue;
+        std::string heading = line.substr(line.find_first_not_of("# "));
+        std::transform(heading.begin(), heading.end(), heading.begin(),
+                       [](char c) { return c == ' ' ? '-' : static_cast<char>(std::tolower(c)); });
+        headings.insert("#" + heading);
+    }
+    int links = 0;
+    for (const std::string &line : lines) {
+        for (std::size_t at = line.find("]("); at != std::string::npos; at = line.find("](", at + 2)) {
+            const std::string target = line.substr(at + 2, line.find(')', at) - at - 2);
+            links++;
+            if (target[0] == '#') EXPECT_TRUE(headings.count(target)) << target;
+            else EXPECT_FALSE(read_file(std::string(TARN_ROOT) + "/" + target).empty()) << target;
+        }
+    }
+    EXPECT_GE(links, 10);
+}
+
+// The command that README opens with is the one that the machine runs.
+TEST(Readme, TestCommandIsTheOneOfTheMachine) {
+    const std::string readme = read_file(std::string(TARN_ROOT) + "/README.md");
+    EXPECT_NE(readme.substr(0, 300).find("\nmake test "), std::string::npos);
+    EXPECT_NE(read_file(std::string(TARN_ROOT) + "/.ci/run").find("make test"), std::string::npos);
+    EXPECT_NE(read_file(std::string(TARN_ROOT) + "/Makefile").find("\ntest:"), std::string::npos);
 }

@@ -1,6 +1,8 @@
 // A running engine in a directory of its own, past its start.
 #pragma once
 
+#include <regex.h>
+
 #include <string>
 #include <vector>
 
@@ -44,6 +46,15 @@ inline bool has_line(const std::vector<std::string> &lines, const std::string &l
     for (const std::string &one : lines)
         if (one == line) return true;
     return false;
+}
+
+// True when the whole text has the form of an extended regular expression.
+inline bool has_form(const std::string &text, const std::string &form) {
+    regex_t expression;
+    if (regcomp(&expression, ("^(" + form + ")$").c_str(), REG_EXTENDED | REG_NOSUB) != 0) return false;
+    const bool matched = regexec(&expression, text.c_str(), 0, nullptr, 0) == 0;
+    regfree(&expression);
+    return matched;
 }
 
 using Lines = std::vector<std::string>;

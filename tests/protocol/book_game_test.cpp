@@ -1,5 +1,6 @@
 // Books in the running program: games made into a book, the book played from, and the rules of when
 // a book is asked.
+#include <algorithm>
 #include <filesystem>
 #include <set>
 
@@ -185,5 +186,22 @@ TEST(BookGame, NoBookBeyondTheGreatestDepth) {
     EXPECT_FALSE(is_book_turn(turn(&program, long_game(80))));
     program.send("setoption name OwnBook_Depth value 100");
     EXPECT_FALSE(is_book_turn(turn(&program, long_game(80)))) << "the depth is cut to 60";
+    EXPECT_EQ(quit_program(&program), 0);
+}
+
+TEST(BookGame, ConsoleShowsBothBooks) {
+    ScratchDirectory scratch;
+    ASSERT_TRUE(write_file(scratch.file("tarn_book.bin"), book_of_lines({"e2e4"})));
+    ASSERT_TRUE(write_file(scratch.file("second.bin"), book_of_lines({"d2d4"})));
+    ASSERT_TRUE(write_file(scratch.file("books.cfg"), "OwnBook2_File = second.bin\n"));
+    Program program({"-c", "-cfg", "books.cfg"}, scratch.path);
+    program.wait_for("white");  // the board at the start
+    program.send("book");
+    std::vector<std::string> lines = program.lines_until("selecting d2d4");
+    lines.erase(lines.begin(), std::find_if(lines.begin(), lines.end(), [](const std::string &line) { return !line.empty(); }));
+    EXPECT_EQ(lines, (std::vector<std::string>{"  e2e4  cnt=     1, weight= 100.00% -> 100.00%", "selecting e2e4", "",
+                                               "  d2d4  cnt=     1, weight= 100.00% -> 100.00%", "selecting d2d4"}));
+    program.send("mv");  // "go" analyses and asks no book
+    EXPECT_EQ(program.wait_for(" book move"), " book move is e2e4");
     EXPECT_EQ(quit_program(&program), 0);
 }

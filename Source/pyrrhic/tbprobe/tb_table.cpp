@@ -1,0 +1,306 @@
+// The set-up of a mapped table file, and looking a value up in it.
+#include "pyrrhic/tbprobe/tb_table.h"
+
+#include <cstdio>
+
+#include "platform/process.h"
+#include "pyrrhic/tbprobe/tb_index.h"
+#include "pyrrhic/tbprobe/tb_stream.h"
+
+static const u32 MAGIC[TB_TYPES] = {0x5D23E871, 0x88AC504B, 0xA50C66D7};
+constexpr u64 HEADER_SIZE = 5;         // magic and a flag byte; the order of men begins behind it
+constexpr u8 SPLIT_FILE = 1;           // of that byte: a WDL file with both sides to move
+constexpr u64 BLOCK_ALIGNMENT = 64;
+
+// Flags of a DTZ stream.
+enum DTZ_FLAG : u8 {
+    DTZ_BLACK_TO_MOVE = 1,
+    DTZ_MAPPED = 2,        // the stream holds places in the value map
+    DTZ_WIN_IN_PLIES = 4,  // else in moves, to be doubled
+    DTZ_LOSS_IN_PLIES = 8,
+    DTZ_WIDE_MAP = 16,     // map values are u16
+};
+static const int WDL_TO_MAP[5] = {1, 3, 0, 2, 0};  // part of the value map, by result + 2
+static const u8 WDL_PLIES_FLAG[5] = {DTZ_LOSS_IN_PLIES, 0, 0, 0, DTZ_WIN_IN_PLIES};
+
+// The records of one type of an entry, in one view for tables with and without pawns.
+struct TypeView {
+    TbEncInfo *info;  // group + groups * side
+    int groups;       // file groups, 1 without pawns
+    int sides;        // 2 for WDL, 1 for DTZ
+};
+
+static TbPieceEntry *piece_entry(TbBaseEntry *entry) { return reinterpret_cast<TbPieceEntry *>(entry); }
+static TbPawnEntry *pawn_entry(TbBaseEntry *entry) { return reinterpret_cast<TbPawnEntry *>(entry); }
+
+static TypeView view_of(TbBaseEntry *entry, TB_TYPE type) {
+    const int sides = type == TB_WDL ? 2 : 1;
+    if (entry->has_pawns) {
+        TbPawnEntry *const pawns = pawn_entry(entry);
+        return {type == TB_WDL ? pawns->wdl : pawns->dtz, TB_FILE_GROUPS, sides};
+    }
+    TbPieceEntry *const pieces = piece_entry(entry);
+    return {type == TB_WDL ? pieces->wdl : pieces->dtz, 1, sides};
+}
+
+void tb_unmap_file(MappedFile *mapping) {
+    unsigned long error = 0;
+    if (!unmap_file(mapping, &error)) std::fprintf(stderr, "unmap failed, error code %lu\n", error);
+}
+
+void tb_free_streams(TbBaseEntry *entry, TB_TYPE type) {
+    if (type == TB_DTM) return;
+    const TypeView view = view_of(entry, type);
+    for (int i = 0; i < view.groups * view.sides; ++i) {
+        tb_free_pairs(view.info[i].precomp);
+        view.info[i].precomp = nullptr;
+    }
+}
+
+// The name of the table's file, without suffix; `name` holds TB_MAX_MEN + 2 characters.
+static void table_name(const TbBaseEntry *entry, char *name) {
+    for (int side = 0; side < 2; ++side) {
+        if (side == 1) *name++ = 'v';
+        *name++ = 'K';
+        for (int type = QUEEN; type >= PAWN; --type)
+            for (int i = 0; i < entry->counts[side][type]; ++i) *name++ = " PNBRQ"[type];
+    }
+    *name = 0;
+}
+
+// Maps the file for good. False when it can't be opened; the process ends when a file that is there
+// can't be mapped.
+static bool map_table(const TbBaseEntry *entry, TB_TYPE type, MappedFile *mapping) {
+    char name[TB_MAX_MEN + 2];
+    table_name(entry, name);
+    const FileHandle file = tb_open_file(name, type);
+    if (file.handle == -1) return false;
+    unsigned long error = 0;
+    const MapResult result = map_file(file, mapping, &error);
+    close_file(file);
+    if (result == MAP_OK) return true;
+    if (result == MAP_NO_MAPPING) std::fprintf(stderr, "CreateFileMapping() failed, error = %lu.\n", error);
+    else std::fprintf(stderr, "MapViewOfFile() failed, error = %lu.\n", error);
+    std::fprintf(stderr, "Could not map %s%s into memory.\n", name, TB_SUFFIX[type]);
+    end_process(1);
+}
+
+struct Stream {
+    TbEncInfo *info;
+    u64 table_size;
+    TbStreamSizes sizes;
+};
+constexpr int MAX_STREAMS = 2 * TB_FILE_GROUPS;
+
+// Reads the orders of men of all groups and lists the streams in the file's order: by group, in a
+// group by side. 0 when something doesn't fit, else the number of streams.
+static int read_orders(TbBaseEntry *entry, const TypeView &view, TbCursor *cursor, Stream *streams) {
+    const int more_pawns = entry->has_pawns && entry->pawns[1] > 0;
+    const TB_ENCODING encoding = entry->has_pawns ? TB_ENCODE_FILES : TB_ENCODE_PIECES;
+    int count = 0;
+    for (int group = 0; group < view.groups; ++group) {
+        const u8 *const bytes = tb_take(cursor, static_cast<u64>(entry->num + 1 + more_pawns));
+        if (!bytes) return 0;
+        for (int side = 0; side < view.sides; ++side) {
+            TbEncInfo *const info = &view.info[group + view.groups * side];
+            const u64 size = tb_init_enc_info(info, entry, bytes, 4 * side, group, encoding);
+            // Every record must be led by the same pawn: the first tells which one to look at.
+            if (size == 0 || (entry->has_pawns && info->pieces[0] != view.info[0].pieces[0])) return 0;
+            streams[count++] = {info, size, {0, 0, 0}};
+        }
+    }
+    return tb_align(cursor, 2) ? count : 0;
+}
+
+// The value map of one group: four parts by result, each a length and as many values.
+static bool read_group_map(TbCursor *cursor, const u8 *map, bool wide, u16 *offsets) {
+    const u64 width = wide ? 2 : 1;
+    if (wide && !tb_align(cursor, 2)) return false;
+    for (int part = 0; part < 4; ++part) {
+        const u8 *const length = tb_take(cursor, width);
+        if (!length) return false;
+        const u64 offset = static_cast<u64>(length - map) / width + 1;
+        const u64 values = wide ? tb_read_u16(length) : *length;
+        if (offset > 0xFFFF || !tb_take(cursor, values * width)) return false;
+        offsets[part] = static_cast<u16>(offset);
+    }
+    return true;
+}
+
+static bool read_maps(TbBaseEntry *entry, int groups, TbCursor *cursor) {
+    const u8 *const map = cursor->data + cursor->at;
+    for (int group = 0; group < groups; ++group) {
+        const u8 flags = entry->has_pawns ? pawn_entry(entry)->dtz_flags[group] : piece_entry(entry)->dtz_flags;
+        u16 *const offsets = entry->has_pawns ? pawn_entry(entry)->map_offset[group] : piece_entry(entry)->map_offset;
+        if ((flags & DTZ_MAPPED) && !read_group_map(cursor, map, flags & DTZ_WIDE_MAP, offsets)) return false;
+    }
+    const u8 *const end = cursor->data + cursor->at;
+    if (entry->has_pawns) pawn_entry(entry)->dtz_map = map, pawn_entry(entry)->dtz_map_end = end;
+    else piece_entry(entry)->dtz_map = map, piece_entry(entry)->dtz_map_end = end;
+    return tb_align(cursor, 2);
+}
+
+// The three sections, each of all streams in their order.
+static bool place_sections(TbCursor *cursor, Stream *streams, int count) {
+    for (int i = 0; i < count; ++i) {
+        TbPairsData *const pairs = streams[i].info->precomp;
+        if (!(pairs->index_table = tb_take(cursor, streams[i].sizes.index))) return false;
+    }
+    for (int i = 0; i < count; ++i) {
+        TbPairsData *const pairs = streams[i].info->precomp;
+        if (!(pairs->size_table = tb_take(cursor, streams[i].sizes.sizes))) return false;
+    }
+    for (int i = 0; i < count; ++i) {
+        TbPairsData *const pairs = streams[i].info->precomp;
+        if (!tb_align(cursor, BLOCK_ALIGNMENT)) return false;
+        if (!(pairs->data = tb_take(cursor, streams[i].sizes.data))) return false;
+    }
+    return true;
+}
+
+// Reads all of a mapped file but its blocks. False when it can't be a table of this material.
+static bool read_table(TbBaseEntry *entry, TB_TYPE type, const MappedFile &mapping) {
+    TbCursor cursor = {mapping.data, mapping.size, 0};
+    const u8 *const header = tb_take(&cursor, HEADER_SIZE);
+    if (!header || tb_read_u32(header) != MAGIC[type]) return false;
+    TypeView view = view_of(entry, type);
+    if (type == TB_WDL && !(header[4] & SPLIT_FILE)) {
+        if (!entry->symmetric) return false;
+        view.sides = 1;
+    }
+    Stream streams[MAX_STREAMS];
+    const int count = read_orders(entry, view, &cursor, streams);
+    if (count == 0) return false;
+    for (int i = 0; i < count; ++i) {
+        u8 flags = 0;
+        streams[i].info->precomp = tb_setup_pairs(&cursor, streams[i].table_size, &streams[i].sizes, &flags, type);
+        if (!streams[i].info->precomp) return false;
+        if (type != TB_DTZ) continue;
+        if (entry->has_pawns) pawn_entry(entry)->dtz_flags[i] = flags;
+        else piece_entry(entry)->dtz_flags = flags;
+    }
+    if (type == TB_DTZ && !read_maps(entry, view.groups, &cursor)) return false;
+    return place_sections(&cursor, streams, count);
+}
+
+// No probe finds the table by this key any more, until the next tb_init. tb_mutex is held.
+static void drop_as_corrupted(TbHashSlot *slot) {
+    std::fprintf(stderr, "Corrupted table.\n");
+    slot->entry.store(nullptr, std::memory_order_relaxed);
+}
+
+// Makes the type ready, for the first thread that needs it; others wait. False when it can't be.
+static bool make_ready(TbHashSlot *slot, TbBaseEntry *entry, TB_TYPE type) {
+    lock_mutex(&tb_mutex);
+    bool ready = entry->ready[type].load(std::memory_order_relaxed);
+    if (!ready && slot->entry.load(std::memory_order_relaxed)) {
+        MappedFile mapping = {};
+        if (!map_table(entry, type, &mapping)) {
+            slot->entry.store(nullptr, std::memory_order_relaxed);
+        } else if (!read_table(entry, type, mapping)) {
+            drop_as_corrupted(slot);
+            tb_free_streams(entry, type);
+            tb_unmap_file(&mapping);
+        } else {
+            entry->mapping[type] = mapping;
+            entry->ready[type].store(1, std::memory_order_release);
+            ready = true;
+        }
+    }
+    unlock_mutex(&tb_mutex);
+    return ready;
+}
+
+// A value that can't be read in a table that looked sound: told once, and the table is dropped.
+static int no_value(TbHashSlot *slot, int *success) {
+    lock_mutex(&tb_mutex);
+    if (slot->entry.load(std::memory_order_relaxed)) drop_as_corrupted(slot);
+    unlock_mutex(&tb_mutex);
+    *success = 0;
+    return 0;
+}
+
+// Writes the squares of the men from place `first` to place `last` - 1 of the order, like men in
+// rising order. `colour_flip` is BLACK_CODE when the name's left side is black on the board, else 0;
+// `square_flip` turns the board over. False when the men are not those of the table.
+static bool fill_squares(const TbPosition &pos, const TbEncInfo *info, int first, int last, int colour_flip,
+                         int square_flip, int *squares) {
+    for (int i = first; i < last;) {
+        const int code = info->pieces[i] ^ colour_flip;
+        Bitboard set = tb_men_of_type(pos, type_of(code)) & (colour_of(code) == WHITE ? pos.white : pos.black);
+        if (!set || i + popcount(set) > last) return false;
+        while (set) squares[i++] = pop_lowest(set) ^ square_flip;
+    }
+    return true;
+}
+
+// The distance that a DTZ value stands for; negative when the value map has no such value.
+static int unpack_dtz(const u8 *stored, const u8 *map, const u16 *offsets, u8 flags, int wdl) {
+    int value = stored[0] | (stored[1] & 15) << 8;
+    if (flags & DTZ_MAPPED) {
+        const int offset = offsets[WDL_TO_MAP[wdl + 2]];
+        const bool wide = flags & DTZ_WIDE_MAP;
+        const int length = wide ? tb_read_u16(map + 2 * (offset - 1)) : map[offset - 1];
+        if (value >= length) return -1;
+        value = wide ? tb_read_u16(map + 2 * (offset + value)) : map[offset + value];
+    }
+    if (!(flags & WDL_PLIES_FLAG[wdl + 2]) || (wdl & 1)) value *= 2;
+    return value;
+}
+
+int tb_probe_table(const TbPosition &pos, int wdl, int *success, TB_TYPE type) {
+    const u64 key = tb_material_key(pos, false);
+    if (type == TB_WDL && key == 0) return 0;  // two bare kings
+
+    TbHashSlot *const slot = tb_find_slot(key);
+    TbBaseEntry *const entry = slot->entry.load(std::memory_order_relaxed);
+    // A table knows no pawn on a last rank; only a set-up by hand can have one.
+    if (!entry || (type == TB_DTZ && !entry->has_dtz) || (pos.pawns & (RANK_1 | RANK_1 << 56)) ||
+        (!entry->ready[type].load(std::memory_order_acquire) && !make_ready(slot, entry, type))) {
+        *success = 0;
+        return 0;
+    }
+
+    // Black plays the name's left side, or is to move where both sides are alike: see it mirrored.
+    const bool flip = entry->symmetric ? !pos.turn : key != entry->key;
+    const int side = entry->symmetric ? 0 : flip == (pos.turn == 1);
+    const int colour_flip = flip ? BLACK_CODE : 0;
+    const TypeView view = view_of(entry, type);
+    const TbEncInfo *info = view.info;
+    int squares[TB_MAX_MEN];
+    int group = 0, placed = 0, square_flip = 0;
+    if (entry->has_pawns) {
+        square_flip = flip ? 0x38 : 0;
+        placed = entry->pawns[0];
+        if (!fill_squares(pos, info, 0, placed, colour_flip, square_flip, squares)) {
+            *success = 0;
+            return 0;
+        }
+        group = tb_put_leading_pawn_first(squares, placed);
+        info = &view.info[group];
+    }
+    u8 flags = 0;
+    if (type == TB_DTZ) {
+        flags = entry->has_pawns ? pawn_entry(entry)->dtz_flags[group] : piece_entry(entry)->dtz_flags;
+        if ((flags & DTZ_BLACK_TO_MOVE) != side && !entry->symmetric) {
+            *success = -1;
+            return 0;
+        }
+    } else {
+        info += view.groups * side;
+    }
+    u64 index = TB_NO_INDEX;
+    if (fill_squares(pos, info, placed, entry->num, colour_flip, square_flip, squares))
+        index = entry->has_pawns ? tb_encode_pawn(squares, info, entry) : tb_encode_piece(squares, info, entry);
+    if (index == TB_NO_INDEX) {
+        *success = 0;
+        return 0;
+    }
+    const u8 *const stored = tb_decompress(info->precomp, index);
+    if (!stored) return no_value(slot, success);
+    if (type == TB_WDL) return stored[0] - 2;
+    const u8 *const map = entry->has_pawns ? pawn_entry(entry)->dtz_map : piece_entry(entry)->dtz_map;
+    const u16 *const offsets = entry->has_pawns ? pawn_entry(entry)->map_offset[group] : piece_entry(entry)->map_offset;
+    const int distance = unpack_dtz(stored, map, offsets, flags, wdl);
+    return distance < 0 ? no_value(slot, success) : distance;
+}

@@ -150,9 +150,11 @@ void tb_test_name(const char *name) {
 
 // The form of a family of names: how many men beside the kings stand left and right, and for each
 // the index of the man whose letter it starts from, so that equal men stand in one order only.
+constexpr int MAX_LETTERS = TB_MAX_MEN - 2;
+constexpr int PAWN_LETTER = 4;  // the last of "QRBNP"
 struct NameForm {
     int left, right;
-    int start[5];
+    int start[MAX_LETTERS];
 };
 constexpr int FROM_QUEEN = -1;
 constexpr int LAST_OF_TWO_PAIRS = -2;  // right pair: not below the left pair
@@ -170,31 +172,33 @@ static const NameForm NAME_FORMS[] = {
     {3, 2, {FROM_QUEEN, 0, 1, FROM_QUEEN, 3}},
 };
 
-// Chooses the letter of man `place` and those behind it; visits each full name.
-static void visit_names(const NameForm &form, int place, int *letters, void (*visit)(const char *name)) {
-    if (place == form.left + form.right) {
-        char name[TB_MAX_MEN + 2];
-        char *end = name;
-        *end++ = 'K';
-        for (int i = 0; i < place; ++i) {
-            if (i == form.left) *end++ = 'v', *end++ = 'K';
-            *end++ = "QRBNP"[letters[i]];
-        }
-        if (!form.right) *end++ = 'v', *end++ = 'K';
-        *end = 0;
-        visit(name);
-        return;
-    }
+// The first letter, as a number in "QRBNP", of the man at `place` behind the letters chosen so far.
+static int first_letter(const NameForm &form, int place, const int *letters) {
     const int rule = form.start[place];
-    int first = 0;
-    if (rule >= 0) first = letters[rule];
-    else if (rule == LAST_OF_TWO_PAIRS) first = letters[2] == letters[0] ? letters[1] : letters[2];
-    for (letters[place] = first; letters[place] < 5; ++letters[place]) visit_names(form, place + 1, letters, visit);
+    if (rule >= 0) return letters[rule];
+    if (rule == LAST_OF_TWO_PAIRS) return letters[2] == letters[0] ? letters[1] : letters[2];
+    return 0;
+}
+
+// Counts through all names of a form, the last man's letter fastest.
+static void visit_names(const NameForm &form, void (*visit)(const char *name)) {
+    int letters[MAX_LETTERS] = {};
+    const int count = form.left + form.right;
+    for (int place = 0; place >= 0;) {
+        for (int i = place + 1; i < count; ++i) letters[i] = first_letter(form, i, letters);
+        char text[2][MAX_LETTERS + 1] = {};
+        for (int i = 0; i < form.left; ++i) text[0][i] = "QRBNP"[letters[i]];
+        for (int i = form.left; i < count; ++i) text[1][i - form.left] = "QRBNP"[letters[i]];
+        char name[16];
+        std::snprintf(name, sizeof name, "K%svK%s", text[0], text[1]);
+        visit(name);
+        for (place = count - 1; place >= 0 && letters[place] == PAWN_LETTER; --place) {}
+        if (place >= 0) ++letters[place];
+    }
 }
 
 void tb_for_each_name(void (*visit)(const char *name)) {
-    int letters[5];
-    for (const NameForm &form : NAME_FORMS) visit_names(form, 0, letters, visit);
+    for (const NameForm &form : NAME_FORMS) visit_names(form, visit);
 }
 
 void tb_unmap_table(TbBaseEntry *entry) {

@@ -12,6 +12,7 @@
 #include "control/output.h"
 #include "control/settings.h"
 #include "eval/kpk.h"
+#include "eval/network_eval.h"
 #include "eval/network_file.h"
 #include "eval/parameters.h"
 #include "platform/clock.h"
@@ -98,14 +99,20 @@ static void run_mode(const CommandLine &command) {
     }
 }
 
+static void release_thread(ThreadState *thread) {
+    if (!thread) return;
+    free_network_buffers(thread);
+    free_thread_state(thread);
+}
+
 // Every search is over here: the driver leaves only after SEARCH_DONE, the last word of a search thread.
 static void release_everything() {
     tb_free();
     free_hash_table();
     close_log();
     free_network();
-    free_thread_state(root_thread_state);
-    for (std::atomic<ThreadState *> &worker : worker_states) free_thread_state(worker);
+    release_thread(root_thread_state);
+    for (std::atomic<ThreadState *> &worker : worker_states) release_thread(worker);
     destroy_mutex(&tb_mutex);
     destroy_spin_lock(&output_lock);
     destroy_spin_lock(&search_lock);

@@ -66,7 +66,7 @@ INSTANTIATE_TEST_SUITE_P(
                     GoldenFile{"net_random_d5", "random-net.bin", 5, 64, 1, 0, 100},
                     GoldenFile{"net_early_d4", "early-net.bin", 4, 64, 1, 0, 100},
                     GoldenFile{"net_early_d7", "early-net.bin", 7, 64, 1, 0, 100}),
-    [](const testing::TestParamInfo<GoldenFile> &info) { return std::string(info.param.name); });
+    [](const testing::TestParamInfo<GoldenFile> &test) { return std::string(test.param.name); });
 
 // Each position's information lines, without time and rate, then the best move and the totals.
 TEST(GoldenLines, InformationLines) {

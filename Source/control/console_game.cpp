@@ -13,6 +13,7 @@
 #include "control/settings.h"
 #include "eval/trace.h"
 #include "search/hash_table.h"
+#include "search/search_state.h"
 #include "tools/pgn.h"
 #include "tools/text_lines.h"
 
@@ -33,7 +34,8 @@ bool is_searchable_position() {
 }
 
 void show_board() {
-    if (settings.eval_debug && !position_defect(game_position())) trace_eval(root_thread_state, TRACE_TERMS);
+    if (settings.eval_debug && !position_defect(game_position()))
+        trace_eval(root_thread_state, TRACE_TERMS, root_quiescence_score);
     print_board(game_position());
 }
 

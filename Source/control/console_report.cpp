@@ -48,11 +48,11 @@ void show_evaluation() {
     search_on_this_thread(SEARCH_BENCH);
     settings.max_depth = max_depth;
     write_search_state(0);
-    trace_eval(master, TRACE_TERMS);
+    trace_eval(master, TRACE_TERMS, root_quiescence_score);
 }
 
 void show_parameters() {
-    if (is_searchable_position()) trace_eval(root_thread_state, TRACE_PARAMETERS);
+    if (is_searchable_position()) trace_eval(root_thread_state, TRACE_PARAMETERS, root_quiescence_score);
 }
 
 void show_network() {

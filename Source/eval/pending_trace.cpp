@@ -2,4 +2,4 @@
 #include "control/output.h"
 #include "eval/trace.h"
 
-void trace_eval(ThreadState *, int) { print_plain("the trace is not built yet\n"); }
+void trace_eval(ThreadState *, int, int) { print_plain("the trace is not built yet\n"); }

@@ -41,34 +41,6 @@ void free_hash_table() {
     hash_memory = nullptr;
 }
 
-// Half the block serves each side; the mask is a power of two, so a size that is none leaves the
-// rest of each half idle. Eight units behind each half take the buckets that begin at its end.
-int allocate_hash_table() {
-    init_zobrist();
-    free_hash_table();
-    const u64 size = static_cast<u64>(settings.hash_mb) * MEGABYTE;
-    hash_entries = static_cast<i64>(size / sizeof(HashEntry));
-    hash_mask = ~0ULL;
-    if (size > 15) {
-        hash_bytes = (static_cast<u64>(hash_entries) | 16) * sizeof(HashEntry);
-        hash_memory = static_cast<HashEntry *>(allocate_large(hash_bytes));
-        if (!hash_memory) return 0;
-        hash_tables[0] = hash_memory;
-        hash_tables[1] = hash_memory + size / 32 + 8;
-        u64 entries = 1;
-        while (entries * 2 <= size / 32) entries *= 2;
-        hash_mask = entries - 1;
-        if (!hash_enabled) hash_enabled = 1;  // a size above 0 turns the table on again
-    } else {
-        hash_enabled = 0;
-        hash_tables[0] = hash_tables[1] = nullptr;
-    }
-    print_format("info string allocated %d Mbytes for hash table", settings.hash_mb);
-    hashfull = 0.0f;
-    print_line("info string Cleared hash table");  // the block comes zeroed
-    return 1;
-}
-
 static void clear_share(int *index) {
     const i64 share = hash_entries / settings.threads;
     std::memset(static_cast<void *>(hash_memory + *index * share), 0, static_cast<u64>(share) * sizeof(HashEntry));
@@ -93,6 +65,35 @@ void clear_hash_table() {
         std::memset(static_cast<void *>(hash_memory), 0, static_cast<u64>(hash_entries) * sizeof(HashEntry));
     else
         clear_hash_parallel();
+}
+
+// Half the block serves each side; the mask is a power of two, so a size that is none leaves the
+// rest of each half idle. Eight units behind each half take the buckets that begin at its end.
+int allocate_hash_table() {
+    init_zobrist();
+    free_hash_table();
+    const u64 size = static_cast<u64>(settings.hash_mb) * MEGABYTE;
+    hash_entries = static_cast<i64>(size / sizeof(HashEntry));
+    hash_mask = ~0ULL;
+    if (size > 15) {
+        hash_bytes = (static_cast<u64>(hash_entries) | 16) * sizeof(HashEntry);
+        hash_memory = static_cast<HashEntry *>(allocate_large(hash_bytes));
+        if (!hash_memory) return 0;
+        hash_tables[0] = hash_memory;
+        hash_tables[1] = hash_memory + size / 32 + 8;
+        u64 entries = 1;
+        while (entries * 2 <= size / 32) entries *= 2;
+        hash_mask = entries - 1;
+        if (!hash_enabled) hash_enabled = 1;  // a size above 0 turns the table on again
+    } else {
+        hash_enabled = 0;
+        hash_tables[0] = hash_tables[1] = nullptr;
+    }
+    print_format("info string allocated %d Mbytes for hash table", settings.hash_mb);
+    // The block comes zeroed, its pages do not: touched here, they cost the first search nothing.
+    clear_hash_table();
+    print_line("info string Cleared hash table");
+    return 1;
 }
 
 // The stamp moves between 1 and 31 like a triangle wave.

@@ -111,6 +111,7 @@ TEST(Root, ThreadsZeroSearchesNothing) {
 
 TEST(Root, PositionsFullOfQueensStayInsideTheLists) {
     start_engine();
-    const SearchResult result = fresh_search("QQQQQQQK/QQQQQQQQ/8/8/8/8/qqqqqqqq/qqqqqqqk w - -", 2, 16);
+    settings.node_limit = 300000;
+    const SearchResult result = fresh_search("QQQQQQQK/QQQQQQQQ/8/8/8/8/qqqqqqqq/qqqqqqqk w - -", 20, 16);
     EXPECT_NE(result.best_move, "null");
 }

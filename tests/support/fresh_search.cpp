@@ -23,6 +23,11 @@ SearchResult fresh_search(const std::string &fen, int depth, int hash_mb) {
     }
     hash_age = 0;
     clear_hash_table();
+    // Clearing leaves the units behind the requested size as they were: a fresh state has them empty.
+    for (i64 unit = hash_entries; hash_memory && unit < (hash_entries | 16); ++unit) {
+        hash_memory[unit].low = 0;
+        hash_memory[unit].high = 0;
+    }
     Position *position = &root_thread_state->position;
     set_position_from_text(position, fen.c_str());
     search_on_this_thread(SEARCH_BENCH);

@@ -5,6 +5,7 @@
 #include "gtest/gtest.h"
 
 #include "support/program.h"
+#include "support/shared_data.h"
 
 namespace {
 
@@ -265,6 +266,39 @@ TEST(ConsoleProgram, ATerminalThatEnds) {
     console.program.send("e4");
     console.program.wait_for("1. move e4");
     console.program.close_input();
+    EXPECT_EQ(console.program.wait_exit(), 0);
+}
+
+// The conversation of the README. Lines with times, speeds or the network's opinion in them are
+// compared by their first words.
+TEST(ConsoleProgram, TheConversationOfTheReadme) {
+    Lines talk;
+    bool in_console = false, inside = false;
+    for (const std::string &line : read_lines(std::string(TARN_ROOT) + "/README.md")) {
+        if (line.rfind("## ", 0) == 0) in_console = line == "## Console";
+        else if (in_console && line == "```") inside = !inside;
+        else if (inside) talk.push_back(line);
+    }
+    ASSERT_GT(talk.size(), 50u);
+    Console console;
+    for (const std::string &line : talk) {
+        if (line.rfind("> ", 0) == 0) {
+            console.program.send(line.substr(2));
+            continue;
+        }
+        const char *varying = nullptr;
+        for (const char *start : {"00] ", "move= ", "Hash fill= ", "visited "})
+            if (line.rfind(start, 0) == 0) varying = start;
+        if (varying) {
+            EXPECT_NE(console.program.wait_for(varying), "") << line;
+            continue;
+        }
+        // Lines of a search's start and its last summary stand between; they are left out on the page.
+        std::string printed;
+        do ASSERT_TRUE(console.program.read_line(&printed)) << line;
+        while (printed != line && (printed.empty() || printed.rfind("info string ", 0) == 0 || printed.rfind("00] ", 0) == 0));
+        EXPECT_EQ(printed, line);
+    }
     EXPECT_EQ(console.program.wait_exit(), 0);
 }
 

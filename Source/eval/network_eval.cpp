@@ -45,6 +45,7 @@ static i16 *allocate_words(int count) {
 static void free_words(i16 *words) { ::operator delete(words, BUFFER_ALIGNMENT); }
 
 void free_network_buffers(ThreadState *thread) {
+    if (!thread) return;
     free_words(thread->accumulator);
     if (thread->acc_cache) {
         free_words(thread->acc_cache->white_acc);

@@ -5,7 +5,7 @@
 
 // Score for the side to move of the thread's position, -2500..2500; -10001 when a buffer can't be had.
 int network_eval(ThreadState *thread);
-// Gives back the accumulators of a record; its next evaluation makes new ones.
+// Gives back the accumulators of a record; its next evaluation makes new ones. Null is allowed.
 void free_network_buffers(ThreadState *thread);
 // Rows of output weights that the last pass paired with the white and the black half.
 void network_output_rows(const ThreadState *thread, const i16 **white_row, const i16 **black_row);

@@ -56,7 +56,7 @@ void random_step(ThreadState *thread, u32 &seed, const char *fen) {
         set_position_from_text(&position, fen);
         return;
     }
-    make_move(&position, moves[next_random(seed) % moves.size()]);
+    make_game_move(&position, moves[next_random(seed) % moves.size()]);
 }
 
 void compare_halves(const ThreadState *thread, const ReferencePass &reference) {

@@ -11,7 +11,7 @@ namespace {
 
 constexpr const char *MIDDLE_GAME = "r2q1rk1/pp2bppp/2npbn2/4p3/4P3/1NN1BP2/PPPQ2PP/2KR1B1R w - -";
 
-// Positions that differ from the middle game by 2, 3 or 4 pieces put or taken away.
+// Positions one move from it: two rows change, or three for the capture at the end.
 constexpr const char *CHANGED[] = {
     "r2q1rk1/pp2bppp/2npbn2/3Np3/4P3/1N2BP2/PPPQ2PP/2KR1B1R w - -",   // Nc3-d5
     "r2q1rk1/pp2bppp/2np1n2/3bp3/4P3/1NN1BP2/PPPQ2PP/2KR1B1R w - -",  // Be6-d5
@@ -36,7 +36,7 @@ void by_difference(benchmark::State &state) {
 }
 BENCHMARK(by_difference)->DenseRange(0, 3);
 
-// As siblings in a search: from one neighbour to another, four changed pieces, over all the neighbours.
+// As siblings in a search: from one quiet neighbour to the next, four rows.
 void between_siblings(benchmark::State &state) {
     ThreadState *thread = start_engine();
     std::vector<Position> siblings;

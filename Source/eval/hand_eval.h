@@ -1,8 +1,27 @@
-// The hand-crafted evaluation: its frame (set-up, pawns, passers, blend, ending scale) and the
-// stages in hand_eval_pieces. Called by evaluate and by the trace.
+// The hand-crafted evaluation: its frame (set-up, order of the stages, blend, ending scale). The
+// stages stand in hand_eval_pawns and hand_eval_pieces. Called by evaluate and by the trace.
 #pragma once
 
 #include "board/thread_state.h"
 
-// Score for the side to move in centipawns, bounded to -9000..9000.
+// Rows of EvalScratch::trace_terms.
+enum TRACE_TERM {
+    TRACE_PAWNS,
+    TRACE_PASSERS,
+    TRACE_KNIGHTS,
+    TRACE_BISHOPS,
+    TRACE_ROOKS,
+    TRACE_QUEENS,
+    TRACE_KING,
+    TRACE_THREATS,
+    TRACE_SPECIAL,
+};
+
+// Far outside what a game brings, and below the scores that mean a mate.
+constexpr int HAND_EVAL_LIMIT = 9000;
+
+// Score for the side to move in centipawns, bounded to -9000..9000. Reads the thread's position and
+// eval_ply, writes its scratch fields and pawn cache. A board without both kings scores 0.
 int hand_eval(ThreadState *thread);
+// The middle-game and end-game halves of a packed score mixed by `phase`, truncated toward zero.
+int blend_score(i32 packed, float phase);

@@ -121,7 +121,7 @@ struct ThreadState {
     EvalCacheEntry eval_cache[2 * EVAL_CACHE_BANK];  // bank 0 white, bank 1 black to evaluate
     PawnCacheEntry pawn_cache[PAWN_CACHE_SIZE];
     i16 eval_ply;                         // ply of the last evaluate
-    i16 *accumulator;                     // hidden values of the last pass, after activation
+    i16 *accumulator;                     // hidden values after activation, filled on request
     AccumulatorCache *acc_cache;
     i32 acc_hidden_size;                  // hidden size that the buffers were made for; 0 without buffers
     u32 acc_generation;                   // network load that acc_cache belongs to

@@ -227,10 +227,18 @@ int network_eval(ThreadState *thread) {
     const i16 *white_row;
     const i16 *black_row;
     network_output_rows(thread, &white_row, &black_row);
-    const HalfPass white = {white_start, lists.steps[WHITE], lists.count, cache.white_acc,
-                            thread->accumulator, white_row};
-    const HalfPass black = {black_start, lists.steps[BLACK], lists.count, cache.black_acc,
-                            thread->accumulator + half, black_row};
+    const HalfPass white = {white_start, lists.steps[WHITE], lists.count, cache.white_acc, white_row};
+    const HalfPass black = {black_start, lists.steps[BLACK], lists.count, cache.black_acc, black_row};
     const u32 sum = pass_half(white, half) + pass_half(black, half);
     return score_of_sum(thread, static_cast<i32>(sum));
+}
+
+bool fill_accumulator(ThreadState *thread) {
+    if (!thread->acc_cache) return false;
+    const int half = thread->acc_hidden_size / 2;
+    for (int node = 0; node < half; ++node) {
+        thread->accumulator[node] = static_cast<i16>(activate(thread->acc_cache->white_acc[node]));
+        thread->accumulator[half + node] = static_cast<i16>(activate(thread->acc_cache->black_acc[node]));
+    }
+    return true;
 }

@@ -7,10 +7,10 @@
 #include <cstdlib>
 #include <cstring>
 #include <limits>
-#include <new>
 
 #include "control/output.h"
 #include "control/settings.h"
+#include "platform/large_memory.h"
 #include "platform/process.h"
 
 int net_id;
@@ -46,13 +46,14 @@ struct NetworkHeader {
 };
 static_assert(sizeof(NetworkHeader) == 24);
 
+static u64 block_bytes;  // size of net_weights; the counts can change under it (network pruning)
+
 // What the program's own network looks like, and what "new" makes.
 static constexpr NetworkHeader STANDARD_HEADER = {770, 1500, 3000, 400, 2, 1, 2560, 0, 0, 5, 1989120};
 
 constexpr int FEATURES_PER_BUCKET = 768;  // 2 colours, 6 piece types, 64 squares
 constexpr int OUTPUT_ROWS = 8;            // stored rows; at most five are used
 constexpr int WORD_SCALE = 128;           // a weight scale below it: the file's weights are bytes
-constexpr std::align_val_t BLOCK_ALIGNMENT{64};
 constexpr int DEFECT_SIZE = 160;
 constexpr i64 UNKNOWN_SIZE = -1;
 
@@ -111,8 +112,8 @@ static void set_geometry(const NetworkHeader &header) {
     net_weight_count = static_cast<i32>(weights_needed(header));
     ++net_generation;
 
-    const std::size_t bytes = static_cast<std::size_t>(net_weight_count) * sizeof(i16);
-    net_weights = static_cast<i16 *>(::operator new(bytes, BLOCK_ALIGNMENT, std::nothrow));
+    block_bytes = static_cast<u64>(net_weight_count) * sizeof(i16);
+    net_weights = static_cast<i16 *>(allocate_large(block_bytes));
     if (!net_weights) {
         print_line("allocating memory for net failed!");
         end_process(1);
@@ -229,6 +230,6 @@ void load_network() {
 }
 
 void free_network() {
-    ::operator delete(net_weights, BLOCK_ALIGNMENT);
+    free_large(net_weights, block_bytes);
     net_weights = first_layer_weights = output_weights = hidden_biases = nullptr;
 }

@@ -49,7 +49,6 @@ static inline __m256i pass_tile(const HalfPass &pass, int at) {
     for (int i = 0; i < VECTORS; ++i) {
         store_words(pass.sums + at + i * LANES, tile[i]);
         const __m256i active = activate_words(tile[i]);
-        store_words(pass.activated + at + i * LANES, active);
         const __m256i weights = load_words(pass.weights + at + i * LANES);
         sum = _mm256_add_epi32(sum, _mm256_madd_epi16(active, weights));
     }
@@ -77,9 +76,7 @@ u32 pass_half_portable(const HalfPass &pass, int begin, int end) {
             value = saturate(pass.steps[step].subtract ? value - weight : value + weight);
         }
         pass.sums[node] = value;
-        const int active = value >= 0 ? value : (value + SLOPE_ROUND) >> SLOPE_SHIFT;
-        pass.activated[node] = static_cast<i16>(active);
-        sum += static_cast<u32>(active * pass.weights[node]);
+        sum += static_cast<u32>(activate(value) * pass.weights[node]);
     }
     return sum;
 }

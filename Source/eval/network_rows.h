@@ -16,9 +16,11 @@ struct HalfPass {
     const RowStep *steps;  // applied in order, each with saturation: the order can show in the result
     int step_count;
     i16 *sums;             // out: the new sums
-    i16 *activated;        // out: the sums after the activation
     const i16 *weights;    // output weights of this half
 };
+
+// The activation: as it stands from 0 up, a 64th (toward zero) below.
+constexpr int activate(int sum) { return sum >= 0 ? sum : (sum + 63) >> 6; }
 
 // Nodes 0..length - 1 of the half. Returns the sum of activated values times output weights, modulo 2^32.
 u32 pass_half(const HalfPass &pass, int length);

@@ -32,7 +32,7 @@ static float trace_half(const char *name, const i16 *hidden, const i16 *weights,
 
 void trace_network(ThreadState *thread) {
     network_eval(thread);
-    if (!thread->accumulator) return;  // no memory, as the line printed has said
+    if (!fill_accumulator(thread)) return;  // no memory, as the line printed has said
     const i16 *white_row, *black_row;
     network_output_rows(thread, &white_row, &black_row);
     HiddenRange range{99999, -99999};

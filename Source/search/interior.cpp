@@ -179,8 +179,8 @@ static bool has_threat(const NodeState *node) {
     return false;
 }
 
-// Step 20: the side passes, made here and not by make_move. Returns the score of passing. `reduction` as told by depth; fifty is kept, and the key has no
-// side term since each side has its own hash table.
+// Step 20: the side passes, made here and not by make_move. fifty is kept, and the key has no side
+// term, since each side has its own hash table. Returns the score of passing.
 static int search_null_move(const NodeState *node, int reduction) {
     Position *position = node->position;
     ThreadState *thread = node->thread;

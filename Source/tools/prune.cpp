@@ -51,6 +51,7 @@ static void collect_stats(const TrainRecord *records, i64 count) {
         if (!have_arrays()) continue;
         thread->eval_ply = 0;  // the sums are rebuilt for each record
         if (network_eval(thread) == -SCORE_INFINITE) continue;  // no memory for the pass
+        fill_accumulator(thread);
         const i16 *white_row, *black_row;
         network_output_rows(thread, &white_row, &black_row);
         add_contributions(prune_stats, thread->accumulator, white_row, half);

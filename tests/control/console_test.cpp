@@ -1,6 +1,7 @@
 // Console lines executed in place: what each word prints and does.
 #include "control/console.h"
 
+#include <cstring>
 #include <filesystem>
 #include <string>
 #include <vector>
@@ -10,6 +11,7 @@
 #include "board/thread_state.h"
 #include "control/game_driver.h"
 #include "control/settings.h"
+#include "eval/network_eval.h"
 #include "search/hash_table.h"
 #include "support/engine.h"
 #include "support/positions.h"
@@ -522,6 +524,48 @@ TEST_F(Console, EvaluationNamesTheLastMoveAndLeavesTheSettings) {
     EXPECT_EQ(settings.max_depth, 33);
     EXPECT_EQ(read_search_state(), 0);
     EXPECT_EQ(game_ply(), 3);
+}
+
+TEST_F(Console, NetworkReportIsTheNetworksScore) {
+    for (const char *text : {"fen r1bqk2r/pp2bppp/2n1pn2/2pp4/3P1B2/2PBPN2/PP1N1PPP/R2QK2R w KQkq -",
+                             "fen 3r1rk1/p2b3p/5b2/2pp2p1/4p3/6PP/P2BPPB1/1R3RK1 b - -", "fen 8/8/4k3/8/2R5/4K3/8/8 w - -"}) {
+        run(text);
+        const std::string printed = run("ev2");
+        const std::size_t at = printed.find(" nneval= ");
+        ASSERT_NE(at, std::string::npos);
+        EXPECT_NEAR(std::atoi(printed.c_str() + at + 9), network_eval(root_thread_state), 1) << text;
+    }
+}
+
+constexpr const char *TERMS_HEAD = "           white  black      md\npawns:  ";
+
+TEST_F(Console, TermsBeforeEveryBoardWithDebugOn) {
+    run("set debug 1");
+    for (const char *line : {"bd", "undo"}) {
+        if (!std::strcmp(line, "undo")) play({"e4"});
+        EXPECT_EQ(run(line).rfind(TERMS_HEAD, 0), 0u) << line;
+    }
+    const std::string printed = run("e4");
+    EXPECT_EQ(printed.rfind(std::string("1. move e4\n") + TERMS_HEAD, 0), 0u);
+    EXPECT_LT(printed.find("nne= "), printed.find("rnbqkbnr/"));
+    run("set debug 0");
+    EXPECT_EQ(run("bd").rfind("rnbqkbnr/", 0), 0u);
+}
+
+TEST_F(Console, EvaluationReports) {
+    const std::string terms = run("ev");
+    ASSERT_NE(terms.find(TERMS_HEAD), std::string::npos);
+    EXPECT_EQ(terms.find("hung pieces on:"), std::string::npos);
+    EXPECT_EQ(terms.find("free pawns on:"), std::string::npos);
+    const std::string table = terms.substr(terms.find(TERMS_HEAD));
+    const std::string parameters = run("sp");
+    EXPECT_EQ(parameters.compare(0, table.size(), table), 0);  // the same, and then the parameters
+    EXPECT_NE(parameters.find("mtl_pawn                 100 ,  100\n"), std::string::npos);
+    EXPECT_NE(parameters.find("\nKing \n"), std::string::npos);
+    run("fen 6k1/8/P7/8/8/8/8/6K1 b - -");
+    const std::string passer = run("ev");
+    EXPECT_NE(passer.find("free pawns on:  a6\n"), std::string::npos);
+    EXPECT_NE(passer.find(", mtl= -"), std::string::npos);  // from the view of the side to move
 }
 
 TEST_F(Console, WordsBeyondTheTenthAreDropped) {

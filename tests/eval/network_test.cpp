@@ -500,7 +500,8 @@ TEST_F(Network, NoMemoryForTheWeightsEndsTheProgram) {
             rlimit no_more{};
             no_more.rlim_cur = no_more.rlim_max = 1;
             setrlimit(RLIMIT_AS, &no_more);
-            load("new");
+            std::strcpy(settings.nn_file, "new");
+            load_network();
         },
         ::testing::ExitedWithCode(1), "allocating memory for net failed!");
 }

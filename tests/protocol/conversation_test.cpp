@@ -258,3 +258,32 @@ TEST(Conversation, ALimitedStrengthSearchesFewerNodes) {
     const Lines lines = engine.search("go movetime 1000");
     EXPECT_LT(info_value(lines, "nodes"), 5000);
 }
+
+// What the thread sanitizer is to look at: four threads with every way to end a search, the parallel
+// clearing of a table that is large enough for it, and changes of the thread count.
+TEST(Conversation, FourThreads) {
+    Session engine;
+    engine.ask("setoption name Threads value 4");
+    engine.ask("setoption name Hash value 32");
+    for (int i = 0; i < 3; ++i) {
+        engine.ask("ucinewgame");
+        engine.ask("position startpos moves e2e4 e7e5");
+        engine.program.send("go infinite");
+        engine.program.wait_for("info depth 7 ");
+        engine.program.send("isready");
+        engine.program.wait_for("readyok");
+        engine.program.send("stop");
+        engine.program.wait_for("bestmove");
+        engine.program.send("go ponder wtime 1000 btime 1000");
+        engine.program.wait_for("info depth 4 ");
+        engine.program.send("ponderhit");
+        engine.program.wait_for("bestmove");
+        EXPECT_EQ(engine.ask("setoption name Clear Hash"), Lines{"info string Hash table cleared"});
+        EXPECT_NE(engine.search("go depth 8").back(), "bestmove null");
+        engine.ask("setoption name Threads value " + std::to_string(2 + i));
+        EXPECT_NE(engine.search("go nodes 20000").back(), "bestmove null");
+        engine.ask("setoption name Threads value 4");
+        engine.search("go infinite\nstop");
+    }
+    EXPECT_EQ(quit_program(&engine.program), 0);
+}

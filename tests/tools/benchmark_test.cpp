@@ -37,6 +37,13 @@ TEST(Benchmark, CountsRepeatWithOneThread) {
     EXPECT_EQ(bench_nodes({"-bench", "-d", "5"}, directory), threaded);
 }
 
+// The signature of the search with the hand-crafted evaluation, which no network file changes.
+TEST(Benchmark, SignatureWithoutANetwork) {
+    ScratchDirectory directory;
+    EXPECT_EQ(bench_nodes({"-pbench", "-use_hce", "-d", "4"}, directory), "28893");
+    EXPECT_EQ(bench_nodes({"-pbench", "-use_hce", "-d", "6"}, directory), "81660");
+}
+
 TEST(Benchmark, ReferenceCounts) {
     SKIP_WITHOUT_SHARED("golden/search/bench_early_d4.txt");
     ScratchDirectory directory;

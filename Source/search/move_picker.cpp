@@ -2,7 +2,8 @@
 // counter moves. Each stage generates only when it is reached, so a cut-off pays for little.
 #include "search/move_picker.h"
 
-#include <utility>
+#include <algorithm>
+#include <limits>
 
 #include "board/attacks.h"
 #include "board/exchange.h"
@@ -17,13 +18,19 @@ static constexpr i16 HASH_MOVE_SCORE = 255;
 static constexpr i16 CHECK_SCORE = 100;
 static constexpr u16 STAGE_MASK = 15;
 
-// Swaps the entry with the best score of the rest of the list into `current`; the first of equals wins.
+// Swaps the entry with the best score of the rest of the list into `current`; the first of equals
+// wins. Score and place make one number, so that the loop has no branch on the scores: nothing can
+// predict those.
 static MoveEntry *select_best(MoveEntry *current) {
-    if (current->move == END_OF_LIST) return current;
-    MoveEntry *best = current;
-    for (MoveEntry *entry = current + 1; entry->move != END_OF_LIST; ++entry)
-        if (entry->score > best->score) best = entry;
-    if (best != current) std::swap(*best, *current);
+    static constexpr int PLACES = 4096;  // more than a list holds
+    int best = std::numeric_limits<int>::min(), place = 0;
+    for (; current[place].move != END_OF_LIST; ++place) best = std::max(best, current[place].score * PLACES - place);
+    if (place > 1) {
+        const int chosen = -best & (PLACES - 1);
+        const MoveEntry first = current[0];
+        current[0] = current[chosen];
+        current[chosen] = first;
+    }
     return current;
 }
 

@@ -8,6 +8,7 @@
 #include "board/make_move.h"
 #include "board/notation.h"
 #include "book/book_probe.h"
+#include "control/input_lines.h"
 #include "control/output.h"
 #include "control/run_search.h"
 #include "control/settings.h"
@@ -72,7 +73,7 @@ static void answer_from_book(const Position *position) {
 static void hold_ponder_result() {
     while ((read_search_state() & (SEARCH_PONDER | SEARCH_STOP)) == SEARCH_PONDER && !settings.quit_flag) {
         console_poll();
-        sleep_milliseconds(1);
+        pause_for_input(1);
     }
 }
 
@@ -197,7 +198,7 @@ void game_driver() {
         if (!(read_search_state() & (SEARCH_GO | SEARCH_GO_PONDER | SEARCH_DONE | SEARCH_STOP))) {
             console_poll();
             if (settings.quit_flag) return;
-            sleep_milliseconds(1);
+            if (read_search_state() == 0) pause_for_input(IDLE_PAUSE);
         }
     }
 }

@@ -95,9 +95,15 @@ bool wait_for_input_line(char *line, int size) {
     if (!input_is_pipe()) return !ended && read_console_line(line, size);
     while (!poll_input_line(line, size)) {
         if (input_has_ended()) return false;
-        sleep_milliseconds(1);
+        pause_for_input(IDLE_PAUSE);
     }
     return true;
+}
+
+// Input that has ended would always look ready.
+void pause_for_input(int milliseconds) {
+    if (ended) sleep_milliseconds(milliseconds);
+    else if (!find_line_end()) input_wait(milliseconds);
 }
 
 bool input_has_ended() { return ended && pending_size == 0; }

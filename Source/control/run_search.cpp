@@ -1,6 +1,7 @@
 // One search from the main thread's side: start it, watch the clock and the input, collect the threads.
 #include "control/run_search.h"
 
+#include "control/input_lines.h"
 #include "control/settings.h"
 #include "control/uci.h"
 #include "platform/clock.h"
@@ -18,7 +19,8 @@ static void watch_search() {
         if (read_search_state() & SEARCH_DONE) return;
         if (!(read_search_state() & SEARCH_STOP)) console_poll();
         else if (best_pv[1]) stop_search = 1;  // an early stop, which waited for a move to answer with
-        sleep_milliseconds(1);
+        if (read_search_state() & SEARCH_STOP) sleep_milliseconds(stop_search ? 0 : 1);
+        else pause_for_input(1);
     }
 }
 

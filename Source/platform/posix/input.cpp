@@ -21,10 +21,10 @@ static ssize_t read_input(char *buffer, std::size_t size) {
     }
 }
 
-// True when a read would return at once, with bytes, the end or an error.
-static bool input_is_ready() {
+// True when a read would return at once, with bytes, the end or an error; waits so long for that.
+static bool input_is_ready(int milliseconds = 0) {
     pollfd request{STDIN_FILENO, POLLIN, 0};
-    return poll(&request, 1, 0) > 0;
+    return poll(&request, 1, milliseconds) > 0;
 }
 
 bool input_is_pipe() {
@@ -73,6 +73,10 @@ int input_read(char *buffer, int size) {
 }
 
 bool input_key_waiting() { return held_byte >= 0 || input_is_ready(); }
+
+void input_wait(int milliseconds) {
+    if (held_byte < 0 && !input_ended) input_is_ready(milliseconds);
+}
 
 // Byte by byte, so that what follows the line stays for the next reader, whichever it is.
 bool input_read_line(char *buffer, int size) {

@@ -77,6 +77,9 @@ int input_read(char *buffer, int size) {
     return filled + got;
 }
 
+// Pipes can't be waited for here.
+void input_wait(int) { Sleep(1); }
+
 bool input_key_waiting() { return _kbhit() != 0; }
 
 // A console is read through the C stream, as its line editing ends with the line; a pipe byte by

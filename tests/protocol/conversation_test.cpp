@@ -1,5 +1,8 @@
 // Conversations with the running engine, whole lines compared.
+#include <unistd.h>
+
 #include <chrono>
+#include <cstdio>
 
 #include "gtest/gtest.h"
 
@@ -286,4 +289,33 @@ TEST(Conversation, FourThreads) {
         engine.search("go infinite\nstop");
     }
     EXPECT_EQ(quit_program(&engine.program), 0);
+}
+
+// Processor time of a process so far, in seconds.
+static double processor_seconds(int process_id) {
+    const std::string text = read_file("/proc/" + std::to_string(process_id) + "/stat");
+    long user = 0, system = 0;
+    std::sscanf(text.c_str() + text.rfind(')') + 1, " %*c %*d %*d %*d %*d %*d %*u %*u %*u %*u %*u %ld %ld", &user, &system);
+    return static_cast<double>(user + system) / static_cast<double>(sysconf(_SC_CLK_TCK));
+}
+
+TEST(Conversation, AnIdleEngineSleeps) {
+    Session engine;
+    engine.ask("position startpos");
+    const double before = processor_seconds(engine.program.process_id());
+    EXPECT_GT(before, 0.0);
+    engine.program.lines_within(1.5);
+    EXPECT_LT(processor_seconds(engine.program.process_id()) - before, 0.1);
+}
+
+TEST(Conversation, AfterTheEndOfInputASearchStillSleeps) {
+    Session engine;
+    engine.program.send("go movetime 1500");
+    engine.program.wait_for("info depth 3 ");
+    engine.program.close_input();
+    // One core for the search; the thread that watches it must not take another.
+    const double start = now(), before = processor_seconds(engine.program.process_id());
+    engine.program.lines_within(1.0);
+    EXPECT_LT(processor_seconds(engine.program.process_id()) - before, 1.3 * (now() - start));
+    EXPECT_EQ(engine.program.rest().back().rfind("bestmove ", 0), 0u);
 }

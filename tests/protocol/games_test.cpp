@@ -96,8 +96,8 @@ TEST(Games, UnderAShortClock) {
     Program *engines[2] = {&white.program, &black.program};
     Program *swapped[2] = {&black.program, &white.program};
     // Towards the end the clocks hold little more than the overhead of 50 ms that the engines reckon with.
-    play_game(engines, "e2e4 c7c5 g1f3 d7d6 d2d4 c5d4 f3d4 g8f6 b1c3 a7a6", 1.0, 0.04, 150);
-    EXPECT_TRUE(play_game(swapped, "g2g4 h7h5 f2f3 h5g4 b1a3 g4f3", 0.8, 0.04, 400).finished);
+    play_game(engines, "e2e4 c7c5 g1f3 d7d6 d2d4 c5d4 f3d4 g8f6 b1c3 a7a6", 0.8, 0.04, 100);
+    EXPECT_TRUE(play_game(swapped, "g2g4 h7h5 f2f3 h5g4 b1a3 g4f3", 0.6, 0.04, 400).finished);
     EXPECT_EQ(quit_program(&white.program), 0);
     EXPECT_EQ(quit_program(&black.program), 0);
 }
@@ -105,7 +105,7 @@ TEST(Games, UnderAShortClock) {
 TEST(Games, WithThreads) {
     Session white({"-quiet", "-threads", "3"}), black({"-quiet", "-threads", "2"});
     Program *engines[2] = {&white.program, &black.program};
-    play_game(engines, "e2e4 e7e5 g1f3 b8c6 f1b5 a7a6", 0.8, 0.05, 60);
+    play_game(engines, "e2e4 e7e5 g1f3 b8c6 f1b5 a7a6", 0.6, 0.05, 50);
     EXPECT_EQ(quit_program(&white.program), 0);
     EXPECT_EQ(quit_program(&black.program), 0);
 }

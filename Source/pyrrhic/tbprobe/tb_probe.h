@@ -4,7 +4,7 @@
 #include "board/position.h"
 #include "platform/threads.h"
 
-// Guards the mapping of a table file on its first use. Made by main before any table is asked for.
+// Guards the mapping of a table file on its first use. Made at start, and anew by each tb_init.
 extern Mutex tb_mutex;
 extern int TB_LARGEST;  // most men of any table found; 0 without tables
 

@@ -242,10 +242,10 @@ void tb_init() {
     forget_tables();
     if (!settings.syzygy_path[0] || std::strcmp(settings.syzygy_path, "<empty>") == 0) return;
     split_path();
-    create_mutex(&tb_mutex);
+    const bool has_mutex = create_mutex(&tb_mutex) == 0;
     if (!tb_piece_entries) tb_piece_entries = new (std::nothrow) TbPieceEntry[TB_PIECE_TABLES]{};
     if (!tb_pawn_entries) tb_pawn_entries = new (std::nothrow) TbPawnEntry[TB_PAWN_TABLES]{};
-    if (!tb_piece_entries || !tb_pawn_entries) {
+    if (!has_mutex || !tb_piece_entries || !tb_pawn_entries) {
         std::fprintf(stderr, "Out of memory.\n");
         end_process(1);
     }

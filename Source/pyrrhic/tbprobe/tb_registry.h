@@ -5,7 +5,6 @@
 #include <atomic>
 
 #include "platform/mapped_file.h"
-#include "platform/threads.h"
 #include "pyrrhic/tbchess/tb_position.h"
 
 constexpr int TB_MAX_MEN = 7;
@@ -72,7 +71,6 @@ extern TbPawnEntry *tb_pawn_entries;    // TB_PAWN_TABLES
 extern int tb_piece_count, tb_pawn_count;
 extern TbHashSlot tb_hash[TB_HASH_SIZE];
 extern int tb_wdl_file_count, tb_dtm_file_count, tb_dtz_file_count;
-extern Mutex tb_mutex;  // held while a file is mapped and set up, never while a value is read
 
 // The material key of the position; `mirrored` counts black as white. Kings don't count.
 u64 tb_material_key(const TbPosition &pos, bool mirrored);

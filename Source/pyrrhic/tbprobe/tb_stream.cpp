@@ -1,5 +1,5 @@
-// Set-up and reading of a compressed stream. The set-up makes sure of all that a read relies on and
-// that doesn't depend on the block; the read itself checks block numbers and the end of the file.
+// Set-up and reading of a compressed stream. The set-up makes sure that symbols consist of symbols and
+// that sizes make sense; the read checks block numbers, symbols and the end of the file.
 #include "pyrrhic/tbprobe/tb_stream.h"
 
 #include <cstdio>
@@ -14,7 +14,6 @@ constexpr int MAX_SYMBOL_DEPTH = 255;   // a symbol stands for at most 256 value
 constexpr int MAX_CODE_LENGTH = 32;     // what a refill of the bit buffer gives
 constexpr int MAX_SHIFT = 32;           // of block size and index spacing; real ones are below 20
 constexpr u8 CONSTANT_STREAM = 0x80;
-constexpr int HIGHEST_WDL = 4;          // WDL values are stored as 0 to 4
 
 const u8 *tb_take(TbCursor *cursor, u64 bytes) {
     if (bytes > cursor->size - cursor->at) return nullptr;
@@ -28,21 +27,21 @@ bool tb_align(TbCursor *cursor, u64 step) {
     return rest == 0 || tb_take(cursor, step - rest);
 }
 
-static int left_symbol(const u8 *pattern) { return (pattern[1] & 15) << 8 | pattern[0]; }
-static int right_symbol(const u8 *pattern) { return pattern[2] << 4 | pattern[1] >> 4; }
+static u16 left_symbol(const u8 *pattern) { return static_cast<u16>((pattern[1] & 15) << 8 | pattern[0]); }
+static u16 right_symbol(const u8 *pattern) { return static_cast<u16>(pattern[2] << 4 | pattern[1] >> 4); }
 
 // Fills sym_len of a symbol and of all it is made of. False when a part doesn't exist, when it holds
 // more values than a symbol can, or when it contains itself.
-static bool tb_calc_symlen(TbPairsData *pairs, int symbol, int symbol_count, u8 *done, int depth) {
+static bool tb_calc_symlen(TbPairsData *pairs, int symbol, u8 *done, int depth) {
     if (depth > MAX_SYMBOL_DEPTH) return false;
     const u8 *pattern = pairs->sym_pat + 3 * symbol;
     const int right = right_symbol(pattern), left = left_symbol(pattern);
     if (right == LEAF) {
         pairs->sym_len[symbol] = 0;
     } else {
-        if (left >= symbol_count || right >= symbol_count) return false;
+        if (left >= pairs->symbol_count || right >= pairs->symbol_count) return false;
         for (const int part : {left, right})
-            if (!done[part] && !tb_calc_symlen(pairs, part, symbol_count, done, depth + 1)) return false;
+            if (!done[part] && !tb_calc_symlen(pairs, part, done, depth + 1)) return false;
         const int length = pairs->sym_len[left] + pairs->sym_len[right] + 1;
         if (length > MAX_SYMBOL_DEPTH) return false;
         pairs->sym_len[symbol] = static_cast<u8>(length);
@@ -51,20 +50,16 @@ static bool tb_calc_symlen(TbPairsData *pairs, int symbol, int symbol_count, u8 
     return true;
 }
 
-static bool fill_symbol_lengths(TbPairsData *pairs, int symbol_count, TB_TYPE type) {
+static bool fill_symbol_lengths(TbPairsData *pairs) {
     u8 done[TB_MAX_SYMS] = {};
-    for (int symbol = 0; symbol < symbol_count; ++symbol) {
-        if (!done[symbol] && !tb_calc_symlen(pairs, symbol, symbol_count, done, 0)) return false;
-        const bool leaf = pairs->sym_len[symbol] == 0;
-        if (type == TB_WDL && leaf && pairs->sym_pat[3 * symbol] > HIGHEST_WDL) return false;
-    }
+    for (int symbol = 0; symbol < pairs->symbol_count; ++symbol)
+        if (!done[symbol] && !tb_calc_symlen(pairs, symbol, done, 0)) return false;
     return true;
 }
 
 // The lowest code of each length, from the longest (all zeros) up: codes of a length begin where the
-// longer ones, two to a code, have ended. False when the lengths are no code, or name symbols that
-// don't exist.
-static bool fill_bases(TbPairsData *pairs, int lengths, int symbol_count) {
+// longer ones, two to a code, have ended. False when the lengths make no code.
+static bool fill_bases(TbPairsData *pairs, int lengths) {
     u64 *const base = pairs->base;
     base[lengths - 1] = 0;
     for (int i = lengths - 2; i >= 0; --i) {
@@ -74,11 +69,10 @@ static bool fill_bases(TbPairsData *pairs, int lengths, int symbol_count) {
         base[i] = (upper - lower) / 2;
     }
     for (int i = 0; i < lengths; ++i) {
-        const u64 limit = i == 0 ? u64{1} << pairs->min_len : 2 * base[i - 1];
-        if (base[i] > limit || (i == 0 && base[i] == limit)) return false;
-        if (tb_read_u16(pairs->offset + 2 * i) + (limit - base[i]) > static_cast<u64>(symbol_count)) return false;
+        const int length = pairs->min_len + i;
+        if (base[i] >> length) return false;
+        base[i] <<= 64 - length;
     }
-    for (int i = 0; i < lengths; ++i) base[i] <<= 64 - (pairs->min_len + i);
     return true;
 }
 
@@ -97,10 +91,8 @@ static TbPairsData *allocate_pairs(int lengths, int symbol_count) {
 }
 
 static TbPairsData *setup_constant(const u8 *header, TB_TYPE type) {
-    const u8 value = type == TB_WDL ? header[1] : 0;
-    if (value > HIGHEST_WDL) return nullptr;
     TbPairsData *const pairs = allocate_pairs(0, 0);
-    pairs->const_value[0] = value;
+    pairs->const_value[0] = type == TB_WDL ? header[1] : 0;
     return pairs;
 }
 
@@ -133,13 +125,13 @@ TbPairsData *tb_setup_pairs(TbCursor *cursor, u64 table_size, TbStreamSizes *siz
     pairs->block_size = static_cast<u8>(block_size);
     pairs->idx_bits = static_cast<u8>(idx_bits);
     pairs->min_len = static_cast<u8>(min_len);
+    pairs->symbol_count = static_cast<u16>(symbol_count);
     pairs->block_count = tb_read_u32(header + 4);
     pairs->size_count = pairs->block_count + header[3];
     pairs->index_count = (table_size + (u64{1} << idx_bits) - 1) >> idx_bits;
     *sizes = {6 * pairs->index_count, 2 * (static_cast<u64>(pairs->block_count) + header[3]),
               static_cast<u64>(pairs->block_count) << block_size};
-    if (pairs->size_count < pairs->block_count || !fill_bases(pairs, lengths, symbol_count) ||
-        !fill_symbol_lengths(pairs, symbol_count, type)) {
+    if (pairs->size_count < pairs->block_count || !fill_bases(pairs, lengths) || !fill_symbol_lengths(pairs)) {
         tb_free_pairs(pairs);
         return nullptr;
     }
@@ -195,12 +187,14 @@ const u8 *tb_decompress(const TbPairsData *pairs, u64 index) {
     u64 code = read_big_u64(next);
     next += 8;
     const u8 *const sym_len = pairs->sym_len;
-    int used = 0, symbol;
+    int used = 0;
+    u64 symbol;
     for (;;) {
         int i = 0;
         while (code < pairs->base[i]) ++i;  // ends: the base of the longest codes is 0
         const int length = pairs->min_len + i;
-        symbol = tb_read_u16(pairs->offset + 2 * i) + static_cast<int>((code - pairs->base[i]) >> (64 - length));
+        symbol = tb_read_u16(pairs->offset + 2 * i) + ((code - pairs->base[i]) >> (64 - length));
+        if (symbol >= pairs->symbol_count) return nullptr;
         if (rest <= sym_len[symbol]) break;
         rest -= sym_len[symbol] + 1;
         code <<= length;
@@ -214,7 +208,7 @@ const u8 *tb_decompress(const TbPairsData *pairs, u64 index) {
     }
     while (sym_len[symbol] != 0) {
         const u8 *const pattern = pairs->sym_pat + 3 * symbol;
-        const int left = left_symbol(pattern);
+        const u64 left = left_symbol(pattern);
         if (rest <= sym_len[left]) {
             symbol = left;
         } else {

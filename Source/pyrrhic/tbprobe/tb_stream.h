@@ -18,6 +18,7 @@ struct TbPairsData {
     u64 index_count;        // entries of index_table
     u32 block_count;        // blocks with data
     u32 size_count;         // entries of size_table
+    u16 symbol_count;       // below TB_MAX_SYMS
     u8 block_size;          // log2 of the bytes of a block
     u8 idx_bits;            // log2 of the positions an index entry covers; 0 for a constant stream
     u8 min_len;             // bits of the shortest code

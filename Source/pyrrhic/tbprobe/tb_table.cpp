@@ -5,12 +5,14 @@
 
 #include "platform/process.h"
 #include "pyrrhic/tbprobe/tb_index.h"
+#include "pyrrhic/tbprobe/tb_probe.h"
 #include "pyrrhic/tbprobe/tb_stream.h"
 
 static const u32 MAGIC[TB_TYPES] = {0x5D23E871, 0x88AC504B, 0xA50C66D7};
 constexpr u64 HEADER_SIZE = 5;         // magic and a flag byte; the order of men begins behind it
 constexpr u8 SPLIT_FILE = 1;           // of that byte: a WDL file with both sides to move
 constexpr u64 BLOCK_ALIGNMENT = 64;
+constexpr int HIGHEST_WDL = 4;         // WDL values are stored as 0 to 4
 
 // Flags of a DTZ stream.
 enum DTZ_FLAG : u8 {
@@ -298,7 +300,7 @@ int tb_probe_table(const TbPosition &pos, int wdl, int *success, TB_TYPE type) {
     }
     const u8 *const stored = tb_decompress(info->precomp, index);
     if (!stored) return no_value(slot, success);
-    if (type == TB_WDL) return stored[0] - 2;
+    if (type == TB_WDL) return stored[0] <= HIGHEST_WDL ? stored[0] - 2 : no_value(slot, success);
     const u8 *const map = entry->has_pawns ? pawn_entry(entry)->dtz_map : piece_entry(entry)->dtz_map;
     const u16 *const offsets = entry->has_pawns ? pawn_entry(entry)->map_offset[group] : piece_entry(entry)->map_offset;
     const int distance = unpack_dtz(stored, map, offsets, flags, wdl);

@@ -1,0 +1,73 @@
+// Directories of table files for tests, and positions of the small endings.
+#pragma once
+
+#include <string>
+
+#include "gtest/gtest.h"
+#include "pyrrhic/tbprobe/tb_probe.h"
+#include "pyrrhic/tbprobe/tb_registry.h"
+#include "pyrrhic/tbprobe/tb_values.h"
+#include "support/endgame_solver.h"
+#include "support/engine.h"
+#include "support/positions.h"
+#include "support/program.h"
+
+// The engine with the three solved endings, written once per program. No tables are left behind.
+class SolvedTables : public testing::Test {
+protected:
+    static void SetUpTestSuite() {
+        start_engine();
+        directory = new ScratchDirectory;
+        ASSERT_TRUE(write_three_endings(directory->path));
+    }
+    static void TearDownTestSuite() {
+        delete directory;
+        directory = nullptr;
+    }
+    void SetUp() override {
+        start_engine();
+        use_tables(directory->path);
+    }
+    void TearDown() override { use_tables(""); }
+
+    static inline ScratchDirectory *directory = nullptr;
+};
+
+inline TbPosition tb_position_of(const std::string &fen) {
+    const Position *position = set_up(fen);
+    return tb_from_position(position, position->fifty);
+}
+
+// Result and distance with their success words.
+struct Answer {
+    int value, success;
+};
+inline bool operator==(const Answer &a, const Answer &b) { return a.value == b.value && a.success == b.success; }
+inline std::ostream &operator<<(std::ostream &out, const Answer &answer) {
+    return out << "value " << answer.value << ", success " << answer.success;
+}
+inline Answer wdl_of(const TbPosition &pos) {
+    Answer answer{};
+    answer.value = tb_wdl_raw(pos, &answer.success);
+    return answer;
+}
+inline Answer dtz_of(const TbPosition &pos) {
+    Answer answer{};
+    answer.value = tb_probe_dtz(pos, &answer.success);
+    return answer;
+}
+
+// Calls `check(turn, pos, dtz)` for every legal position of the ending whose numbers fall on the step.
+template <typename Check>
+void for_each_position(int type, int step, Check check) {
+    int number = 0;
+    for (int turn = 0; turn < 2; ++turn)
+        for (int man = 0; man < 64; ++man)
+            for (int kings = 0; kings < 64 * 64; ++kings) {
+                if (++number % step) continue;
+                TbPosition pos;
+                if (!ending_position(type, turn, man, kings / 64, kings % 64, &pos)) continue;
+                check(turn, pos, ending_dtz(type, turn, man, kings / 64, kings % 64));
+                if (testing::Test::HasFatalFailure()) return;
+            }
+}

@@ -66,17 +66,20 @@ TEST_F(Tablebases, RootFilter) {
     session.ask("position fen 8/8/8/8/8/3k4/8/3K3Q w - - 0 1");
     const auto kept = kept_moves(session.search("go depth 2"), &head);
     EXPECT_EQ(head, "info string TB result is WIN with moves: ");
-    EXPECT_EQ(kept, (std::vector<std::string>{"d1c1", "d1e1", "h1a8", "h1b7", "h1c6", "h1d5", "h1e1", "h1f1", "h1f3",
-                                              "h1g1", "h1g2", "h1h2", "h1h3", "h1h4", "h1h5", "h1h6", "h1h7", "h1h8"}));
+    EXPECT_EQ(kept, (std::vector<std::string>{"d1c1", "d1e1", "h1a8", "h1b7", "h1c6", "h1d5", "h1e1", "h1f1",
+                                              "h1f3", "h1g1", "h1g2", "h1h2", "h1h3", "h1h4", "h1h5", "h1h6",
+                                              "h1h7", "h1h8"}));
     session.ask("position fen 8/8/8/8/8/3k4/8/3K3Q b - - 12 1");
-    EXPECT_EQ(kept_moves(session.search("go depth 2"), &head), (std::vector<std::string>{"d3c3", "d3c4", "d3d4", "d3e3"}));
+    EXPECT_EQ(kept_moves(session.search("go depth 2"), &head),
+              (std::vector<std::string>{"d3c3", "d3c4", "d3d4", "d3e3"}));
     EXPECT_EQ(head, "info string TB result is LOSS with moves: ");
     session.ask("position fen 8/8/4k3/8/8/8/4P3/4K3 w - - 0 1");
     EXPECT_EQ(kept_moves(session.search("go depth 2"), &head).size(), 6u);
     EXPECT_EQ(head, "info string TB result is DRAW with moves: ");
     // The same king at three squares' distance may lose the draw.
     session.ask("position fen 4k3/8/8/4P3/4K3/8/8/8 b - - 0 1");
-    EXPECT_EQ(kept_moves(session.search("go depth 2"), &head), (std::vector<std::string>{"e8d7", "e8d8", "e8e7", "e8f7", "e8f8"}));
+    EXPECT_EQ(kept_moves(session.search("go depth 2"), &head),
+              (std::vector<std::string>{"e8d7", "e8d8", "e8e7", "e8f7", "e8f8"}));
     EXPECT_EQ(quit_program(&session.program), 0);
 }
 
@@ -102,12 +105,16 @@ TEST_F(Tablebases, RootChoice) {
     for (const Case &expected : cases) {
         session.ask(std::string("position fen ") + expected.fen);
         const auto lines = session.search("go depth 20");
-        EXPECT_TRUE(std::count(expected.best.begin(), expected.best.end(), best_move(lines))) << expected.fen << " " << lines.back();
+        EXPECT_TRUE(std::count(expected.best.begin(), expected.best.end(), best_move(lines)))
+            << expected.fen << " " << lines.back();
         const std::string report = std::string("info depth 99 seldepth 99 score cp ") + expected.score + " ";
-        EXPECT_TRUE(std::any_of(lines.begin(), lines.end(), [&](const std::string &line) { return line.rfind(report, 0) == 0; })) << expected.fen;
+        EXPECT_TRUE(std::any_of(lines.begin(), lines.end(), [&](const std::string &line) {
+            return line.rfind(report, 0) == 0;
+        })) << expected.fen;
     }
     session.ask("position fen 8/8/8/8/8/3k4/8/3K3Q w - - 9 1");
-    for (const std::string &line : session.search("go depth 3")) EXPECT_EQ(line.find("depth 99"), std::string::npos) << line;
+    for (const std::string &line : session.search("go depth 3"))
+        EXPECT_EQ(line.find("depth 99"), std::string::npos) << line;
     EXPECT_EQ(quit_program(&session.program), 0);
 }
 
@@ -117,9 +124,11 @@ static std::vector<std::string> json_strings(const std::string &object, const st
     std::size_t at = object.find(mark);
     EXPECT_NE(at, std::string::npos) << name;
     at += mark.size();
-    const std::size_t end = object.find_first_not_of(' ', at) == object.find('[', at) ? object.find(']', at) : object.find('\n', at);
+    const std::size_t end = object.find_first_not_of(' ', at) == object.find('[', at) ? object.find(']', at)
+                                                                                      : object.find('\n', at);
     std::vector<std::string> strings;
-    for (std::size_t open = object.find('"', at); open < end; open = object.find('"', object.find('"', open + 1) + 1))
+    for (std::size_t open = object.find('"', at); open < end;
+         open = object.find('"', object.find('"', open + 1) + 1))
         strings.push_back(object.substr(open + 1, object.find('"', open + 1) - open - 1));
     return strings;
 }
@@ -149,7 +158,8 @@ TEST(TablebasesReference, RootPositions) {
         EXPECT_EQ(head, "info string TB result is " + json_strings(object, "text")[0] + " with moves: ") << fen;
         if (best.empty()) continue;
         ++choices;
-        EXPECT_TRUE(std::count(best.begin(), best.end(), best_move(lines).substr(0, 4))) << fen << " " << lines.back();
+        EXPECT_TRUE(std::count(best.begin(), best.end(), best_move(lines).substr(0, 4)))
+            << fen << " " << lines.back();
     }
     EXPECT_EQ(cases, 37);
     EXPECT_GT(choices, 25);
@@ -174,7 +184,10 @@ static GameEnd play_out(Session *session, const std::string &fen, int most_plies
     std::string moves;
     for (int ply = 0; ply < most_plies; ++ply) {
         const std::vector<Move> legal = legal_moves(position);
-        if (legal.empty()) return is_square_attacked(position, position->king_sq[position->stm], position->stm ^ 1) ? GAME_MATE : GAME_DRAWN;
+        if (legal.empty())
+            return is_square_attacked(position, position->king_sq[position->stm], position->stm ^ 1)
+                       ? GAME_MATE
+                       : GAME_DRAWN;
         if (is_game_drawn(position)) return GAME_DRAWN;
         Move move = 0;
         if (ply % 2 == 0) {
@@ -206,8 +219,9 @@ static void win_all(Session *session, const std::vector<const char *> &fens) {
 TEST_F(Tablebases, WinsBeforeTheFiftyMoveRule) {
     Session session;
     give_tables(&session, directory->path);
-    win_all(&session, {"8/8/8/8/8/3k4/8/3K3Q w - - 89 1", "8/8/3k4/8/8/8/8/K6R w - - 70 1", "7r/8/8/4K3/8/8/8/k7 b - - 60 1",
-                       "4k3/8/4K3/4P3/8/8/8/8 w - - 97 1", "8/8/8/4k3/8/4K3/4P3/8 w - - 0 1"});
+    win_all(&session, {"8/8/8/8/8/3k4/8/3K3Q w - - 89 1", "8/8/3k4/8/8/8/8/K6R w - - 70 1",
+                       "7r/8/8/4K3/8/8/8/k7 b - - 60 1", "4k3/8/4K3/4P3/8/8/8/8 w - - 97 1",
+                       "8/8/8/4k3/8/4K3/4P3/8 w - - 0 1"});
     EXPECT_EQ(quit_program(&session.program), 0);
 }
 
@@ -217,8 +231,9 @@ TEST(TablebasesReference, WinsOfFourMen) {
     use_tables(shared_path("data/syzygy"));
     Session session;
     give_tables(&session, shared_path("data/syzygy"));
-    win_all(&session, {"8/8/8/3k4/8/8/1B6/K4N2 w - - 10 1", "8/8/8/3k4/8/8/1B6/K4N2 w - - 40 1", "8/8/8/8/5k2/8/3r4/K6Q w - - 0 1",
-                       "3K4/8/1k6/8/8/8/8/2BB4 w - - 60 1", "8/8/2k5/8/3n4/2K5/8/2R5 w - - 15 1", "8/P6k/8/8/8/8/8/K6r w - - 10 1"});
+    win_all(&session, {"8/8/8/3k4/8/8/1B6/K4N2 w - - 10 1", "8/8/8/3k4/8/8/1B6/K4N2 w - - 40 1",
+                       "8/8/8/8/5k2/8/3r4/K6Q w - - 0 1", "3K4/8/1k6/8/8/8/8/2BB4 w - - 60 1",
+                       "8/8/2k5/8/3n4/2K5/8/2R5 w - - 15 1", "8/P6k/8/8/8/8/8/K6r w - - 10 1"});
     EXPECT_EQ(quit_program(&session.program), 0);
     use_tables("");
 }
@@ -230,8 +245,8 @@ TEST(TablebasesReference, HoldsDrawsOfFourMen) {
     Session session;
     give_tables(&session, shared_path("data/syzygy"));
     std::mt19937 random(5);
-    for (const char *fen : {"8/8/4k3/8/4P3/4K3/8/8 b - - 0 1", "8/8/8/3k4/8/3b4/8/K6R b - - 0 1", "8/8/8/3k4/8/3n4/8/K6R b - - 20 1",
-                            "8/8/8/3k4/8/3r4/8/K6R b - - 10 1"}) {
+    for (const char *fen : {"8/8/4k3/8/4P3/4K3/8/8 b - - 0 1", "8/8/8/3k4/8/3b4/8/K6R b - - 0 1",
+                            "8/8/8/3k4/8/3n4/8/K6R b - - 20 1", "8/8/8/3k4/8/3r4/8/K6R b - - 10 1"}) {
         ASSERT_EQ(tb_probe_wdl(set_up(fen), 80), 2) << fen;
         // The attacker tries any move that keeps its own draw.
         const auto attack = [&](Position *position, const std::vector<Move> &legal) {

@@ -75,8 +75,9 @@ TEST_F(Damage, FileEmptiedSinceSetUp) {
     use_files(good(".rtbw"), good(".rtbz"));
     ASSERT_TRUE(write_file(scratch.file("KRvK.rtbw"), ""));
     int success = 1;
-    EXPECT_EXIT(tb_probe_table(tb_position_of(WHITE_WINS), 0, &success, TB_WDL), testing::ExitedWithCode(1),
-                "CreateFileMapping\\(\\) failed, error = [0-9]+\\.\nCould not map KRvK\\.rtbw into memory\\.\n");
+    EXPECT_EXIT(
+        tb_probe_table(tb_position_of(WHITE_WINS), 0, &success, TB_WDL), testing::ExitedWithCode(1),
+        "CreateFileMapping\\(\\) failed, error = [0-9]+\\.\nCould not map KRvK\\.rtbw into memory\\.\n");
 }
 
 TEST_F(Damage, CutOff) {
@@ -99,7 +100,9 @@ TEST_F(Damage, ImpossibleHeaders) {
         std::function<void(std::string *)> apply;
     };
     static constexpr int ORDERS = 5, STREAM = 10;
-    const auto set = [](int at, int value) { return [=](std::string *bytes) { (*bytes)[at] = static_cast<char>(value); }; };
+    const auto set = [](int at, int value) {
+        return [=](std::string *bytes) { (*bytes)[at] = static_cast<char>(value); };
+    };
     const std::string wdl = good(".rtbw");
     const int max_length = wdl[STREAM + 8], min_length = wdl[STREAM + 9], lengths = max_length - min_length + 1;
     const int symbols_at = STREAM + 10 + 2 * lengths;
@@ -216,7 +219,8 @@ TEST_F(Damage, Garbage) {
 TEST_F(Damage, GarbageStreams) {
     std::mt19937 random(11);
     StreamPlan plan;
-    for (int i = 0; i < 3000; ++i) plan.values.push_back(static_cast<std::uint16_t>(random() % 5 * (random() % 2)));
+    for (int i = 0; i < 3000; ++i)
+        plan.values.push_back(static_cast<std::uint16_t>(random() % 5 * (random() % 2)));
     TablePlan table;
     table.streams = {plan};
     const std::string whole = table_bytes(table).substr(6);  // from the stream's header on
@@ -226,7 +230,8 @@ TEST_F(Damage, GarbageStreams) {
         std::unique_ptr<u8[]> bytes(new u8[size + (size == 0)]);
         for (std::size_t i = 0; i < size; ++i) bytes[i] = static_cast<u8>(whole[i]);
         const std::size_t reach = std::min<std::size_t>(size, random() % 2 ? 60 : size);
-        for (int i = static_cast<int>(random() % 6); i > 0 && reach > 0; --i) bytes[random() % reach] = static_cast<u8>(random());
+        for (int i = static_cast<int>(random() % 6); i > 0 && reach > 0; --i)
+            bytes[random() % reach] = static_cast<u8>(random());
         TbCursor cursor = {bytes.get(), size, 0};
         TbStreamSizes sizes;
         u8 flags = 0;
@@ -237,7 +242,8 @@ TEST_F(Damage, GarbageStreams) {
         pairs->index_table = tb_take(&cursor, sizes.index);
         pairs->size_table = pairs->index_table ? tb_take(&cursor, sizes.sizes) : nullptr;
         if (pairs->size_table && tb_align(&cursor, 2) && (pairs->data = tb_take(&cursor, sizes.data)))
-            for (u64 index = 0; index < plan.values.size() + 5000; index += 7) read_count += tb_decompress(pairs, index) != nullptr;
+            for (u64 index = 0; index < plan.values.size() + 5000; index += 7)
+                read_count += tb_decompress(pairs, index) != nullptr;
         tb_free_pairs(pairs);
     }
     EXPECT_GT(set_up_count, 300);

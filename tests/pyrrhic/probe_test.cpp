@@ -41,7 +41,9 @@ TEST_F(Probe, DepthFloors) {
     use_all();
     ASSERT_EQ(TB_LARGEST, 7);
     const auto six = [](int depth) { return tb_probe_wdl(set_up("7k/8/8/8/8/RRRR4/8/K7 w - - 0 1"), depth); };
-    const auto seven = [](int depth) { return tb_probe_wdl(set_up("7k/8/8/8/8/RRRRR3/8/K7 w - - 0 1"), depth); };
+    const auto seven = [](int depth) {
+        return tb_probe_wdl(set_up("7k/8/8/8/8/RRRRR3/8/K7 w - - 0 1"), depth);
+    };
     const auto three = [](int depth) { return tb_probe_wdl(set_up("k7/8/1K6/8/8/8/8/7R w - - 0 1"), depth); };
     settings.syzygy_depth6 = 1;
     settings.syzygy_depth7 = 7;
@@ -66,7 +68,8 @@ TEST_F(Probe, ACaptureThatWins) {
     add_table("KQvKR", 2, 2);
     use_all();
     // The table would say draw: it may leave out what a capture gives anyhow.
-    EXPECT_EQ(wdl_of(tb_position_of("8/8/4k3/8/8/8/r6Q/K7 w - - 0 1")), (Answer{2, 2})) << "king or queen takes the rook";
+    EXPECT_EQ(wdl_of(tb_position_of("8/8/4k3/8/8/8/r6Q/K7 w - - 0 1")), (Answer{2, 2}))
+        << "king or queen takes the rook";
     EXPECT_EQ(dtz_of(tb_position_of("8/8/4k3/8/8/8/r6Q/K7 w - - 0 1")), (Answer{1, 2}));
 }
 
@@ -128,7 +131,9 @@ TEST_F(Probe, ChecksAreNoStalemate) {
         for (int king = 0; king < 64; ++king) {
             TbPosition pos{};
             const Bitboard black_king = bit(35), pawn = bit(28), black_pawn = bit(27);  // d5, e4, d4
-            if (((bit(queen) | bit(king)) & (black_king | pawn | black_pawn | bit(20) | bit(12))) || queen == king) continue;
+            if (((bit(queen) | bit(king)) & (black_king | pawn | black_pawn | bit(20) | bit(12))) ||
+                queen == king)
+                continue;
             pos.white = bit(queen) | bit(king) | pawn;
             pos.black = black_king | black_pawn;
             pos.kings = bit(king) | black_king;
@@ -139,7 +144,8 @@ TEST_F(Probe, ChecksAreNoStalemate) {
             pos.turn = 0;
             pos.ep = 20;
             TbMove moves[TB_MAX_MOVES];
-            if (!tb_in_check(pos) || tb_gen_legal(pos, moves) != moves + 1 || !tb_is_en_passant(pos, moves[0])) continue;
+            if (!tb_in_check(pos) || tb_gen_legal(pos, moves) != moves + 1 || !tb_is_en_passant(pos, moves[0]))
+                continue;
             found = true;
             EXPECT_EQ(wdl_of(pos), (Answer{0, 1}));
             break;

@@ -35,7 +35,9 @@ TEST_F(Registry, AllNamesOnce) {
     tb_for_each_name([](const char *name) { visited.push_back(name); });
     EXPECT_EQ(visited.size(), 1511u);
     EXPECT_EQ(std::set<std::string>(visited.begin(), visited.end()).size(), 1511u);
-    const auto with_pawn = std::count_if(visited.begin(), visited.end(), [](const std::string &name) { return name.find('P') != std::string::npos; });
+    const auto with_pawn = std::count_if(visited.begin(), visited.end(), [](const std::string &name) {
+        return name.find('P') != std::string::npos;
+    });
     EXPECT_EQ(with_pawn, TB_PAWN_TABLES);
     EXPECT_EQ(1511 - with_pawn, TB_PIECE_TABLES);
     EXPECT_EQ(visited[0], "KQvK");
@@ -57,13 +59,16 @@ TEST_F(Registry, AllNamesOnce) {
 }
 
 TEST_F(Registry, MaterialKeys) {
-    const auto key = [](const char *fen, bool mirrored_key) { return tb_material_key(tb_position_of(fen), mirrored_key); };
+    const auto key = [](const char *fen, bool mirrored_key) {
+        return tb_material_key(tb_position_of(fen), mirrored_key);
+    };
     EXPECT_EQ(key("8/8/4k3/8/8/4K3/8/8 w - - 0 1", false), 0u);
     EXPECT_EQ(key("8/8/4k3/8/8/4K3/Q7/8 w - - 0 1", false), 0xA3EC1ABC71E90863);
     EXPECT_EQ(key("8/8/4k3/8/8/4K3/Q7/8 w - - 0 1", true), 0xD6E4E47D24962951);
     EXPECT_EQ(key("8/8/4k3/8/8/4K3/q7/8 w - - 0 1", true), 0xA3EC1ABC71E90863);
     EXPECT_EQ(key("8/8/4k3/8/8/4K3/RR4n1/8 w - - 0 1", false), 2 * 0x985DEB9FC49333F9 + 0xBAEB854CD3259441);
-    EXPECT_EQ(key("8/8/4k3/8/8/4K3/B2p2n1/8 b - - 0 1", false), 0xAADC1A2BE446234D + 0xA24F0F571BB202E7 + 0xBAEB854CD3259441);
+    EXPECT_EQ(key("8/8/4k3/8/8/4K3/B2p2n1/8 b - - 0 1", false),
+              0xAADC1A2BE446234D + 0xA24F0F571BB202E7 + 0xBAEB854CD3259441);
     EXPECT_EQ(key("8/8/4k3/8/8/4K3/P2N2b1/r7 b - - 0 1", false),
               0xEC0ADE190C0F6003 + 0xD2FB81862830191F + 0xD5A4C95928F2FBE3 + 0xFD7866B439B94495);
 }
@@ -92,13 +97,15 @@ TEST_F(Registry, CountsAndLargest) {
     make_file("KQQQvKQQ.rtbz", 80);
     std::filesystem::create_directory(directory.file("KBvK.rtbw"));
     std::string errors;
-    EXPECT_EQ(printed(directory.path, &errors), "info string Found 2 WDL, 1 DTM and 1 DTZ tablebase files. Largest 5-men\n");
+    EXPECT_EQ(printed(directory.path, &errors),
+              "info string Found 2 WDL, 1 DTM and 1 DTZ tablebase files. Largest 5-men\n");
     EXPECT_EQ(errors, "");
     EXPECT_EQ(TB_LARGEST, 5);
     EXPECT_EQ(tb_piece_count, 1);
     EXPECT_EQ(tb_pawn_count, 1);
     // Setting the path again starts over.
-    EXPECT_EQ(printed(directory.path), "info string Found 2 WDL, 1 DTM and 1 DTZ tablebase files. Largest 5-men\n");
+    EXPECT_EQ(printed(directory.path),
+              "info string Found 2 WDL, 1 DTM and 1 DTZ tablebase files. Largest 5-men\n");
     EXPECT_EQ(printed("<empty>"), "");
     EXPECT_EQ(TB_LARGEST, 0);
     EXPECT_EQ(tb_wdl_file_count + tb_dtm_file_count + tb_dtz_file_count, 0);
@@ -133,8 +140,9 @@ TEST_F(Registry, SeveralDirectories) {
     ASSERT_TRUE(write_file(second.file("KQvK.rtbz"), std::string(80, 'x')));
     ASSERT_TRUE(write_file(second.file("KRvKR.rtbw"), std::string(80, 'x')));
     const std::string both = "info string Found 2 WDL, 0 DTM and 1 DTZ tablebase files. Largest 4-men\n";
-    for (const std::string &path : {directory.path + ";" + second.path, directory.path + ";;" + second.path + ";",
-                                    ";/none;" + directory.path + ";" + second.path + ";;"})
+    for (const std::string &path :
+         {directory.path + ";" + second.path, directory.path + ";;" + second.path + ";",
+          ";/none;" + directory.path + ";" + second.path + ";;"})
         EXPECT_EQ(printed(path), both) << path;
     EXPECT_EQ(printed(second.path + ";" + directory.path),
               "info string Incomplete tablebase file KQvK..rtbw\n"
@@ -144,7 +152,8 @@ TEST_F(Registry, SeveralDirectories) {
 TEST_F(Registry, SlotsOfTheHash) {
     for (const char *name : {"KQvKQ.rtbw", "KQvKR.rtbw"}) make_file(name, 80);
     use_tables(directory.path);
-    const auto used = std::count_if(std::begin(tb_hash), std::end(tb_hash), [](const TbHashSlot &slot) { return slot.entry.load() != nullptr; });
+    const auto used = std::count_if(std::begin(tb_hash), std::end(tb_hash),
+                                    [](const TbHashSlot &slot) { return slot.entry.load() != nullptr; });
     EXPECT_EQ(used, 3) << "one for the symmetric table, two for the other";
     const u64 key = tb_material_key(tb_position_of("8/8/4k3/q7/8/4K3/Q7/8 w - - 0 1"), false);
     ASSERT_NE(tb_find_slot(key)->entry.load(), nullptr);
@@ -155,14 +164,17 @@ TEST_F(Registry, SlotsOfTheHash) {
     EXPECT_EQ(entry, tb_find_slot(tb_material_key(queen, true))->entry.load());
     EXPECT_EQ(entry->key, tb_material_key(queen, false));
     EXPECT_FALSE(entry->symmetric);
-    EXPECT_EQ(tb_find_slot(tb_material_key(tb_position_of("8/8/4k3/r7/8/4K3/R7/8 w - - 0 1"), false))->entry.load(), nullptr);
+    EXPECT_EQ(
+        tb_find_slot(tb_material_key(tb_position_of("8/8/4k3/r7/8/4K3/R7/8 w - - 0 1"), false))->entry.load(),
+        nullptr);
 }
 
 // All 1511 tables at once fill the registry exactly, and every one is found by both keys.
 TEST_F(Registry, EveryTable) {
     static std::string path;
     path = directory.path;
-    tb_for_each_name([](const char *name) { ASSERT_TRUE(write_file(path + "/" + name + ".rtbw", std::string(16, 'x'))); });
+    tb_for_each_name(
+        [](const char *name) { ASSERT_TRUE(write_file(path + "/" + name + ".rtbw", std::string(16, 'x'))); });
     EXPECT_EQ(printed(path), "info string Found 1511 WDL, 0 DTM and 0 DTZ tablebase files. Largest 7-men\n");
     EXPECT_EQ(tb_piece_count, TB_PIECE_TABLES);
     EXPECT_EQ(tb_pawn_count, TB_PAWN_TABLES);
@@ -180,14 +192,19 @@ TEST_F(Registry, EveryTable) {
 }
 
 TEST_F(Registry, LeadingGroups) {
-    for (const char *name : {"KRRvK.rtbw", "KRRvKR.rtbw", "KRRvKRR.rtbw", "KPPvKP.rtbw", "KPvK.rtbw", "KRPvKPP.rtbw", "KPPvKR.rtbw"})
+    for (const char *name : {"KRRvK.rtbw", "KRRvKR.rtbw", "KRRvKRR.rtbw", "KPPvKP.rtbw", "KPvK.rtbw",
+                             "KRPvKPP.rtbw", "KPPvKR.rtbw"})
         make_file(name, 80);
     use_tables(directory.path);
-    const auto entry_of = [](const char *fen) { return tb_find_slot(tb_material_key(tb_position_of(fen), false))->entry.load(); };
+    const auto entry_of = [](const char *fen) {
+        return tb_find_slot(tb_material_key(tb_position_of(fen), false))->entry.load();
+    };
     EXPECT_TRUE(entry_of("8/8/4k3/8/8/4K3/RR6/8 w - - 0 1")->kk_enc);
     EXPECT_TRUE(entry_of("8/8/rr2k3/8/8/4K3/RR6/8 w - - 0 1")->kk_enc);
     EXPECT_FALSE(entry_of("8/8/r3k3/8/8/4K3/RR6/8 w - - 0 1")->kk_enc);
-    const auto pawns = [&](const char *fen) { return std::make_pair(int(entry_of(fen)->pawns[0]), int(entry_of(fen)->pawns[1])); };
+    const auto pawns = [&](const char *fen) {
+        return std::make_pair(int(entry_of(fen)->pawns[0]), int(entry_of(fen)->pawns[1]));
+    };
     EXPECT_EQ(pawns("8/8/p3k3/8/8/4K3/PP6/8 w - - 0 1"), std::make_pair(1, 2));
     EXPECT_EQ(pawns("8/8/4k3/8/8/4K3/P7/8 w - - 0 1"), std::make_pair(1, 0));
     EXPECT_EQ(pawns("8/pp6/4k3/8/8/4K3/PR6/8 w - - 0 1"), std::make_pair(1, 2));

@@ -36,7 +36,8 @@ bool ending_position(int type, int turn, int man, int white_king, int black_king
 
 TbPosition mirrored(const TbPosition &pos) {
     TbPosition out = pos;
-    for (Bitboard *set : {&out.white, &out.black, &out.kings, &out.queens, &out.rooks, &out.bishops, &out.knights, &out.pawns})
+    for (Bitboard *set :
+         {&out.white, &out.black, &out.kings, &out.queens, &out.rooks, &out.bishops, &out.knights, &out.pawns})
         *set = __builtin_bswap64(*set);
     std::swap(out.white, out.black);
     out.turn = !pos.turn;
@@ -159,7 +160,9 @@ static Values solve(int type) {
     std::vector<int> squares;
     for (int square = 0; square < 64; ++square) squares.push_back(square);
     if (type != PAWN) solve_phase(type, &values, squares);
-    else for (int rank = 6; rank >= 1; --rank) solve_phase(type, &values, {squares.begin() + 8 * rank, squares.begin() + 8 * rank + 8});
+    else
+        for (int rank = 6; rank >= 1; --rank)
+            solve_phase(type, &values, {squares.begin() + 8 * rank, squares.begin() + 8 * rank + 8});
     return values;
 }
 
@@ -192,7 +195,8 @@ static int stored_distance(int dtz, const EndingFormat &format) {
     const int wdl = formatted_wdl(dtz, format);
     if (wdl == 0) return 0;
     const int plies = std::abs(formatted_dtz(dtz, format)) - (std::abs(wdl) == 1 ? 101 : 1);
-    const bool in_plies = (wdl == 2 && format.dtz_flags & WIN_PLIES_FLAG) || (wdl == -2 && format.dtz_flags & LOSS_PLIES_FLAG);
+    const bool in_plies =
+        (wdl == 2 && format.dtz_flags & WIN_PLIES_FLAG) || (wdl == -2 && format.dtz_flags & LOSS_PLIES_FLAG);
     return in_plies ? plies : plies / 2;
 }
 
@@ -220,7 +224,8 @@ static std::vector<int> table_order(int type, int turn, int group) {
         if (rank_of(square) < file_of(square)) below.push_back(square);
     }
     const std::vector<int> off_firsts = {1, 2, 3, 10, 11, 19}, diagonal_firsts = {0, 9, 18, 27};
-    const auto add = [&](const std::vector<int> &first, const std::vector<int> &second, const std::vector<int> &third) {
+    const auto add = [&](const std::vector<int> &first, const std::vector<int> &second,
+                         const std::vector<int> &third) {
         for (const int a : first)
             for (const int b : second)
                 for (const int c : third)

@@ -45,7 +45,6 @@ struct TbPieceEntry {
     TbEncInfo wdl[2];    // by side
     TbEncInfo dtz[1];
     const u8 *dtz_map;   // value map, of four parts by result
-    const u8 *dtz_map_end;
     u16 map_offset[4];   // of a part's first value, in values of its width
     u8 dtz_flags;
 };
@@ -56,7 +55,6 @@ struct TbPawnEntry {
     TbEncInfo wdl[8];    // group + 4 * side
     TbEncInfo dtz[4];
     const u8 *dtz_map;
-    const u8 *dtz_map_end;
     u16 map_offset[4][4];
     u8 dtz_flags[4];     // by group
 };

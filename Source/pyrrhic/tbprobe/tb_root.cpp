@@ -74,7 +74,8 @@ bool tb_root_rank(const Position *position, Move *move, int *code) {
     RankedMove ranked[TB_MAX_MOVES];
     const int count = rank_moves(pos, dtz, ranked);
     if (count < 0) return false;
-    const RankedMove *const chosen = dtz == 0 ? some_draw(pos, ranked, count) : best_by_distance(ranked, count, dtz > 0);
+    const RankedMove *const chosen =
+        dtz == 0 ? some_draw(pos, ranked, count) : best_by_distance(ranked, count, dtz > 0);
     if (!chosen) return false;
     const int clock = position->fifty;
     if (dtz > 0) *code = clock + dtz <= CLOCK_LIMIT ? 4 : 3;

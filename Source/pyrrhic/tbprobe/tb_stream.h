@@ -39,7 +39,9 @@ const u8 *tb_take(TbCursor *cursor, u64 bytes);
 bool tb_align(TbCursor *cursor, u64 step);  // to the next multiple; false beyond the end
 
 inline u16 tb_read_u16(const u8 *at) { return static_cast<u16>(at[0] | at[1] << 8); }
-inline u32 tb_read_u32(const u8 *at) { return static_cast<u32>(tb_read_u16(at)) | static_cast<u32>(tb_read_u16(at + 2)) << 16; }
+inline u32 tb_read_u32(const u8 *at) {
+    return static_cast<u32>(tb_read_u16(at)) | static_cast<u32>(tb_read_u16(at + 2)) << 16;
+}
 
 // Lengths in bytes of a stream's three sections.
 struct TbStreamSizes {

@@ -133,12 +133,12 @@ static bool read_maps(TbBaseEntry *entry, int groups, TbCursor *cursor) {
     const u8 *const map = cursor->data + cursor->at;
     for (int group = 0; group < groups; ++group) {
         const u8 flags = entry->has_pawns ? pawn_entry(entry)->dtz_flags[group] : piece_entry(entry)->dtz_flags;
-        u16 *const offsets = entry->has_pawns ? pawn_entry(entry)->map_offset[group] : piece_entry(entry)->map_offset;
+        u16 *const offsets =
+            entry->has_pawns ? pawn_entry(entry)->map_offset[group] : piece_entry(entry)->map_offset;
         if ((flags & DTZ_MAPPED) && !read_group_map(cursor, map, flags & DTZ_WIDE_MAP, offsets)) return false;
     }
-    const u8 *const end = cursor->data + cursor->at;
-    if (entry->has_pawns) pawn_entry(entry)->dtz_map = map, pawn_entry(entry)->dtz_map_end = end;
-    else piece_entry(entry)->dtz_map = map, piece_entry(entry)->dtz_map_end = end;
+    if (entry->has_pawns) pawn_entry(entry)->dtz_map = map;
+    else piece_entry(entry)->dtz_map = map;
     return tb_align(cursor, 2);
 }
 
@@ -175,7 +175,8 @@ static bool read_table(TbBaseEntry *entry, TB_TYPE type, const MappedFile &mappi
     if (count == 0) return false;
     for (int i = 0; i < count; ++i) {
         u8 flags = 0;
-        streams[i].info->precomp = tb_setup_pairs(&cursor, streams[i].table_size, &streams[i].sizes, &flags, type);
+        streams[i].info->precomp =
+            tb_setup_pairs(&cursor, streams[i].table_size, &streams[i].sizes, &flags, type);
         if (!streams[i].info->precomp) return false;
         if (type != TB_DTZ) continue;
         if (entry->has_pawns) pawn_entry(entry)->dtz_flags[i] = flags;
@@ -250,6 +251,8 @@ static int unpack_dtz(const u8 *stored, const u8 *map, const u16 *offsets, u8 fl
     return value;
 }
 
+// Finds the table, turns the position the way the table sees it, numbers it and reads its value. The
+// last step alone touches the file's blocks.
 int tb_probe_table(const TbPosition &pos, int wdl, int *success, TB_TYPE type) {
     const u64 key = tb_material_key(pos, false);
     if (type == TB_WDL && key == 0) return 0;  // two bare kings
@@ -302,7 +305,8 @@ int tb_probe_table(const TbPosition &pos, int wdl, int *success, TB_TYPE type) {
     if (!stored) return no_value(slot, success);
     if (type == TB_WDL) return stored[0] <= HIGHEST_WDL ? stored[0] - 2 : no_value(slot, success);
     const u8 *const map = entry->has_pawns ? pawn_entry(entry)->dtz_map : piece_entry(entry)->dtz_map;
-    const u16 *const offsets = entry->has_pawns ? pawn_entry(entry)->map_offset[group] : piece_entry(entry)->map_offset;
+    const u16 *const offsets =
+        entry->has_pawns ? pawn_entry(entry)->map_offset[group] : piece_entry(entry)->map_offset;
     const int distance = unpack_dtz(stored, map, offsets, flags, wdl);
     return distance < 0 ? no_value(slot, success) : distance;
 }

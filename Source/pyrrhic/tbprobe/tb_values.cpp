@@ -79,7 +79,8 @@ int tb_wdl_raw(const TbPosition &pos, int *success) {
 
 // The distance when the table holds the other side to move: one move ahead over the moves that don't
 // zero. `moves` are the legal ones. *success is 0 without an answer.
-static int dtz_one_move_ahead(const TbPosition &pos, int wdl, const TbMove *moves, const TbMove *end, int *success) {
+static int dtz_one_move_ahead(const TbPosition &pos, int wdl, const TbMove *moves, const TbMove *end,
+                              int *success) {
     assert(end != NULL);
     *success = 1;
     TbPosition next;
@@ -96,6 +97,8 @@ static int dtz_one_move_ahead(const TbPosition &pos, int wdl, const TbMove *move
     return *success ? best : 0;
 }
 
+// A win by a capture or a pawn move zeroes at once; all else stands in the distance table, or one move
+// further on.
 int tb_probe_dtz(const TbPosition &pos, int *success) {
     const int wdl = tb_wdl_raw(pos, success);
     if (*success == 0 || wdl == 0) return 0;

@@ -227,20 +227,80 @@ bool attacks_king_after(Position *position, int side, int type, Square from, Squ
     return attacked;
 }
 
-u8 classify_move(Position *position, int side, const MoveEntry *entry) {
-    const Move move = entry->move;
-    const Square from = from_of(move), to = to_of(move);
-    int type = type_of(entry->piece), result = 0;
-    const bool is_pawn = type == PAWN;
-    if (entry->captured) result = MOVE_CAPTURE;
-    if (is_pawn) {
-        if (to == position->ep_square) result = MOVE_CAPTURE;
-        const int rank = relative_rank(side, to);
-        if (rank == 7) result |= MOVE_PROMOTION;
-        else if (rank == 6) result |= MOVE_SEVENTH;
-        else if (rank == 5 && !position->board[to]) result |= MOVE_SIXTH;
-        if (rank == 7) type = promotion_type(flags_of(move));
+// The bits that squares alone tell; the check bit is the callers'. `type` becomes the promoted one.
+static int classify_by_squares(const Position *position, int side, const MoveEntry *entry, int *type) {
+    const Square to = to_of(entry->move);
+    int result = entry->captured ? MOVE_CAPTURE : 0;
+    if (*type != PAWN) return result;
+    if (to == position->ep_square) result = MOVE_CAPTURE;
+    const int rank = relative_rank(side, to);
+    if (rank == 7) {
+        *type = promotion_type(flags_of(entry->move));
+        return result | MOVE_PROMOTION;
     }
+    if (rank == 6) return result | MOVE_SEVENTH;
+    if (rank == 5 && !position->board[to]) return result | MOVE_SIXTH;
+    return result;
+}
+
+u8 classify_move(Position *position, int side, const MoveEntry *entry) {
+    const Square from = from_of(entry->move), to = to_of(entry->move);
+    int type = type_of(entry->piece);
+    int result = classify_by_squares(position, side, entry, &type);
     if (from != to && attacks_king_after(position, side, type, from, to)) result |= MOVE_CHECK;
+    return static_cast<u8>(result);
+}
+
+// Pieces of `colour` that stand alone between `king` and a slider of `attacker`.
+static Bitboard lone_blockers(const Position *position, Square king, int attacker, int colour) {
+    const Bitboard *set = position->pieces + attacker * BLACK_CODE;
+    const Bitboard occupancy = occupied(*position);
+    Bitboard lone = 0;
+    Bitboard sliders = ((set[BISHOP] | set[QUEEN]) & bishop_mask[king]) | ((set[ROOK] | set[QUEEN]) & rook_mask[king]);
+    for (; sliders; sliders &= sliders - 1) {
+        const Bitboard blockers = between[king][lowest(sliders)] & occupancy;
+        if (!(blockers & (blockers - 1))) lone |= blockers;
+    }
+    return lone & position->pieces[colour * BLACK_CODE];
+}
+
+void prepare_move_tests(const Position *position, int side, bool in_check, MoveTests *tests) {
+    const Square king = position->king_sq[side ^ 1];
+    const Bitboard occupancy = occupied(*position);
+    tests->ready = true;
+    tests->held = in_check ? ~0ULL : lone_blockers(position, position->king_sq[side], side ^ 1, side);
+    tests->unveiling = lone_blockers(position, king, side, side);
+    tests->checks[PAWN] = pawn_attacks[side ^ 1][king];
+    tests->checks[KNIGHT] = knight_attacks[king];
+    tests->checks[BISHOP] = bishop_attacks(king, occupancy);
+    tests->checks[ROOK] = rook_attacks(king, occupancy);
+    tests->checks[QUEEN] = tests->checks[BISHOP] | tests->checks[ROOK];
+    tests->checks[KING] = king_attacks[king];
+}
+
+// A piece that nothing holds can move anywhere; king moves, en passant and answers to check are
+// looked at in full.
+bool is_move_legal_with(const MoveTests *tests, Position *position, int side, Move move) {
+    if (tests->ready && move) {
+        const Square from = from_of(move);
+        const int type = type_of(position->board[from]);
+        if (!(tests->held & bit(from)) && type != KING && (type != PAWN || to_of(move) != position->ep_square)) return true;
+    }
+    return is_move_legal(position, side, move);
+}
+
+// Promotions, en passant and pieces that may unveil a slider need the board after the move.
+bool attacks_king_with(const MoveTests *tests, Position *position, int side, int type, const MoveEntry *entry) {
+    const Square from = from_of(entry->move), to = to_of(entry->move);
+    const bool plain = type == type_of(entry->piece) && !(tests->unveiling & bit(from)) &&
+                       (type != PAWN || to != position->ep_square);
+    if (tests->ready && plain) return (tests->checks[type] & bit(to)) != 0;
+    return attacks_king_after(position, side, type, from, to);
+}
+
+u8 classify_move_with(const MoveTests *tests, Position *position, int side, const MoveEntry *entry) {
+    int type = type_of(entry->piece);
+    int result = classify_by_squares(position, side, entry, &type);
+    if (from_of(entry->move) != to_of(entry->move) && attacks_king_with(tests, position, side, type, entry)) result |= MOVE_CHECK;
     return static_cast<u8>(result);
 }

@@ -41,3 +41,18 @@ bool attacks_king_after(Position *position, int side, int type, Square from, Squ
 enum MoveClass : u8 { MOVE_CAPTURE = 1, MOVE_CHECK = 2, MOVE_PROMOTION = 4, MOVE_SEVENTH = 8, MOVE_SIXTH = 16 };
 // The bits above. Changes the position for the length of the call.
 u8 classify_move(Position *position, int side, const MoveEntry *entry);
+
+// What legality and check tests of one node's moves share, for move loops that try several: with it
+// most moves are judged by a look at two sets. The answers are those of the plain functions. A loop
+// makes it when its second move comes; a cut-off by the first then pays nothing.
+struct MoveTests {
+    bool ready;            // false: the plain functions are asked
+    Bitboard held;         // own pieces alone between the own king and an enemy slider; all when in check
+    Bitboard unveiling;    // own pieces alone between an own slider and the enemy king
+    Bitboard checks[7];    // by piece type: squares from which the enemy king is attacked
+};
+void prepare_move_tests(const Position *position, int side, bool in_check, MoveTests *tests);
+bool is_move_legal_with(const MoveTests *tests, Position *position, int side, Move move);
+u8 classify_move_with(const MoveTests *tests, Position *position, int side, const MoveEntry *entry);
+// attacks_king_after for a mover of `type`, its promotion done.
+bool attacks_king_with(const MoveTests *tests, Position *position, int side, int type, const MoveEntry *entry);

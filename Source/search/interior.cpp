@@ -473,6 +473,9 @@ int search_moves(Position *position, int side, int ply, int depth, int alpha, in
     const int late_limit = 2 * std::max(depth, 1) + 1;
     const bool may_prune = depth <= LMP_depth && node_type != 0 && alpha >= LOST_MATE_BOUND;
     bool hash_move_seen = false;
+    MoveTests tests;
+    tests.ready = false;
+    int examined = 0;
     u16 child_pv[PV_SIZE];
 
     while (MoveEntry *entry = next_move(position)) {
@@ -483,8 +486,9 @@ int search_moves(Position *position, int side, int ply, int depth, int alpha, in
         }
         // 2-3. Legality, class; meanwhile the child's hash bucket is on its way.
         prefetch_child(position, entry);
-        if (!is_move_legal(position, side, entry->move)) continue;
-        record->move_flags = classify_move(position, side, entry);
+        if (++examined == 2) prepare_move_tests(position, side, record->in_check, &tests);
+        if (!is_move_legal_with(&tests, position, side, entry->move)) continue;
+        record->move_flags = classify_move_with(&tests, position, side, entry);
 
         // 4. Pruning of single moves.
         int loses = -1;

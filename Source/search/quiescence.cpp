@@ -17,11 +17,11 @@ static constexpr int CHECK_GAIN = 20000;  // beyond every margin: checks are nev
 static constexpr int PAWN_GAIN = 2000;    // a promotion, or a pawn's step next to it
 
 // What a move can gain at most, for delta pruning.
-static int move_gain(Position *position, int side, const MoveEntry *entry) {
+static int move_gain(const MoveTests *tests, Position *position, int side, const MoveEntry *entry) {
     const Square from = from_of(entry->move), to = to_of(entry->move);
     const bool is_pawn = type_of(entry->piece) == PAWN, promotes = is_pawn && flags_of(entry->move);
     const int type = promotes ? promotion_type(flags_of(entry->move)) : type_of(entry->piece);
-    if (from != to && attacks_king_after(position, side, type, from, to)) return CHECK_GAIN;
+    if (from != to && attacks_king_with(tests, position, side, type, entry)) return CHECK_GAIN;
     return is_pawn && relative_rank(side, to) >= 6 ? PAWN_GAIN : PIECE_VALUE[type_of(entry->captured)];
 }
 
@@ -55,15 +55,19 @@ int quiesce_moves(Position *position, int side, int ply, int depth, int alpha, i
     record->beta = static_cast<i16>(beta);
     record->move_count = 0;
     record->picker_stage = depth < 0 ? PICK_QUIESCE : PICK_QUIESCE_CHECKS;
+    MoveTests tests;
+    tests.ready = false;
+    int examined = 0;
     u16 child_pv[PV_SIZE];
 
     while (const MoveEntry *entry = next_move(position)) {
+        if (++examined == 2) prepare_move_tests(position, side, false, &tests);
         // 5a-e. Delta pruning, exchange, legality.
-        const int gain = move_gain(position, side, entry);
+        const int gain = move_gain(&tests, position, side, entry);
         if (gain + eval <= alpha - margin) continue;
         if (loses_exchange(position, side, entry->move)) continue;
         if (gain == CHECK_GAIN || depth > 0) prefetch_child(position, entry);  // others don't probe
-        if (!is_move_legal(position, side, entry->move)) continue;
+        if (!is_move_legal_with(&tests, position, side, entry->move)) continue;
 
         make_move(position, entry->move);
         const int score = -search_node(position, side ^ 1, ply + 1, depth - 1, -beta, -alpha, -node_type, child_pv);

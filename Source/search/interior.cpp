@@ -366,14 +366,14 @@ struct LoopState {
 
 static bool is_quiet(u8 move_flags) { return (move_flags & 63) == 0; }
 
-enum MoveVerdict { MOVE_SKIP, MOVE_FULL_WINDOW, MOVE_SCOUT };
+enum MoveVerdict { MOVE_SKIP, MOVE_SKIP_LATE, MOVE_FULL_WINDOW, MOVE_SCOUT };
 
 // Step 4: late-move and exchange pruning near the leaves. `loses` is -1 until the exchange is known.
 static MoveVerdict judge_move(const LoopState *loop, const MoveEntry *entry, int late_limit, int *loses) {
     const PlyRecord *record = loop->record;
     if (is_quiet(record->move_flags)) {
         const int limit = late_limit + entry->score / 16 + (record->improving ? 3 : 0);
-        if (record->move_count >= limit) return MOVE_SKIP;
+        if (record->move_count >= limit) return MOVE_SKIP_LATE;
         *loses = !see_ok(loop->position, entry->move);
         return *loses ? MOVE_SKIP : MOVE_SCOUT;
     }
@@ -382,6 +382,17 @@ static MoveVerdict judge_move(const LoopState *loop, const MoveEntry *entry, int
         if (*loses) return MOVE_SKIP;
     }
     return loop->depth < LMR_depth ? MOVE_FULL_WINDOW : MOVE_SCOUT;
+}
+
+// After a late quiet move has been skipped: is every move left quiet too? They come in falling order
+// and so would all be skipped, and the loop may end. Lists behind the good captures only.
+static bool only_quiets_left(const LoopState *loop, const MoveTests *tests) {
+    if ((loop->record->picker_stage & 15) < 6) return false;
+    for (const MoveEntry *entry = loop->record->current_move + 1; entry->move != END_OF_LIST; ++entry)
+        if (entry->move != loop->record->hash_move &&
+            !is_quiet(classify_move_with(tests, loop->position, loop->side, entry)))
+            return false;
+    return true;
 }
 
 // Step 5: late-move reduction in plies.
@@ -476,6 +487,7 @@ int search_moves(Position *position, int side, int ply, int depth, int alpha, in
     MoveTests tests;
     tests.ready = false;
     int examined = 0;
+    bool look_ahead = true;  // the rest of the list has not been looked at since a move that wasn't quiet
     u16 child_pv[PV_SIZE];
 
     while (MoveEntry *entry = next_move(position)) {
@@ -493,7 +505,12 @@ int search_moves(Position *position, int side, int ply, int depth, int alpha, in
         // 4. Pruning of single moves.
         int loses = -1;
         const MoveVerdict verdict = may_prune ? judge_move(&loop, entry, late_limit, &loses) : MOVE_SCOUT;
-        if (verdict == MOVE_SKIP) continue;
+        if (verdict == MOVE_SKIP_LATE && look_ahead) {
+            if (only_quiets_left(&loop, &tests)) break;
+            look_ahead = false;
+        }
+        if (verdict == MOVE_SKIP || verdict == MOVE_SKIP_LATE) continue;
+        look_ahead = true;
 
         // 5-8. Reduction, the move and its search.
         const bool scout = verdict == MOVE_SCOUT && record->move_count && depth > 1;

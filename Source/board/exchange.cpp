@@ -3,18 +3,20 @@
 
 #include "board/attacks.h"
 
-// The exchange runs down to its end first, capturer by capturer, and is then valued backward: each
-// side may stand pat at 0. A king as victim ends it with what its capture brings.
-int see_on_square(const Position *position, int side, Square square, int victim_type, Bitboard occupancy) {
+// The exchange whose first capturer is known. It runs down to its end first, capturer by capturer,
+// and is then valued backward: each side may stand pat at 0. A king as victim ends it with what its
+// capture brings.
+static int exchange_from(const Position *position, int side, Square square, int victim_type, Bitboard occupancy,
+                         Square attacker) {
     int victims[33];
     int depth = 0;
-    Square attacker;
-    while ((attacker = attacker_of_square(position, square, side, occupancy)) != NO_SQUARE) {
+    while (attacker != NO_SQUARE) {
         victims[depth++] = victim_type;
         if (victim_type == KING) break;
         occupancy ^= bit(attacker);
         victim_type = type_of(position->board[attacker]);
         side ^= 1;
+        attacker = attacker_of_square(position, square, side, occupancy);
     }
     int value = 0;
     while (depth > 0) {
@@ -23,6 +25,11 @@ int see_on_square(const Position *position, int side, Square square, int victim_
         value = gain > 0 ? gain : 0;
     }
     return value;
+}
+
+int see_on_square(const Position *position, int side, Square square, int victim_type, Bitboard occupancy) {
+    return exchange_from(position, side, square, victim_type, occupancy,
+                         attacker_of_square(position, square, side, occupancy));
 }
 
 int see(const Position *position, int side, Square from, Square to) {
@@ -39,7 +46,8 @@ bool see_ok(const Position *position, Move move) {
     if (to == position->ep_square && mover == PAWN) return true;
     const int enemy = position->stm ^ 1;
     const Bitboard occupancy = occupied(*position) & ~bit(from);
-    if (attacker_of_square(position, to, enemy, occupancy) == NO_SQUARE) return true;
+    const Square attacker = attacker_of_square(position, to, enemy, occupancy);
+    if (attacker == NO_SQUARE) return true;
     if (mover == KING) return SEE_VALUE[victim] - KING_CAPTURE_VALUE >= SEE_OK_MARGIN;
-    return SEE_VALUE[victim] - see_on_square(position, enemy, to, mover, occupancy) >= SEE_OK_MARGIN;
+    return SEE_VALUE[victim] - exchange_from(position, enemy, to, mover, occupancy, attacker) >= SEE_OK_MARGIN;
 }

@@ -31,6 +31,7 @@ static Bitboard fill_jumps(Square square, const int (*steps)[2], int count) {
     return jumps;
 }
 
+// Jumps and rays square by square; `between` is filled along the rays.
 void init_attack_tables() {
     static const int KNIGHT_STEPS[8][2] = {{1, 2}, {2, 1}, {2, -1}, {1, -2}, {-1, -2}, {-2, -1}, {-2, 1}, {-1, 2}};
     static const int KING_STEPS[8][2] = {{1, 0}, {1, 1}, {0, 1}, {-1, 1}, {-1, 0}, {-1, -1}, {0, -1}, {1, -1}};

@@ -66,6 +66,7 @@ static inline void finish_pawn_move(Position *position, GameRecord *record, int 
     }
 }
 
+// Record first, then rights and clocks, then the pieces, each with its share of the keys.
 void make_move(Position *position, Move move) {
     ThreadState *thread = position->owner;
     const Square from = from_of(move);
@@ -130,6 +131,7 @@ void make_move(Position *position, Move move) {
     }
 }
 
+// The mirror of make_move on the few squares concerned; what the record holds is copied back.
 void unmake_move(Position *position) {
     ThreadState *thread = position->owner;
     --thread->game_ply;

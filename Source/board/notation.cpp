@@ -152,6 +152,7 @@ static void normalise_move_text(char *text) {
         if (*c == 'O' || *c == '0') *c = 'o';
 }
 
+// By comparison: every legal move is spelled in its four forms until the text is one of them.
 int parse_san(char *text, Move *out) {
     *out = 0;
     normalise_move_text(text);

@@ -136,6 +136,8 @@ static const char *read_en_passant(Position *position, const char *text) {
     return text;
 }
 
+// Field by field, with blanks between; a field that is missing leaves its start value. The full-move
+// number has no place in the record and is not read.
 int set_position_from_fen(Position *position, char *text) {
     clear_position(position);
     const char *at = read_placement(position, text);
@@ -208,6 +210,7 @@ void set_castling_from_text(Position *position, const char *text) {
     }
 }
 
+// Six fields or four; the castling letters are KQkq in Chess960 as well.
 void position_to_fen(const Position *position, char *out, int with_counters) {
     char *end = out;
     for (int rank = 7; rank >= 0; --rank) {

@@ -289,6 +289,8 @@ static void enter_node(const NodeState *node) {
     node->pv[node->ply] = node->pv[node->ply + 1] = 0;
 }
 
+// The frame of every node. The steps stand in the order in which they may settle it, the cheap ones
+// first; what cuts returns a bound of the window, what searches moves returns their score.
 int search_node(Position *position, int side, int ply, int depth, int alpha, int beta, int node_type, u16 *pv) {
     ThreadState *thread = position->owner;
     // 1-3. Count the node, ask the limits (master only), leave when stopped.
@@ -472,6 +474,8 @@ void copy_line(u16 *pv, const u16 *child_pv, int ply) {
     while (pv[ply] && ++ply <= MAX_PLY);
 }
 
+// The move loop, fail-soft. Each step has its own function above; `loop` is what they share. Killers,
+// history and the hash entry are written on the way.
 int search_moves(Position *position, int side, int ply, int depth, int alpha, int beta, int node_type, u16 *pv) {
     ThreadState *thread = position->owner;
     PlyRecord *record = &thread->plies[ply];

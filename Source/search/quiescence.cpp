@@ -35,6 +35,8 @@ static bool loses_exchange(const Position *position, int side, Move move) {
     return see(position, side, from, to) < SEE_OK_MARGIN;
 }
 
+// The loop has no recursion of its own: its children are nodes, which come back here when they are
+// quiet enough. Returns the static evaluation where no move does better.
 int quiesce_moves(Position *position, int side, int ply, int depth, int alpha, int beta, int node_type, u16 *pv) {
     ThreadState *thread = position->owner;
     PlyRecord *record = &thread->plies[ply];

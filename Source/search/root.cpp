@@ -47,6 +47,7 @@ static void print_start_lines() {
                  static_cast<double>(target_time));
 }
 
+// The order matters: the clock is read first, and the first target needs all that stands before it.
 void search_setup() {
     // 1-3. Clock, tables, node rate.
     const ClockReading now = read_clock();

@@ -88,20 +88,13 @@ Bitboard pinned_pieces(const Position *position, int side) {
     const Bitboard *own = position->pieces + side * BLACK_CODE;
     const Bitboard *enemy = position->pieces + (side ^ 1) * BLACK_CODE;
     const Bitboard occupancy = occupied(*position);
-    const auto lone_blockers = [occupancy](Bitboard sliders, Square target) {
-        Bitboard lone = 0;
-        for (; sliders; sliders &= sliders - 1) {
-            const Bitboard blockers = between[lowest(sliders)][target] & occupancy;
-            if (!(blockers & (blockers - 1))) lone |= blockers;
-        }
-        return lone;
-    };
     const Square king = position->king_sq[side];
     Bitboard pinned = lone_blockers(((enemy[BISHOP] | enemy[QUEEN]) & bishop_mask[king]) |
-                                        ((enemy[ROOK] | enemy[QUEEN]) & rook_mask[king]), king);
+                                        ((enemy[ROOK] | enemy[QUEEN]) & rook_mask[king]),
+                                    king, occupancy);
     if (own[QUEEN]) {
         const Square queen = lowest(own[QUEEN]);
-        pinned |= lone_blockers((enemy[BISHOP] & bishop_mask[queen]) | (enemy[ROOK] & rook_mask[queen]), queen);
+        pinned |= lone_blockers((enemy[BISHOP] & bishop_mask[queen]) | (enemy[ROOK] & rook_mask[queen]), queen, occupancy);
     }
     return pinned & own[0];
 }

@@ -41,6 +41,16 @@ bool is_square_attacked(const Position *position, Square square, int side);
 // Pieces of `side` alone between an enemy slider and the own king or first queen.
 Bitboard pinned_pieces(const Position *position, int side);
 
+// Pieces that stand alone between one of `sliders` and `target`; the sliders are aligned with it.
+inline Bitboard lone_blockers(Bitboard sliders, Square target, Bitboard occupancy) {
+    Bitboard lone = 0;
+    for (; sliders; sliders &= sliders - 1) {
+        const Bitboard blockers = between[target][lowest(sliders)] & occupancy;
+        if (!(blockers & (blockers - 1))) lone |= blockers;
+    }
+    return lone;
+}
+
 // Larger of the rank and the file distance.
 inline int square_distance(Square a, Square b) {
     const int ranks = rank_of(a) - rank_of(b), files = file_of(a) - file_of(b);

@@ -251,25 +251,19 @@ u8 classify_move(Position *position, int side, const MoveEntry *entry) {
     return static_cast<u8>(result);
 }
 
-// Pieces of `colour` that stand alone between `king` and a slider of `attacker`.
-static Bitboard lone_blockers(const Position *position, Square king, int attacker, int colour) {
+// Pieces of `side` that stand alone between `king` and a slider of `attacker`.
+static Bitboard king_blockers(const Position *position, Square king, int attacker, int side) {
     const Bitboard *set = position->pieces + attacker * BLACK_CODE;
-    const Bitboard occupancy = occupied(*position);
-    Bitboard lone = 0;
-    Bitboard sliders = ((set[BISHOP] | set[QUEEN]) & bishop_mask[king]) | ((set[ROOK] | set[QUEEN]) & rook_mask[king]);
-    for (; sliders; sliders &= sliders - 1) {
-        const Bitboard blockers = between[king][lowest(sliders)] & occupancy;
-        if (!(blockers & (blockers - 1))) lone |= blockers;
-    }
-    return lone & position->pieces[colour * BLACK_CODE];
+    const Bitboard sliders = ((set[BISHOP] | set[QUEEN]) & bishop_mask[king]) | ((set[ROOK] | set[QUEEN]) & rook_mask[king]);
+    return lone_blockers(sliders, king, occupied(*position)) & position->pieces[side * BLACK_CODE];
 }
 
 void prepare_move_tests(const Position *position, int side, bool in_check, MoveTests *tests) {
     const Square king = position->king_sq[side ^ 1];
     const Bitboard occupancy = occupied(*position);
     tests->ready = true;
-    tests->held = in_check ? ~0ULL : lone_blockers(position, position->king_sq[side], side ^ 1, side);
-    tests->unveiling = lone_blockers(position, king, side, side);
+    tests->held = in_check ? ~0ULL : king_blockers(position, position->king_sq[side], side ^ 1, side);
+    tests->unveiling = king_blockers(position, king, side, side);
     tests->checks[PAWN] = pawn_attacks[side ^ 1][king];
     tests->checks[KNIGHT] = knight_attacks[king];
     tests->checks[BISHOP] = bishop_attacks(king, occupancy);

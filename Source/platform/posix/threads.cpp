@@ -1,19 +1,14 @@
-// Threads, spin locks and the mutex over pthread.
+// Threads and the mutex over pthread.
 #include "platform/threads.h"
 
 #include <cerrno>
 #include <new>
 
 #include <pthread.h>
-#include <sched.h>
 
 // The search recurses deeply with large frames, and the default stack differs between systems (some
 // give a new thread half a megabyte). Only the pages that are touched cost memory.
 constexpr std::size_t STACK_BYTES = std::size_t{16} << 20;
-
-// Looks at a held lock so many times before it gives up the time slice: a line of output is
-// written in microseconds, so that the holder is usually about to leave.
-constexpr int SPINS_BEFORE_YIELD = 64;
 
 // What a new thread is to do; made by start_thread, freed by the new thread.
 struct ThreadStart {
@@ -65,25 +60,6 @@ bool detach_thread(Thread *thread) {
     thread->handle = 0;
     return detached;
 }
-
-int create_spin_lock(SpinLock *lock) {
-    lock->taken.store(0, std::memory_order_release);
-    return 0;
-}
-
-void destroy_spin_lock(SpinLock *) {}
-
-void lock_spin(SpinLock *lock) {
-    int looks = 0;
-    while (lock->taken.exchange(1, std::memory_order_acquire) != 0) {
-        while (lock->taken.load(std::memory_order_relaxed) != 0) {
-            if (++looks % SPINS_BEFORE_YIELD == 0) sched_yield();
-            else __builtin_ia32_pause();
-        }
-    }
-}
-
-void unlock_spin(SpinLock *lock) { lock->taken.store(0, std::memory_order_release); }
 
 int create_mutex(Mutex *mutex) {
     mutex->handle = nullptr;

@@ -1,4 +1,4 @@
-// Threads, spin locks and the mutex over the Windows calls.
+// Threads and the mutex over the Windows calls.
 #include "platform/threads.h"
 
 #include <new>
@@ -8,9 +8,6 @@
 // The search recurses deeply with large frames; the default of a Windows program is one megabyte.
 // Reserved, not committed: only the pages that are touched cost memory.
 constexpr SIZE_T STACK_BYTES = SIZE_T{16} << 20;
-
-// As in the POSIX half: the holder of a lock is usually about to leave.
-constexpr int SPINS_BEFORE_YIELD = 64;
 
 // What a new thread is to do; made by start_thread, freed by the new thread.
 struct ThreadStart {
@@ -56,25 +53,6 @@ bool detach_thread(Thread *thread) {
     thread->handle = 0;
     return detached;
 }
-
-int create_spin_lock(SpinLock *lock) {
-    lock->taken.store(0, std::memory_order_release);
-    return 0;
-}
-
-void destroy_spin_lock(SpinLock *) {}
-
-void lock_spin(SpinLock *lock) {
-    int looks = 0;
-    while (lock->taken.exchange(1, std::memory_order_acquire) != 0) {
-        while (lock->taken.load(std::memory_order_relaxed) != 0) {
-            if (++looks % SPINS_BEFORE_YIELD == 0) SwitchToThread();
-            else __builtin_ia32_pause();
-        }
-    }
-}
-
-void unlock_spin(SpinLock *lock) { lock->taken.store(0, std::memory_order_release); }
 
 int create_mutex(Mutex *mutex) {
     mutex->handle = CreateMutexA(nullptr, FALSE, nullptr);

@@ -58,7 +58,8 @@ static void BM_MakeBook(benchmark::State &state) {
     std::fclose(file);
     copy_text(settings.pgn_file, path, sizeof settings.pgn_file);
     for (auto _ : state) make_book();
-    state.counters["games/min"] = benchmark::Counter(60.0 * games * static_cast<double>(state.iterations()), benchmark::Counter::kIsRate);
+    state.counters["games/min"] =
+        benchmark::Counter(60.0 * games * static_cast<double>(state.iterations()), benchmark::Counter::kIsRate);
     std::remove(path);
     std::remove("tmp_book.bin");
 }

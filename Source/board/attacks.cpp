@@ -78,7 +78,8 @@ bool is_square_attacked(const Position *position, Square square, int side) {
     if (own[KNIGHT] & knight_attacks[square]) return true;
     if (own[KING] & king_attacks[square]) return true;
     const Bitboard occupancy = occupied(*position);
-    Bitboard sliders = ((own[BISHOP] | own[QUEEN]) & bishop_mask[square]) | ((own[ROOK] | own[QUEEN]) & rook_mask[square]);
+    Bitboard sliders =
+        ((own[BISHOP] | own[QUEEN]) & bishop_mask[square]) | ((own[ROOK] | own[QUEEN]) & rook_mask[square]);
     for (; sliders; sliders &= sliders - 1)
         if (!(between[square][lowest(sliders)] & occupancy)) return true;
     return false;
@@ -89,12 +90,13 @@ Bitboard pinned_pieces(const Position *position, int side) {
     const Bitboard *enemy = position->pieces + (side ^ 1) * BLACK_CODE;
     const Bitboard occupancy = occupied(*position);
     const Square king = position->king_sq[side];
-    Bitboard pinned = lone_blockers(((enemy[BISHOP] | enemy[QUEEN]) & bishop_mask[king]) |
-                                        ((enemy[ROOK] | enemy[QUEEN]) & rook_mask[king]),
-                                    king, occupancy);
+    Bitboard pinned = lone_blockers(
+        ((enemy[BISHOP] | enemy[QUEEN]) & bishop_mask[king]) | ((enemy[ROOK] | enemy[QUEEN]) & rook_mask[king]), king,
+        occupancy);
     if (own[QUEEN]) {
         const Square queen = lowest(own[QUEEN]);
-        pinned |= lone_blockers((enemy[BISHOP] & bishop_mask[queen]) | (enemy[ROOK] & rook_mask[queen]), queen, occupancy);
+        pinned |=
+            lone_blockers((enemy[BISHOP] & bishop_mask[queen]) | (enemy[ROOK] & rook_mask[queen]), queen, occupancy);
     }
     return pinned & own[0];
 }

@@ -29,8 +29,8 @@ inline Bitboard bishop_attacks(Square square, Bitboard occupancy) {
     const Square north_east = lowest((ray_north_east[square] & occupancy) | bit(63));
     const Square south_west = highest((ray_south_west[square] & occupancy) | bit(0));
     const Square south_east = highest((ray_south_east[square] & occupancy) | bit(0));
-    return bishop_mask[square] ^ ray_north_west[north_west] ^ ray_north_east[north_east] ^
-           ray_south_west[south_west] ^ ray_south_east[south_east];
+    return bishop_mask[square] ^ ray_north_west[north_west] ^ ray_north_east[north_east] ^ ray_south_west[south_west] ^
+           ray_south_east[south_east];
 }
 
 // The least valuable piece of `side` that attacks `square` when only `occupancy` stands on the board

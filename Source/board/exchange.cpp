@@ -35,8 +35,8 @@ int see_on_square(const Position *position, int side, Square square, int victim_
 int see(const Position *position, int side, Square from, Square to) {
     const int victim = type_of(position->board[to]);
     if (from == NO_SQUARE) return see_on_square(position, side, to, victim, occupied(*position));
-    return SEE_VALUE[victim] - see_on_square(position, side ^ 1, to, type_of(position->board[from]),
-                                             occupied(*position) & ~bit(from));
+    return SEE_VALUE[victim] -
+           see_on_square(position, side ^ 1, to, type_of(position->board[from]), occupied(*position) & ~bit(from));
 }
 
 bool see_ok(const Position *position, Move move) {

@@ -51,7 +51,8 @@ MoveEntry *generate_piece_moves(const Position *position, int side, int type, Bi
     return list;
 }
 
-MoveEntry *generate_queen_moves(const Position *position, int side, Bitboard targets, Bitboard occupancy, MoveEntry *list) {
+MoveEntry *generate_queen_moves(const Position *position, int side, Bitboard targets, Bitboard occupancy,
+                                MoveEntry *list) {
     for (Bitboard queens = position->pieces[piece_code(side, QUEEN)]; queens;) {
         const Square from = pop_lowest(queens);
         const Bitboard reach = bishop_attacks(from, occupancy) | rook_attacks(from, occupancy);
@@ -67,7 +68,8 @@ MoveEntry *generate_captures(const Position *position, int side, MoveEntry *list
     const Bitboard enemy = position->pieces[(side ^ 1) * BLACK_CODE];
     const Bitboard targets = target == NO_SQUARE ? enemy : enemy & bit(target);
     Bitboard pawn_targets = targets & NOT_LAST_RANKS;
-    if (position->ep_square != NO_SQUARE && has_en_passant_victim(position, side)) pawn_targets |= bit(position->ep_square);
+    if (position->ep_square != NO_SQUARE && has_en_passant_victim(position, side))
+        pawn_targets |= bit(position->ep_square);
 
     const Bitboard pawns = position->pieces[piece_code(side, PAWN)];
     const u8 *board = position->board;
@@ -101,8 +103,10 @@ MoveEntry *generate_promotions(const Position *position, int side, bool with_und
         const Square from = pop_lowest(pawns), to = from + PAWN_STEP[side];
         const u8 *board = position->board;
         if (!board[to]) list = add_promotions(list, board, from, to, with_underpromotions);
-        if (file_of(from) > 0 && enemy & bit(to - 1)) list = add_promotions(list, board, from, to - 1, with_underpromotions);
-        if (file_of(from) < 7 && enemy & bit(to + 1)) list = add_promotions(list, board, from, to + 1, with_underpromotions);
+        if (file_of(from) > 0 && enemy & bit(to - 1))
+            list = add_promotions(list, board, from, to - 1, with_underpromotions);
+        if (file_of(from) < 7 && enemy & bit(to + 1))
+            list = add_promotions(list, board, from, to + 1, with_underpromotions);
     }
     return list;
 }
@@ -113,7 +117,8 @@ MoveEntry *generate_seventh_rank_pushes(const Position *position, int side, Move
     return add_pawn_moves(list, position->board, targets, PAWN_STEP[side]);
 }
 
-MoveEntry *generate_pawn_pushes(const Position *position, int side, Bitboard targets, Bitboard occupancy, MoveEntry *list) {
+MoveEntry *generate_pawn_pushes(const Position *position, int side, Bitboard targets, Bitboard occupancy,
+                                MoveEntry *list) {
     const Bitboard pawns = position->pieces[piece_code(side, PAWN)];
     const Bitboard single = (side == WHITE ? pawns << 8 : pawns >> 8) & ~occupancy;
     list = add_pawn_moves(list, position->board, single & targets, PAWN_STEP[side]);
@@ -172,7 +177,8 @@ static bool is_castling_legal(const Position *position, int side, Square from, S
     const bool kingside = (flags & CASTLE_KINGSIDE) != 0;
     const Square rook = position->castle_rook[2 * side + !kingside];
     if (rook == NO_SQUARE) return true;
-    const Bitboard occupancy = ((occupied(*position) & ~(bit(from) | bit(rook))) | bit(to)) | bit(kingside ? to - 1 : to + 1);
+    const Bitboard occupancy =
+        ((occupied(*position) & ~(bit(from) | bit(rook))) | bit(to)) | bit(kingside ? to - 1 : to + 1);
     return attacker_of_square(position, to, enemy, occupancy) == NO_SQUARE;
 }
 
@@ -254,7 +260,8 @@ u8 classify_move(Position *position, int side, const MoveEntry *entry) {
 // Pieces of `side` that stand alone between `king` and a slider of `attacker`.
 static Bitboard king_blockers(const Position *position, Square king, int attacker, int side) {
     const Bitboard *set = position->pieces + attacker * BLACK_CODE;
-    const Bitboard sliders = ((set[BISHOP] | set[QUEEN]) & bishop_mask[king]) | ((set[ROOK] | set[QUEEN]) & rook_mask[king]);
+    const Bitboard sliders =
+        ((set[BISHOP] | set[QUEEN]) & bishop_mask[king]) | ((set[ROOK] | set[QUEEN]) & rook_mask[king]);
     return lone_blockers(sliders, king, occupied(*position)) & position->pieces[side * BLACK_CODE];
 }
 
@@ -278,7 +285,8 @@ bool is_move_legal_with(const MoveTests *tests, Position *position, int side, Mo
     if (tests->ready && move) {
         const Square from = from_of(move);
         const int type = type_of(position->board[from]);
-        if (!(tests->held & bit(from)) && type != KING && (type != PAWN || to_of(move) != position->ep_square)) return true;
+        if (!(tests->held & bit(from)) && type != KING && (type != PAWN || to_of(move) != position->ep_square))
+            return true;
     }
     return is_move_legal(position, side, move);
 }
@@ -286,8 +294,8 @@ bool is_move_legal_with(const MoveTests *tests, Position *position, int side, Mo
 // Promotions, en passant and pieces that may unveil a slider need the board after the move.
 bool attacks_king_with(const MoveTests *tests, Position *position, int side, int type, const MoveEntry *entry) {
     const Square from = from_of(entry->move), to = to_of(entry->move);
-    const bool plain = type == type_of(entry->piece) && !(tests->unveiling & bit(from)) &&
-                       (type != PAWN || to != position->ep_square);
+    const bool plain =
+        type == type_of(entry->piece) && !(tests->unveiling & bit(from)) && (type != PAWN || to != position->ep_square);
     if (tests->ready && plain) return (tests->checks[type] & bit(to)) != 0;
     return attacks_king_after(position, side, type, from, to);
 }
@@ -295,6 +303,7 @@ bool attacks_king_with(const MoveTests *tests, Position *position, int side, int
 u8 classify_move_with(const MoveTests *tests, Position *position, int side, const MoveEntry *entry) {
     int type = type_of(entry->piece);
     int result = classify_by_squares(position, side, entry, &type);
-    if (from_of(entry->move) != to_of(entry->move) && attacks_king_with(tests, position, side, type, entry)) result |= MOVE_CHECK;
+    if (from_of(entry->move) != to_of(entry->move) && attacks_king_with(tests, position, side, type, entry))
+        result |= MOVE_CHECK;
     return static_cast<u8>(result);
 }

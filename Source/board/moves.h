@@ -13,10 +13,13 @@ MoveEntry *generate_promotions(const Position *position, int side, bool with_und
 // Quiet pushes of pawns that stand on the sixth rank; the other push generators leave them out.
 MoveEntry *generate_seventh_rank_pushes(const Position *position, int side, MoveEntry *list);
 // Single and double pushes onto the squares of `targets`.
-MoveEntry *generate_pawn_pushes(const Position *position, int side, Bitboard targets, Bitboard occupancy, MoveEntry *list);
-MoveEntry *generate_queen_moves(const Position *position, int side, Bitboard targets, Bitboard occupancy, MoveEntry *list);
+MoveEntry *generate_pawn_pushes(const Position *position, int side, Bitboard targets, Bitboard occupancy,
+                                MoveEntry *list);
+MoveEntry *generate_queen_moves(const Position *position, int side, Bitboard targets, Bitboard occupancy,
+                                MoveEntry *list);
 // Moves of one piece type (knight, bishop or rook) into `targets`.
-MoveEntry *generate_piece_moves(const Position *position, int side, int type, Bitboard targets, Bitboard occupancy, MoveEntry *list);
+MoveEntry *generate_piece_moves(const Position *position, int side, int type, Bitboard targets, Bitboard occupancy,
+                                MoveEntry *list);
 // Quiet moves. `target` NO_SQUARE: all; else the checker's square, and pieces other than the king
 // only interpose.
 MoveEntry *generate_quiets(const Position *position, int side, MoveEntry *list, Square target);
@@ -46,10 +49,10 @@ u8 classify_move(Position *position, int side, const MoveEntry *entry);
 // most moves are judged by a look at two sets. The answers are those of the plain functions. A loop
 // makes it when its second move comes; a cut-off by the first then pays nothing.
 struct MoveTests {
-    bool ready;            // false: the plain functions are asked
-    Bitboard held;         // own pieces alone between the own king and an enemy slider; all when in check
-    Bitboard unveiling;    // own pieces alone between an own slider and the enemy king
-    Bitboard checks[7];    // by piece type: squares from which the enemy king is attacked
+    bool ready;          // false: the plain functions are asked
+    Bitboard held;       // own pieces alone between the own king and an enemy slider; all when in check
+    Bitboard unveiling;  // own pieces alone between an own slider and the enemy king
+    Bitboard checks[7];  // by piece type: squares from which the enemy king is attacked
 };
 void prepare_move_tests(const Position *position, int side, bool in_check, MoveTests *tests);
 bool is_move_legal_with(const MoveTests *tests, Position *position, int side, Move move);

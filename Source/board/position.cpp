@@ -10,11 +10,13 @@
 #include "board/thread_state.h"
 #include "control/output.h"
 
+// clang-format off
 const char SQUARE_NAMES[64][3] = {
     "a1", "b1", "c1", "d1", "e1", "f1", "g1", "h1", "a2", "b2", "c2", "d2", "e2", "f2", "g2", "h2",
     "a3", "b3", "c3", "d3", "e3", "f3", "g3", "h3", "a4", "b4", "c4", "d4", "e4", "f4", "g4", "h4",
     "a5", "b5", "c5", "d5", "e5", "f5", "g5", "h5", "a6", "b6", "c6", "d6", "e6", "f6", "g6", "h6",
     "a7", "b7", "c7", "d7", "e7", "f7", "g7", "h7", "a8", "b8", "c8", "d8", "e8", "f8", "g8", "h8"};
+// clang-format on
 
 u64 zobrist[1024];
 
@@ -186,8 +188,9 @@ static void grant_right(Position *position, int right, Square king) {
     position->castle_rook[right] = static_cast<u8>(rook);
     position->castling = static_cast<u8>(position->castling | 1 << right);
     position->castle_mask[right] = bit(king) | bit(rook);
-    position->castle_path[right] = (between[king][king_goal] | between[rook][rook_goal] | bit(king_goal) |
-                                    bit(rook_goal)) & ~(bit(king) | bit(rook));
+    position->castle_path[right] =
+        (between[king][king_goal] | between[rook][rook_goal] | bit(king_goal) | bit(rook_goal)) &
+        ~(bit(king) | bit(rook));
 }
 
 void set_castling_from_text(Position *position, const char *text) {
@@ -267,8 +270,10 @@ void print_board(Position *position) {
 
 // Op-codes end with ';'; the first word is the name, the rest joins to one value without its blanks.
 int parse_epd_line(const char *line, char *fen, char *bm, char *am, char *ce, char *sc, char *gr, char *id, char *c0) {
-    struct { const char *name; char *value; } const outputs[] = {{"bm", bm}, {"am", am}, {"id", id}, {"c0", c0},
-                                                                 {"ce", ce}, {"sc", sc}, {"gr", gr}};
+    struct {
+        const char *name;
+        char *value;
+    } const outputs[] = {{"bm", bm}, {"am", am}, {"id", id}, {"c0", c0}, {"ce", ce}, {"sc", sc}, {"gr", gr}};
     for (const auto &output : outputs) output.value[0] = '\0';
     int length = 0, fields = 0;
     for (; *line; ++line) {
@@ -297,7 +302,7 @@ int parse_epd_line(const char *line, char *fen, char *bm, char *am, char *ce, ch
         for (; *line && *line != ';' && *line != '\n' && *line != '\r'; ++line)
             if (*line != ' ' && value_length < EPD_FIELD - 1) value[value_length++] = *line;
         value[value_length] = '\0';
-        if (*line != ';') return 1;              // not ended: dropped, and the scan is over
+        if (*line != ';') return 1;               // not ended: dropped, and the scan is over
         if (first && name_length == 0) return 1;  // an empty operation at the very start
         ++line;
         for (const auto &output : outputs)

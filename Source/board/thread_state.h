@@ -28,21 +28,21 @@ static_assert(sizeof(MoveEntry) == 6);
 
 // One ply of the search line; the root is ply 1.
 struct PlyRecord {
-    i16 node_type;          // 0 principal variation, 1 expected cut, -1 expected all
-    i16 depth;              // plies left, after the node's adjustments
-    i16 static_eval;        // centipawns for the side to move
-    i16 alpha, beta;        // the window as the move loop entered it
+    i16 node_type;    // 0 principal variation, 1 expected cut, -1 expected all
+    i16 depth;        // plies left, after the node's adjustments
+    i16 static_eval;  // centipawns for the side to move
+    i16 alpha, beta;  // the window as the move loop entered it
     u8 in_check;
-    u8 move_flags;          // classify_move of the move being searched
-    i16 move_count;         // moves searched; pruned and illegal ones do not count
-    u8 improving;           // static_eval above that of two plies before
-    i32 tb_wdl;             // 0 loss, 1, 2 draw, 3, 4 win; -1 none
-    i16 hash_score;         // -10001 none
+    u8 move_flags;   // classify_move of the move being searched
+    i16 move_count;  // moves searched; pruned and illegal ones do not count
+    u8 improving;    // static_eval above that of two plies before
+    i32 tb_wdl;      // 0 loss, 1, 2 draw, 3, 4 win; -1 none
+    i16 hash_score;  // -10001 none
     u16 hash_move;
     u16 killer1, killer2, evasion_killer;
-    u8 check_square;        // a square that checks the side to move, or NO_SQUARE
-    u16 picker_stage;       // stage in bits 0-3, flags in bits 4-7
-    MoveEntry *move_list;   // first entry of the ply's list in move_pool
+    u8 check_square;       // a square that checks the side to move, or NO_SQUARE
+    u16 picker_stage;      // stage in bits 0-3, flags in bits 4-7
+    MoveEntry *move_list;  // first entry of the ply's list in move_pool
     MoveEntry *current_move;
 };
 
@@ -59,34 +59,34 @@ struct PawnCacheEntry {
 // The last network pass of a thread: piece sets and raw sums, so that the next pass adds only the
 // difference.
 struct AccumulatorCache {
-    i16 *white_acc;            // raw sums of the white perspective, half the hidden size
+    i16 *white_acc;  // raw sums of the white perspective, half the hidden size
     i16 *black_acc;
-    Bitboard white_sets[7];    // pieces[0..6] at the last pass
-    Bitboard black_sets[7];    // pieces[8..14]
+    Bitboard white_sets[7];  // pieces[0..6] at the last pass
+    Bitboard black_sets[7];  // pieces[8..14]
     Bitboard occupancy;
     i16 eval_ply;
-    u16 mirror[2];             // square transformations, white and black
-    i32 king_bucket[2];        // bucket offsets in rows, white and black
+    u16 mirror[2];       // square transformations, white and black
+    i32 king_bucket[2];  // bucket offsets in rows, white and black
 };
 
 // Working fields of one hand-crafted evaluation, valid until the next.
 struct EvalScratch {
-    i32 score[2];               // packed running score by colour
-    i32 king_attack[2];         // danger units against the king of that colour
-    u8 mirror[2];               // square transform of piece-square look-ups
+    i32 score[2];        // packed running score by colour
+    i32 king_attack[2];  // danger units against the king of that colour
+    u8 mirror[2];        // square transform of piece-square look-ups
     Bitboard king_zone[2];
-    Bitboard attacks[2][7];     // [0] all, [1..6] by type
+    Bitboard attacks[2][7];  // [0] all, [1..6] by type
     Bitboard double_attacks[2];
-    Bitboard low_attacks[2];    // pawns and minors
-    Bitboard mid_attacks[2];    // plus rooks
-    Bitboard high_attacks[2];   // plus queens
+    Bitboard low_attacks[2];   // pawns and minors
+    Bitboard mid_attacks[2];   // plus rooks
+    Bitboard high_attacks[2];  // plus queens
     Bitboard outpost_area[2];
-    Bitboard pawn_fill[2];      // squares ahead of the pawns of that colour
+    Bitboard pawn_fill[2];  // squares ahead of the pawns of that colour
     Bitboard passers, candidates;
     Bitboard free_pawns, hung_pieces;
-    float phase;                // 1 full middle game, 0 bare ending
-    u8 trace_on;                // take the snapshots below
-    i32 trace_terms[9][2];      // packed stage values, white and black
+    float phase;            // 1 full middle game, 0 bare ending
+    u8 trace_on;            // take the snapshots below
+    i32 trace_terms[9][2];  // packed stage values, white and black
 };
 
 // Games use up to 900 records; the rest is room for the search line of the longest of them.
@@ -106,13 +106,13 @@ struct ThreadState {
     MoveEntry move_pool[MOVE_POOL_SIZE];  // one list area for all plies
 
     // Search.
-    u32 history[16][64];                  // 18-bit scale, by piece code and target
-    u16 counter_move1[16][64];            // by piece code and target of the previous move
+    u32 history[16][64];        // 18-bit scale, by piece code and target
+    u16 counter_move1[16][64];  // by piece code and target of the previous move
     u16 counter_move2[16][64];
-    u16 follow_move[16][64];              // by piece code and target of the move two plies back
-    Relaxed<u16> pv_line[PV_SIZE];        // word 1 the best root move, word 2 on its line
+    u16 follow_move[16][64];        // by piece code and target of the move two plies back
+    Relaxed<u16> pv_line[PV_SIZE];  // word 1 the best root move, word 2 on its line
     Relaxed<i16> iteration_depth;
-    Relaxed<i16> root_fail;               // 0, 1 failing low, 2 failing high
+    Relaxed<i16> root_fail;  // 0, 1 failing low, 2 failing high
     Relaxed<i16> completed_depth;
     Relaxed<i16> seldepth;
     Relaxed<i16> root_score;
@@ -120,13 +120,13 @@ struct ThreadState {
     // Evaluation.
     EvalCacheEntry eval_cache[2 * EVAL_CACHE_BANK];  // bank 0 white, bank 1 black to evaluate
     PawnCacheEntry pawn_cache[PAWN_CACHE_SIZE];
-    i16 eval_ply;                         // ply of the last evaluate
-    i16 *accumulator;                     // hidden values after activation, filled on request
+    i16 eval_ply;      // ply of the last evaluate
+    i16 *accumulator;  // hidden values after activation, filled on request
     AccumulatorCache *acc_cache;
-    i32 acc_hidden_size;                  // hidden size that the buffers were made for; 0 without buffers
-    u32 acc_generation;                   // network load that acc_cache belongs to
-    i16 piece_counts[10];                 // white P N B R Q, then black
-    i16 net_material[2];                  // the values that chose the output head
+    i32 acc_hidden_size;   // hidden size that the buffers were made for; 0 without buffers
+    u32 acc_generation;    // network load that acc_cache belongs to
+    i16 piece_counts[10];  // white P N B R Q, then black
+    i16 net_material[2];   // the values that chose the output head
     i16 output_head;
     float raw_net_score;
     Bitboard occupancy;
@@ -144,16 +144,16 @@ struct ThreadState {
     u64 pawn_probes;
     u64 pawn_hits;
     u64 perft_count;
-    i32 diagnostic_counts[4];             // printed by the console when not 0
+    i32 diagnostic_counts[4];  // printed by the console when not 0
 
-    i16 game_ply;    // records in use in game_stack
-    i16 ply;         // search ply, 1 at the root
-    u16 last_move;   // the last move made, 0 for none
-    u8 thread_id;    // 0..159, or MASTER_THREAD_ID
+    i16 game_ply;   // records in use in game_stack
+    i16 ply;        // search ply, 1 at the root
+    u16 last_move;  // the last move made, 0 for none
+    u8 thread_id;   // 0..159, or MASTER_THREAD_ID
     u32 thread_rand;
 };
 
-extern ThreadState *root_thread_state;                // the master: holds the game
+extern ThreadState *root_thread_state;                 // the master: holds the game
 extern std::atomic<ThreadState *> worker_states[160];  // one per possible search thread, made on first use
 
 inline ThreadState *worker_state(int index) { return worker_states[index].load(std::memory_order_acquire); }

@@ -32,9 +32,7 @@ constexpr Move END_OF_LIST = 0xFFFF;  // ends a list of MoveEntry; never a real 
 constexpr Square from_of(Move move) { return (move >> 8) & 63; }
 constexpr Square to_of(Move move) { return move & 63; }
 constexpr Move flags_of(Move move) { return move & MOVE_FLAGS_MASK; }
-constexpr Move make_word(Square from, Square to, Move flags = 0) {
-    return static_cast<Move>(from << 8 | to | flags);
-}
+constexpr Move make_word(Square from, Square to, Move flags = 0) { return static_cast<Move>(from << 8 | to | flags); }
 // The piece type that promotion flags name; a promotion without a flag is a queen's.
 constexpr int promotion_type(Move flags) {
     return (flags & PROMO_KNIGHT) ? KNIGHT : (flags & PROMO_BISHOP) ? BISHOP : (flags & PROMO_ROOK) ? ROOK : QUEEN;

@@ -6,6 +6,7 @@
 static constexpr int CASTLING_WORDS = 768, EN_PASSANT_WORDS = 772, WHITE_TO_MOVE_WORD = 780;
 
 // Two lines are one rank, rank 1 first.
+// clang-format off
 const u64 POLYGLOT_RANDOM64[POLYGLOT_WORDS] = {
     // black pawn, from a1
     0x9D39247E33776D41, 0x2AF7398005AAA5C7, 0x44DB015024623547, 0x9C15F73E62A76AE2,
@@ -219,6 +220,7 @@ const u64 POLYGLOT_RANDOM64[POLYGLOT_WORDS] = {
     // white to move
     0xF8D626AAAF278509,
 };
+// clang-format on
 
 u64 book_key(const Position *position) {
     u64 key = 0;

@@ -16,7 +16,7 @@
 
 static constexpr const char *BOOK_OUTPUT = "tmp_book.bin";
 static constexpr int LINE_SIZE = 1024;
-static constexpr int PLY_LIMIT = 36;             // a line of moves is begun only below this
+static constexpr int PLY_LIMIT = 36;  // a line of moves is begun only below this
 static constexpr int GAMES_PER_DOT = 1024;
 static constexpr u32 MIN_POINTS = 4;             // wins and draws of a move must exceed this
 static constexpr double WEIGHT_OF_BEST = 60000;  // scores are scaled down to this, never up
@@ -144,9 +144,7 @@ u16 book_weight(i32 score, i32 best) {
     return scaled < 2147483648.0 ? static_cast<u16>(static_cast<i32>(scaled)) : static_cast<u16>(0);
 }
 
-static i32 score_of(const BookNode *node) {
-    return static_cast<i32>(4 * node->wins - 2 * node->losses + node->draws);
-}
+static i32 score_of(const BookNode *node) { return static_cast<i32>(4 * node->wins - 2 * node->losses + node->draws); }
 
 static bool is_worth_playing(const BookNode *node) {
     return node->wins + node->draws > std::max(node->losses, MIN_POINTS);

@@ -18,10 +18,10 @@ struct NodeBlock;  // nodes are taken from the heap in blocks
 // of one key in the order in which they came. Walking the chains in order is therefore walking the
 // keys in rising order. The number of chains doubles as the nodes grow, so that chains stay short.
 struct BookTable {
-    BookNode **heads;    // 1 << head_bits chains
+    BookNode **heads;  // 1 << head_bits chains
     int head_bits;
-    u32 nodes;           // nodes in all chains
-    NodeBlock *blocks;   // newest first
+    u32 nodes;          // nodes in all chains
+    NodeBlock *blocks;  // newest first
 };
 
 // False when memory runs out; then the table holds nothing and needs no freeing.

@@ -109,8 +109,8 @@ static void show_list_console(const BookRecord *list, const i32 *adjusted, int c
         const Move move = move_of_book_code(list[i].move);
         char text[5];
         std::snprintf(text, sizeof text, "%s%s", SQUARE_NAMES[from_of(move)], SQUARE_NAMES[to_of(move)]);
-        print_format("  %s  cnt= %5d, weight= %5.2f%% -> %5.2f%%", text, list[i].weight,
-                     list[i].weight * 100.0 / total, adjusted[i] * 100.0 / sum);
+        print_format("  %s  cnt= %5d, weight= %5.2f%% -> %5.2f%%", text, list[i].weight, list[i].weight * 100.0 / total,
+                     adjusted[i] * 100.0 / sum);
     }
     print_format("selecting %s%s", SQUARE_NAMES[from_of(result)], SQUARE_NAMES[to_of(result)]);
 }

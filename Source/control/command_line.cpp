@@ -8,6 +8,7 @@
 #include "control/output.h"
 #include "control/settings.h"
 
+// clang-format off
 enum SwitchId {
     SW_UCI, SW_CONSOLE, SW_LOG, SW_NUMA, SW_NOISE, SW_QUIET, SW_CONFIG, SW_TIME, SW_DEPTH, SW_NODES,
     SW_MIN_DEPTH, SW_SOFT_NODES, SW_NODE_RATE, SW_HASH, SW_THREADS, SW_BOOK, SW_TABLES, SW_TABLES_FIXED,
@@ -15,6 +16,7 @@ enum SwitchId {
     SW_PLAIN_BENCH, SW_MAKE_CONFIG, SW_MAKE_BOOK, SW_MAKE_BOOK2, SW_EPD_TO_RECORDS, SW_RECORDS_TO_EPD,
     SW_PRUNE, SW_GENERATE, SW_CONVERT, SW_TRAIN, SW_TRAIN2, SW_LEARN_RATE, SW_MINI_BATCH, SW_TRAIN_WEIGHT,
 };
+// clang-format on
 
 struct SwitchRow {
     const char *name;
@@ -79,9 +81,7 @@ static i64 whole_number(const char *text, i64 low, i64 high) {
     return value < low ? low : value > high ? high : value;
 }
 
-static i16 small_number(const char *text, i64 low, i64 high) {
-    return static_cast<i16>(whole_number(text, low, high));
-}
+static i16 small_number(const char *text, i64 low, i64 high) { return static_cast<i16>(whole_number(text, low, high)); }
 
 static float real_number(const char *text) { return std::strtof(text, nullptr); }
 
@@ -105,43 +105,43 @@ static void set_path(char *field, const char *value) { copy_text(field, value, P
 // ask for nothing that can be done.
 static bool apply_tool_switch(SwitchId id, const char *value, const char *second, CommandLine *out) {
     switch (id) {
-    case SW_TEST_SUITE:
-        out->mode = MODE_TEST_SUITE;
-        set_path(settings.in_file, value);
-        settings.info_min_time = INFO_NEVER;
-        break;
-    case SW_SCAN_PGN: out->mode = MODE_SCAN_PGN, set_path(settings.pgn_file, value); break;
-    case SW_BENCH: out->mode = MODE_BENCH, out->bench_threaded = 1; break;
-    case SW_PLAIN_BENCH: out->mode = MODE_BENCH, out->bench_threaded = 0; break;
-    case SW_MAKE_CONFIG: out->mode = MODE_CONFIG; break;
-    case SW_MAKE_BOOK: out->mode = MODE_BOOK_MAKER, set_path(settings.pgn_file, value); break;
-    case SW_MAKE_BOOK2: out->mode = MODE_SECOND_BOOK, set_path(settings.in_file, value); break;
-    case SW_EPD_TO_RECORDS: out->mode = MODE_EPD_TO_RECORDS, set_path(settings.in_file, value); break;
-    case SW_RECORDS_TO_EPD: out->mode = MODE_RECORDS_TO_EPD, set_path(settings.data_file, value); break;
-    case SW_PRUNE: out->mode = MODE_PRUNE_NETWORK; break;
-    case SW_GENERATE:
-        out->mode = MODE_GENERATE_TRAINING;
-        set_path(settings.data_file, value);
-        settings.train_count = whole_number(second, INT64_MIN, INT64_MAX);
-        settings.info_min_time = INFO_NEVER;
-        settings.book_variety = 75;
-        return settings.train_count >= 100;
-    case SW_CONVERT:
-        out->mode = MODE_CONVERT_TRAINING;
-        set_path(settings.in_file, value);
-        set_path(settings.syzygy_path, SIX_MEN_PATH);
-        break;
-    case SW_TRAIN:
-    case SW_TRAIN2:
-        out->mode = MODE_TRAIN;
-        set_path(settings.data_file, value);
-        settings.train_count = whole_number(second, 0, INT32_MAX) * 1000000;
-        settings.hash_mb = 0;
-        return settings.train_count >= 1;
-    case SW_LEARN_RATE: settings.learn_rate = real_number(value); break;
-    case SW_MINI_BATCH: settings.mini_batch = static_cast<i32>(whole_number(value, INT32_MIN, INT32_MAX)); break;
-    case SW_TRAIN_WEIGHT: settings.train_weight = real_number(value); break;
-    default: break;
+        case SW_TEST_SUITE:
+            out->mode = MODE_TEST_SUITE;
+            set_path(settings.in_file, value);
+            settings.info_min_time = INFO_NEVER;
+            break;
+        case SW_SCAN_PGN: out->mode = MODE_SCAN_PGN, set_path(settings.pgn_file, value); break;
+        case SW_BENCH: out->mode = MODE_BENCH, out->bench_threaded = 1; break;
+        case SW_PLAIN_BENCH: out->mode = MODE_BENCH, out->bench_threaded = 0; break;
+        case SW_MAKE_CONFIG: out->mode = MODE_CONFIG; break;
+        case SW_MAKE_BOOK: out->mode = MODE_BOOK_MAKER, set_path(settings.pgn_file, value); break;
+        case SW_MAKE_BOOK2: out->mode = MODE_SECOND_BOOK, set_path(settings.in_file, value); break;
+        case SW_EPD_TO_RECORDS: out->mode = MODE_EPD_TO_RECORDS, set_path(settings.in_file, value); break;
+        case SW_RECORDS_TO_EPD: out->mode = MODE_RECORDS_TO_EPD, set_path(settings.data_file, value); break;
+        case SW_PRUNE: out->mode = MODE_PRUNE_NETWORK; break;
+        case SW_GENERATE:
+            out->mode = MODE_GENERATE_TRAINING;
+            set_path(settings.data_file, value);
+            settings.train_count = whole_number(second, INT64_MIN, INT64_MAX);
+            settings.info_min_time = INFO_NEVER;
+            settings.book_variety = 75;
+            return settings.train_count >= 100;
+        case SW_CONVERT:
+            out->mode = MODE_CONVERT_TRAINING;
+            set_path(settings.in_file, value);
+            set_path(settings.syzygy_path, SIX_MEN_PATH);
+            break;
+        case SW_TRAIN:
+        case SW_TRAIN2:
+            out->mode = MODE_TRAIN;
+            set_path(settings.data_file, value);
+            settings.train_count = whole_number(second, 0, INT32_MAX) * 1000000;
+            settings.hash_mb = 0;
+            return settings.train_count >= 1;
+        case SW_LEARN_RATE: settings.learn_rate = real_number(value); break;
+        case SW_MINI_BATCH: settings.mini_batch = static_cast<i32>(whole_number(value, INT32_MIN, INT32_MAX)); break;
+        case SW_TRAIN_WEIGHT: settings.train_weight = real_number(value); break;
+        default: break;
     }
     return true;
 }
@@ -149,42 +149,42 @@ static bool apply_tool_switch(SwitchId id, const char *value, const char *second
 // Applies any switch, as apply_tool_switch does.
 static bool apply_switch(SwitchId id, const char *value, const char *second, CommandLine *out) {
     switch (id) {
-    case SW_UCI: settings.uci_mode = 1; break;
-    case SW_CONSOLE: settings.uci_mode = 0; break;
-    case SW_LOG: settings.log_on = 1; break;
-    case SW_NUMA: settings.numa = 1; break;
-    case SW_NOISE: settings.info_min_time = real_number(value); break;
-    case SW_QUIET: settings.info_min_time = INFO_NEVER, settings.log_on = 0; break;
-    case SW_CONFIG: set_path(settings.config_path, value); break;
-    case SW_TIME: settings.move_time = real_number(value), settings.time_mode = 1; break;
-    case SW_DEPTH:
-        settings.max_depth = small_number(value, INT16_MIN, 80);
-        limit_by_depth_or_nodes(10000.0f);
-        break;
-    case SW_NODES:
-        settings.node_limit = whole_number(value, INT64_MIN, INT64_MAX);
-        limit_by_depth_or_nodes(1000.0f);
-        break;
-    case SW_MIN_DEPTH:
-        settings.min_depth = small_number(value, INT16_MIN, INT16_MAX);
-        limit_by_depth_or_nodes(10000.0f);
-        break;
-    case SW_SOFT_NODES:
-        settings.soft_node_limit = whole_number(value, INT64_MIN, INT64_MAX);
-        limit_by_depth_or_nodes(1000.0f);
-        break;
-    case SW_NODE_RATE: limit_node_rate(value); break;
-    case SW_HASH: settings.hash_mb = static_cast<i32>(whole_number(value, 0, 32768)); break;
-    case SW_THREADS: settings.threads = small_number(value, 1, MAX_THREADS); break;
-    case SW_BOOK: set_path(settings.book_file, value); break;
-    case SW_TABLES: set_path(settings.syzygy_path, value); break;
-    case SW_TABLES_FIXED: set_path(settings.syzygy_path, SEVEN_MEN_PATH); break;
-    case SW_HAND_EVAL: settings.use_nn = 0; break;
-    case SW_NETWORK: settings.use_nn = 1; break;
-    case SW_OUT_FILE: set_path(settings.out_file, value); break;
-    case SW_MULTIPV: settings.multipv = static_cast<u8>(whole_number(value, 1, 255)); break;
-    case SW_SELECTIVITY: settings.selectivity = small_number(value, 10, 200); break;
-    default: return apply_tool_switch(id, value, second, out);
+        case SW_UCI: settings.uci_mode = 1; break;
+        case SW_CONSOLE: settings.uci_mode = 0; break;
+        case SW_LOG: settings.log_on = 1; break;
+        case SW_NUMA: settings.numa = 1; break;
+        case SW_NOISE: settings.info_min_time = real_number(value); break;
+        case SW_QUIET: settings.info_min_time = INFO_NEVER, settings.log_on = 0; break;
+        case SW_CONFIG: set_path(settings.config_path, value); break;
+        case SW_TIME: settings.move_time = real_number(value), settings.time_mode = 1; break;
+        case SW_DEPTH:
+            settings.max_depth = small_number(value, INT16_MIN, 80);
+            limit_by_depth_or_nodes(10000.0f);
+            break;
+        case SW_NODES:
+            settings.node_limit = whole_number(value, INT64_MIN, INT64_MAX);
+            limit_by_depth_or_nodes(1000.0f);
+            break;
+        case SW_MIN_DEPTH:
+            settings.min_depth = small_number(value, INT16_MIN, INT16_MAX);
+            limit_by_depth_or_nodes(10000.0f);
+            break;
+        case SW_SOFT_NODES:
+            settings.soft_node_limit = whole_number(value, INT64_MIN, INT64_MAX);
+            limit_by_depth_or_nodes(1000.0f);
+            break;
+        case SW_NODE_RATE: limit_node_rate(value); break;
+        case SW_HASH: settings.hash_mb = static_cast<i32>(whole_number(value, 0, 32768)); break;
+        case SW_THREADS: settings.threads = small_number(value, 1, MAX_THREADS); break;
+        case SW_BOOK: set_path(settings.book_file, value); break;
+        case SW_TABLES: set_path(settings.syzygy_path, value); break;
+        case SW_TABLES_FIXED: set_path(settings.syzygy_path, SEVEN_MEN_PATH); break;
+        case SW_HAND_EVAL: settings.use_nn = 0; break;
+        case SW_NETWORK: settings.use_nn = 1; break;
+        case SW_OUT_FILE: set_path(settings.out_file, value); break;
+        case SW_MULTIPV: settings.multipv = static_cast<u8>(whole_number(value, 1, 255)); break;
+        case SW_SELECTIVITY: settings.selectivity = small_number(value, 10, 200); break;
+        default: return apply_tool_switch(id, value, second, out);
     }
     return true;
 }

@@ -75,6 +75,7 @@ struct CommandRow {
 };
 
 // In the order of testing.
+// clang-format off
 static const CommandRow COMMANDS[] = {
     {"quit", [](const ConsoleWords &) { settings.quit_flag = 1; }},
     {".", [](const ConsoleWords &) {}},  // only a search can be stopped
@@ -111,6 +112,7 @@ static const CommandRow COMMANDS[] = {
     {"set", set_word},
     {"move", [](const ConsoleWords &words) { play_move_text(words.word[1]); }},
 };
+// clang-format on
 
 // Cuts the text in place at its blanks.
 static void split_words(char *text, ConsoleWords *words) {

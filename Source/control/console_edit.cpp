@@ -50,11 +50,12 @@ static void edit_line(Position *position, char *line) {
 }
 
 void edit_board() {
-    print_plain("\n\n"
-                ".                    end edit\n"
-                "#                    clear board\n"
-                "w  Pa2 Pb2 Kc2       white, pieces\n"
-                "b  Pa7 Pb7 Kc7       black, pieces\n");
+    print_plain(
+        "\n\n"
+        ".                    end edit\n"
+        "#                    clear board\n"
+        "w  Pa2 Pb2 Kc2       white, pieces\n"
+        "b  Pa7 Pb7 Kc7       black, pieces\n");
     ThreadState *master = root_thread_state;
     Position *position = &master->position;
     static char line[INPUT_LINE_SIZE];

@@ -19,8 +19,8 @@
 
 static constexpr const char *SUITE_FILE = "test.epd";
 static constexpr const char *SAVE_FILE = "tmp.pgn";
-static constexpr int SHORTEST_FEN = 11;   // characters; a shorter FEN tag stands for none
-static constexpr int SHORTEST_LINE = 9;   // of a test suite that can hold a position
+static constexpr int SHORTEST_FEN = 11;  // characters; a shorter FEN tag stands for none
+static constexpr int SHORTEST_LINE = 9;  // of a test suite that can hold a position
 static constexpr int SHORTEST_TAG = 3;
 static constexpr int SAVED_IN_A_LINE = 11;
 static constexpr int TEXT_LINE = 511;
@@ -61,7 +61,8 @@ static bool find_suite_line(const char *id, char *line, int size) {
     std::FILE *file = std::fopen(SUITE_FILE, "r");
     if (!file) return false;
     bool found = false;
-    while (!found && read_text_line(line, size, file)) found = line[0] != ' ' && line[0] != ';' && std::strstr(line, wanted);
+    while (!found && read_text_line(line, size, file))
+        found = line[0] != ' ' && line[0] != ';' && std::strstr(line, wanted);
     std::fclose(file);
     return found;
 }

@@ -70,9 +70,9 @@ static int exchange_gain(const Position *position, Square square, Square attacke
     const int attacker_type = type_of(position->board[attacker]);
     int loss = KING_CAPTURE_VALUE;
     if (attacker_type != KING)
-        loss = std::max(0, SEE_VALUE[attacker_type] - see_on_square(position, enemy, square,
-                                                                   type_of(position->board[defender]),
-                                                                   occupancy ^ bit(defender)));
+        loss = std::max(
+            0, SEE_VALUE[attacker_type] - see_on_square(position, enemy, square, type_of(position->board[defender]),
+                                                        occupancy ^ bit(defender)));
     return std::max(0, gain - loss);
 }
 

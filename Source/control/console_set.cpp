@@ -65,6 +65,7 @@ static bool set_field(const char *name, const char *text) {
         i16 *field;
         int low, high;
     };
+    // clang-format off
     static const FieldRow FIELDS[] = {
         {"NMP_depth", &settings.NMP_depth, 0, 99},
         {"SEP_depth", &settings.SEP_depth, 0, 99},
@@ -74,6 +75,7 @@ static bool set_field(const char *name, const char *text) {
         {"Selectivity", &settings.selectivity, 0, 200},
         {"contempt", &settings.contempt, -150, 150},
     };
+    // clang-format on
     for (const FieldRow &row : FIELDS)
         if (!std::strcmp(name, row.name)) {
             *row.field = static_cast<i16>(integer_of(text, row.low, row.high));

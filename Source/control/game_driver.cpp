@@ -147,8 +147,7 @@ static void print_statistics(const char *best_text) {
 static void settle_clock(const Position *position) {
     float *clock = &side_clock[position->stm];
     *clock += settings.time_increment - elapsed_time;
-    if (settings.time_mode > 1 && position->owner->game_ply % (2 * settings.time_mode) < 2)
-        *clock = settings.move_time;
+    if (settings.time_mode > 1 && position->owner->game_ply % (2 * settings.time_mode) < 2) *clock = settings.move_time;
 }
 
 // Console play: makes the found move on the board, and in self-play asks for the next.

@@ -69,33 +69,33 @@ static void shrink_hash_for_small_searches() {
 
 static void set_timer_period() {
     switch (begin_timer_period()) {
-    case TIMER_NOT_SET: print_line("Error setting timer resolution"); break;
-    case TIMER_NO_LIMITS: print_plain("error setting timer resolution\n"); break;
-    case TIMER_OK: break;
+        case TIMER_NOT_SET: print_line("Error setting timer resolution"); break;
+        case TIMER_NO_LIMITS: print_plain("error setting timer resolution\n"); break;
+        case TIMER_OK: break;
     }
 }
 
 static void run_mode(const CommandLine &command) {
     switch (command.mode) {
-    case MODE_PLAY:
-        calibrate();
-        game_driver();
-        break;
-    case MODE_TEST_SUITE: run_epd_suite(settings.out_file, SUITE_ANALYSE); break;
-    case MODE_SCAN_PGN: scan_pgn(); break;
-    case MODE_BENCH: run_bench(command.bench_threaded); break;
-    case MODE_BOOK_MAKER: make_book(); break;
-    case MODE_CONFIG: break;  // a writer of configuration files was never added
-    case MODE_CONVERT_TRAINING: convert_training_epd(); break;
-    case MODE_GENERATE_TRAINING: generate_training_games(); break;
-    case MODE_EPD_TO_RECORDS: epd_to_records(); break;
-    case MODE_RECORDS_TO_EPD: records_to_epd(); break;
-    case MODE_PRUNE_NETWORK: prune_network(); break;
-    case MODE_SECOND_BOOK:
-        settings.multipv = 20;
-        run_epd_suite("junk.epd", SUITE_EXPAND);
-        break;
-    case MODE_TRAIN: break;  // refused before
+        case MODE_PLAY:
+            calibrate();
+            game_driver();
+            break;
+        case MODE_TEST_SUITE: run_epd_suite(settings.out_file, SUITE_ANALYSE); break;
+        case MODE_SCAN_PGN: scan_pgn(); break;
+        case MODE_BENCH: run_bench(command.bench_threaded); break;
+        case MODE_BOOK_MAKER: make_book(); break;
+        case MODE_CONFIG: break;  // a writer of configuration files was never added
+        case MODE_CONVERT_TRAINING: convert_training_epd(); break;
+        case MODE_GENERATE_TRAINING: generate_training_games(); break;
+        case MODE_EPD_TO_RECORDS: epd_to_records(); break;
+        case MODE_RECORDS_TO_EPD: records_to_epd(); break;
+        case MODE_PRUNE_NETWORK: prune_network(); break;
+        case MODE_SECOND_BOOK:
+            settings.multipv = 20;
+            run_epd_suite("junk.epd", SUITE_EXPAND);
+            break;
+        case MODE_TRAIN: break;  // refused before
     }
 }
 

@@ -47,6 +47,7 @@ static_assert(std::is_standard_layout_v<Settings>, "the rows below name fields b
 #define FIELD(name) offsetof(Settings, name), sizeof(Settings::name)
 
 // In the order of the "uci" list. Names are compared with case.
+// clang-format off
 static constexpr OptionRow OPTIONS[] = {
     // name               kind    low   high   field                  shown         rule
     {"ConfigFilePath",    TEXT,      0,     0, FIELD(config_path),    SHOW_SET,     LOADS_CONFIG},
@@ -74,11 +75,10 @@ static constexpr OptionRow OPTIONS[] = {
     {"Contempt",          SPIN,   -150,   150, FIELD(contempt),       SHOW_SET,     PLAIN},
     {"Selectivity",       SPIN,      0,   200, FIELD(selectivity),    SHOW_SET,     PLAIN},
 };
+// clang-format on
 #undef FIELD
 
-static char *field_of(Settings *record, const OptionRow &row) {
-    return reinterpret_cast<char *>(record) + row.offset;
-}
+static char *field_of(Settings *record, const OptionRow &row) { return reinterpret_cast<char *>(record) + row.offset; }
 
 static void store_number(const OptionRow &row, int value) {
     char *field = field_of(&settings, row);
@@ -123,21 +123,21 @@ static const char *rating_of_opponent(const char *value) {
 // What a change brings with it. Only called while no search runs.
 static void follow_change(const OptionRow &row) {
     switch (row.rule) {
-    case LOADS_CONFIG: load_config_file(); break;
-    case RESIZES_HASH:
-        if (!allocate_hash_table()) end_process(-1);
-        break;
-    case LOADS_NETWORK: load_network(); break;
-    case CLEARS_HASH: clear_hash_table(); break;
-    case OPENS_LOG:
-        // Going off only stops the writing; the file stays open and is taken up again.
-        if (settings.log_on && !log_file) open_log();
-        break;
-    case SETS_UP_TABLES: tb_init(); break;
-    case PROBE_DEPTH:
-        settings.syzygy_depth7 = settings.syzygy_depth6 < 7 ? static_cast<i8>(7) : settings.syzygy_depth6;
-        break;
-    default: break;
+        case LOADS_CONFIG: load_config_file(); break;
+        case RESIZES_HASH:
+            if (!allocate_hash_table()) end_process(-1);
+            break;
+        case LOADS_NETWORK: load_network(); break;
+        case CLEARS_HASH: clear_hash_table(); break;
+        case OPENS_LOG:
+            // Going off only stops the writing; the file stays open and is taken up again.
+            if (settings.log_on && !log_file) open_log();
+            break;
+        case SETS_UP_TABLES: tb_init(); break;
+        case PROBE_DEPTH:
+            settings.syzygy_depth7 = settings.syzygy_depth6 < 7 ? static_cast<i8>(7) : settings.syzygy_depth6;
+            break;
+        default: break;
     }
 }
 

@@ -40,8 +40,8 @@ static void count_below(Position *position, int depth) {
     } else {
         record->picker_stage = PICK_COUNT;
         record->hash_move = 0;
-        record->check_square = static_cast<u8>(
-            attacker_of_square(position, position->king_sq[side], side ^ 1, occupied(*position)));
+        record->check_square =
+            static_cast<u8>(attacker_of_square(position, position->king_sq[side], side ^ 1, occupied(*position)));
         record->in_check = record->check_square != NO_SQUARE;
     }
     for (bool first = true;; first = false) {
@@ -50,7 +50,8 @@ static void count_below(Position *position, int depth) {
         else entry = first ? record->move_list : record->current_move + 1;
         if (!entry || entry->move == END_OF_LIST) return;
         record->current_move = entry;
-        if (is_root ? !is_legal_when_made(position, entry->move) : !is_move_legal(position, side, entry->move)) continue;
+        if (is_root ? !is_legal_when_made(position, entry->move) : !is_move_legal(position, side, entry->move))
+            continue;
         if (depth == 1) {
             ++thread->perft_count;
             continue;
@@ -73,8 +74,8 @@ void run_perft(int depth) {
     constexpr double SHORTEST = 1e-6;  // seconds; keeps the rate finite
     search_setup();
     const double start = clock_seconds();
-    const double paths = static_cast<double>(
-        count_move_paths(&root_thread_state->position, std::clamp(depth, 1, PERFT_MAX_DEPTH)));
+    const double paths =
+        static_cast<double>(count_move_paths(&root_thread_state->position, std::clamp(depth, 1, PERFT_MAX_DEPTH)));
     const double seconds = std::max(clock_seconds() - start, SHORTEST);
     print_format("visited %0.0f nodes in %0.3f seconds, nps= %0.0f", paths, seconds, paths / seconds);
 }

@@ -78,6 +78,4 @@ double elo_of_node_rate(double nodes_per_second) {
 u16 read_search_state() { return search_state.load(std::memory_order_acquire); }
 void write_search_state(u16 state) { search_state.store(state, std::memory_order_release); }
 void add_search_state(u16 bits) { search_state.fetch_or(bits, std::memory_order_acq_rel); }
-void clear_search_state(u16 bits) {
-    search_state.fetch_and(static_cast<u16>(~bits), std::memory_order_acq_rel);
-}
+void clear_search_state(u16 bits) { search_state.fetch_and(static_cast<u16>(~bits), std::memory_order_acq_rel); }

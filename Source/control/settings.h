@@ -10,62 +10,62 @@ constexpr const char *PROGRAM_NAME = "Tarn 7.04";
 constexpr const char *PROGRAM_AUTHOR = "Ilse Marrow";
 
 constexpr int MAX_THREADS = 160;
-constexpr int PATH_LENGTH = 144;            // a longer file name is cut
-constexpr float INFO_NEVER = 99999.0f;      // info_min_time: print no information lines
+constexpr int PATH_LENGTH = 144;        // a longer file name is cut
+constexpr float INFO_NEVER = 99999.0f;  // info_min_time: print no information lines
 constexpr i64 NO_NODE_LIMIT = 1000000000000000;
 
 struct Settings {
-    Relaxed<u8> quit_flag;      // 1 after "quit"
-    float info_min_time;        // seconds of search before information lines; INFO_NEVER for none
-    float learn_rate;           // stored only
-    i64 train_count;            // positions to generate
-    i32 mini_batch;             // stored only
-    float train_weight;         // stored only
-    u8 numa;                    // stored only
-    u8 trace;                   // console "trace"; nothing reads it
-    u8 eval_debug;              // console "set debug": trace before the board
+    Relaxed<u8> quit_flag;  // 1 after "quit"
+    float info_min_time;    // seconds of search before information lines; INFO_NEVER for none
+    float learn_rate;       // stored only
+    i64 train_count;        // positions to generate
+    i32 mini_batch;         // stored only
+    float train_weight;     // stored only
+    u8 numa;                // stored only
+    u8 trace;               // console "trace"; nothing reads it
+    u8 eval_debug;          // console "set debug": trace before the board
     char in_file[PATH_LENGTH];
     char pgn_file[PATH_LENGTH];
     char out_file[PATH_LENGTH];
     char data_file[PATH_LENGTH];
-    Relaxed<u8> uci_mode;       // 1 UCI, 0 console
-    u8 has_popcnt;              // recorded, not read
-    u8 has_bmi;                 // recorded, not read
-    float calibration_nps;      // nodes per second measured at start, scaled; 0 before
-    float calibration_elo;      // rating of that speed
-    i64 soft_node_limit;        // nodes; counts once min_depth is completed
-    i64 node_limit;             // nodes
-    i16 min_depth;              // plies
-    i16 max_depth;              // plies, at most 80
-    i16 time_mode;              // 0 sudden death, 1 fixed time per move, n moves per control
-    float move_time;            // seconds
-    float time_increment;       // seconds per move
-    i32 hash_mb;                // megabytes, 0..32768
-    i16 threads;                // search threads, 0..160
-    u8 use_nn;                  // 1 network, 0 hand-crafted evaluation
-    i16 move_overhead;          // milliseconds, 0..1000
+    Relaxed<u8> uci_mode;   // 1 UCI, 0 console
+    u8 has_popcnt;          // recorded, not read
+    u8 has_bmi;             // recorded, not read
+    float calibration_nps;  // nodes per second measured at start, scaled; 0 before
+    float calibration_elo;  // rating of that speed
+    i64 soft_node_limit;    // nodes; counts once min_depth is completed
+    i64 node_limit;         // nodes
+    i16 min_depth;          // plies
+    i16 max_depth;          // plies, at most 80
+    i16 time_mode;          // 0 sudden death, 1 fixed time per move, n moves per control
+    float move_time;        // seconds
+    float time_increment;   // seconds per move
+    i32 hash_mb;            // megabytes, 0..32768
+    i16 threads;            // search threads, 0..160
+    u8 use_nn;              // 1 network, 0 hand-crafted evaluation
+    i16 move_overhead;      // milliseconds, 0..1000
     u8 ponder;
-    u8 chess960;                // castling is written as king takes rook
-    u8 multipv;                 // lines, 1..255
+    u8 chess960;  // castling is written as king takes rook
+    u8 multipv;   // lines, 1..255
     u8 limit_strength;
-    i16 uci_elo;                // 0 not set, else 1500..3300
+    i16 uci_elo;  // 0 not set, else 1500..3300
     u8 log_on;
     u8 own_book;
-    u8 book_variety;            // 0..100
-    i8 book_depth;              // plies, 0..60
-    i8 book2_depth;             // plies, 0..60
+    u8 book_variety;  // 0..100
+    i8 book_depth;    // plies, 0..60
+    i8 book2_depth;   // plies, 0..60
     char param_file[PATH_LENGTH];
     char nn_file[PATH_LENGTH];
     char config_path[PATH_LENGTH];
     char book_file[PATH_LENGTH];
     char book2_file[PATH_LENGTH];
     char syzygy_path[PATH_LENGTH];
-    i8 syzygy_depth6;           // lowest depth that probes 6 men, -5..100
-    i8 syzygy_depth7;           // the same for 7 men, never below 7
-    i16 opponent_elo;           // recorded, not read
-    i16 contempt;               // centipawns, -150..150
-    i16 selectivity;            // percent, 0..200
-    i16 contempt_drift;         // centipawns; no option reaches it
+    i8 syzygy_depth6;    // lowest depth that probes 6 men, -5..100
+    i8 syzygy_depth7;    // the same for 7 men, never below 7
+    i16 opponent_elo;    // recorded, not read
+    i16 contempt;        // centipawns, -150..150
+    i16 selectivity;     // percent, 0..200
+    i16 contempt_drift;  // centipawns; no option reaches it
     i16 SEP_depth;
     i16 NMP_depth;
     i16 FP_depth;
@@ -98,12 +98,12 @@ void write_search_state(u16 state);
 void add_search_state(u16 bits);
 void clear_search_state(u16 bits);
 
-extern Relaxed<u8> stop_search;       // raised by any thread; every search function returns on it
-extern u8 hash_enabled;               // 0 off, 1 on, 2 on and kept between console searches
-extern i16 hash_age;                  // stamp of the current search, 1..31; 0 before the first
-extern float side_clock[2];           // remaining seconds by colour
-extern Relaxed<i16> moves_to_go;      // moves to the next time control
-extern float time_factor;             // 1.0; kept for front ends that scale time
-extern float target_nps;              // node-rate cap of this search
-extern Relaxed<float> elapsed_time;   // seconds of this search
-extern char program_dir[512];         // directory of the program
+extern Relaxed<u8> stop_search;      // raised by any thread; every search function returns on it
+extern u8 hash_enabled;              // 0 off, 1 on, 2 on and kept between console searches
+extern i16 hash_age;                 // stamp of the current search, 1..31; 0 before the first
+extern float side_clock[2];          // remaining seconds by colour
+extern Relaxed<i16> moves_to_go;     // moves to the next time control
+extern float time_factor;            // 1.0; kept for front ends that scale time
+extern float target_nps;             // node-rate cap of this search
+extern Relaxed<float> elapsed_time;  // seconds of this search
+extern char program_dir[512];        // directory of the program

@@ -33,8 +33,8 @@ static constexpr float ENDLESS_SECONDS = 10000000.0f;  // move_time of a search 
 static constexpr float LONG_ANALYSIS = 100000.0f;      // seconds; the console's analysis has no other end
 static constexpr i16 MOVES_PER_CONTROL = 40;           // time_mode of "movestogo"
 
-static u8 debug_flag = 1;   // commands go to the log
-static bool go_infinite;    // the last "go" was without an end
+static u8 debug_flag = 1;  // commands go to the log
+static bool go_infinite;   // the last "go" was without an end
 
 // ---- setoption, ucinewgame ----
 

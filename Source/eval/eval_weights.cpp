@@ -9,10 +9,12 @@ EvalWeights eval_weights;
 static const float KNIGHT_MOBILITY[9] = {-0.53f, -0.16f, 0.0f, 0.12f, 0.22f, 0.31f, 0.39f, 0.47f, 0.47f};
 static const float SLIDER_MOBILITY[15] = {-0.47f, -0.14f, 0.0f,  0.11f, 0.20f, 0.27f, 0.35f, 0.41f,
                                           0.47f,  0.53f,  0.53f, 0.53f, 0.53f, 0.53f, 0.53f};
+// clang-format off
 static const float QUEEN_MOBILITY[28] = {-0.47f, -0.24f, -0.14f, -0.06f, 0.0f,  0.06f, 0.11f,
                                          0.15f,  0.20f,  0.24f,  0.27f,  0.31f, 0.35f, 0.38f,
                                          0.41f,  0.41f,  0.41f,  0.41f,  0.41f, 0.41f, 0.41f,
                                          0.41f,  0.41f,  0.41f,  0.41f,  0.41f, 0.41f, 0.41f};
+// clang-format on
 static const float OUTPOST_WEIGHT[4] = {0.0f, 0.33f, 0.67f, 1.0f};
 
 // By relative rank.
@@ -45,8 +47,7 @@ static void derive_passer_weights() {
         for (int distance = 0; distance <= 6; ++distance) {
             // An own king on the point ahead of the pawn is in its way: worth less than one beside it.
             const int own = distance == 0 ? -1 : distance - 2;
-            eval_weights.passer_own_king[rank][distance] =
-                packed_share(ppawn_fkprox, weight * static_cast<float>(own));
+            eval_weights.passer_own_king[rank][distance] = packed_share(ppawn_fkprox, weight * static_cast<float>(own));
             eval_weights.passer_enemy_king[rank][distance] =
                 packed_share(ppawn_ekprox, weight * static_cast<float>(distance - 2));
         }

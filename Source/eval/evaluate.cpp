@@ -16,6 +16,7 @@ u8 root_side;
 // The boards below show rank 1 in the first row.
 
 // Steps from the four centre squares, rows and files added up.
+// clang-format off
 static constexpr u8 CENTER_DISTANCE[64] = {
     6, 5, 4, 3, 3, 4, 5, 6,
     5, 4, 3, 2, 2, 3, 4, 5,
@@ -26,8 +27,10 @@ static constexpr u8 CENTER_DISTANCE[64] = {
     5, 4, 3, 2, 2, 3, 4, 5,
     6, 5, 4, 3, 3, 4, 5, 6,
 };
+// clang-format on
 
 // Mating with bishop and knight: where the strong king wants to be.
+// clang-format off
 static constexpr i16 BN_KING_RING[64] = {
     0, 0, 0, 0, 0, 0, 0, 0,
     0, 1, 1, 1, 1, 1, 1, 0,
@@ -38,8 +41,10 @@ static constexpr i16 BN_KING_RING[64] = {
     0, 1, 1, 1, 1, 1, 1, 0,
     0, 0, 0, 0, 0, 0, 0, 0,
 };
+// clang-format on
 
 // Where the weak king is to be driven: the corners a1 and h8 of the bishop's colour.
+// clang-format off
 static constexpr i16 BN_CORNER[64] = {
     9, 8, 7, 6, 5, 4, 3, 2,
     8, 7, 6, 5, 4, 3, 2, 3,
@@ -50,6 +55,7 @@ static constexpr i16 BN_CORNER[64] = {
     3, 2, 3, 4, 5, 6, 7, 8,
     2, 3, 4, 5, 6, 7, 8, 9,
 };
+// clang-format on
 
 // Packed material of the endings with a recogniser.
 constexpr i32 LONE_PAWN = MATERIAL_STEP[PAWN];
@@ -58,8 +64,8 @@ constexpr i32 BISHOP_AND_KNIGHT = MATERIAL_STEP[BISHOP] + MATERIAL_STEP[KNIGHT];
 constexpr i32 MINORS_MASK = 0xFF0;
 constexpr i32 HEAVY_MASK = ~0xFFF;  // rooks and queens
 
-constexpr int CACHE_FIRST_PLY = 3;        // the plies before compute afresh
-constexpr int CONTEMPT_FIRST_PLY = 5;     // of the game: the opening moves are played without
+constexpr int CACHE_FIRST_PLY = 3;     // the plies before compute afresh
+constexpr int CONTEMPT_FIRST_PLY = 5;  // of the game: the opening moves are played without
 
 static int count_of(i32 material, int type) { return material >> (4 * (type - 1)) & 15; }
 static int minors_of(i32 material) { return count_of(material, KNIGHT) + count_of(material, BISHOP); }
@@ -164,8 +170,8 @@ static int contempt_term(const Position &position) {
                        550 * (count_of(white, ROOK) + count_of(black, ROOK)) +
                        350 * (minors_of(white) + minors_of(black));
     const int pawns = 100 * (count_of(white, PAWN) + count_of(black, PAWN));
-    const int material = std::max(pieces, 1000) + 2 * std::min(pawns, 1200) - 1000;  // 0..8520
-    const double share = settings.contempt * 0.0001201923076923077 * material;       // 1 / 8320
+    const int material = std::max(pieces, 1000) + 2 * std::min(pawns, 1200) - 1000;            // 0..8520
+    const double share = settings.contempt * 0.0001201923076923077 * material;                 // 1 / 8320
     const double drift = settings.contempt_drift * 0.0002403846153846154 * (material - 4160);  // 1 / 4160
     return static_cast<int>(share + drift);
 }

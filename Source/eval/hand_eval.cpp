@@ -85,11 +85,11 @@ static bool is_wrong_corner(const Bitboard *own, Square enemy_king, Square corne
 // How much of a lead of `leader` can be won in an ending of few pieces: 1 down to 0.05.
 static float ending_scale(const Position &position, int leader) {
     const Bitboard *white = position.pieces, *black = position.pieces + BLACK_CODE;
-    const int white_pieces = 3 * popcount(white[KNIGHT] | white[BISHOP]) + 5 * popcount(white[ROOK]) +
-                             9 * popcount(white[QUEEN]);
+    const int white_pieces =
+        3 * popcount(white[KNIGHT] | white[BISHOP]) + 5 * popcount(white[ROOK]) + 9 * popcount(white[QUEEN]);
     if (white_pieces > 8) return 1.0f;
-    const int black_pieces = 3 * popcount(black[KNIGHT] | black[BISHOP]) + 5 * popcount(black[ROOK]) +
-                             9 * popcount(black[QUEEN]);
+    const int black_pieces =
+        3 * popcount(black[KNIGHT] | black[BISHOP]) + 5 * popcount(black[ROOK]) + 9 * popcount(black[QUEEN]);
     const int lead = white_pieces - black_pieces;
     if (black_pieces > 8 || lead > 3 || lead < -3) return 1.0f;
 
@@ -120,8 +120,8 @@ int blend_score(i32 packed, float phase) {
     const i16 mg = static_cast<i16>(packed);
     const i32 eg = packed >> 16;
     const float mg_part = static_cast<float>(mg) * phase;
-    return static_cast<int>(std::fma(1.0 - static_cast<double>(phase), static_cast<double>(eg),
-                                     static_cast<double>(mg_part)));
+    return static_cast<int>(
+        std::fma(1.0 - static_cast<double>(phase), static_cast<double>(eg), static_cast<double>(mg_part)));
 }
 
 int hand_eval(ThreadState *thread) {

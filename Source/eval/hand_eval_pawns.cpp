@@ -24,8 +24,7 @@ static u32 pawn_structure(const Position &position, const EvalScratch &scratch) 
     const i32 *squares = eval_weights.pawn_square[same_wing];
     u32 score = 0;
     for (Bitboard set = pawns; set; set &= set - 1) score += squares[lowest(set) ^ mirror];
-    for (Bitboard set = pawns & attacks; set; set &= set - 1)
-        score += eval_weights.pawn_defended[lowest(set) ^ mirror];
+    for (Bitboard set = pawns & attacks; set; set &= set - 1) score += eval_weights.pawn_defended[lowest(set) ^ mirror];
     // A pawn whose next square is guarded by a pawn has a neighbour on its rank.
     for (Bitboard set = pawns & ahead<US ^ 1>(attacks); set; set &= set - 1)
         score += eval_weights.pawn_neighbour[lowest(set) ^ mirror];
@@ -79,8 +78,8 @@ static u32 passed_pawns(const Position &position, EvalScratch &scratch) {
     constexpr Bitboard HAS_RANK_AHEAD = US == WHITE ? ~(RANK_1 << 56) : ~RANK_1;
     const Bitboard pawns = position.pieces[PAWN] | position.pieces[BLACK_CODE + PAWN];
     const Bitboard enemies = position.pieces[THEM * BLACK_CODE];
-    const Bitboard contested = (scratch.attacks[THEM][0] | enemies) &
-                               (~scratch.attacks[US][0] | scratch.double_attacks[THEM]);
+    const Bitboard contested =
+        (scratch.attacks[THEM][0] | enemies) & (~scratch.attacks[US][0] | scratch.double_attacks[THEM]);
     const Bitboard *rays = US == WHITE ? ray_north : ray_south;
     u32 score = 0;
     Bitboard set = scratch.passers & position.pieces[US * BLACK_CODE + PAWN] & HAS_RANK_AHEAD;
@@ -135,8 +134,7 @@ static u32 candidate_pawns(const Position &position, const EvalScratch &scratch)
         const Bitboard line = (US == WHITE ? ray_north : ray_south)[square];
         if (line & all) continue;
         const int supporters = popcount(beside(bit(square)) & pawns);
-        const int opposers =
-            popcount(scratch.attacks[THEM][0] & line) + ((scratch.double_attacks[THEM] & line) != 0);
+        const int opposers = popcount(scratch.attacks[THEM][0] & line) + ((scratch.double_attacks[THEM] & line) != 0);
         if (opposers > supporters) continue;
         const Square seventh = (US == WHITE ? 48 : 8) + file_of(square);
         const int distance = std::min(square_distance(position.king_sq[THEM], seventh), 5);

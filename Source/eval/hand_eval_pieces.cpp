@@ -215,16 +215,14 @@ static u32 king_safety(const Position &position, const EvalScratch &scratch) {
     const Bitboard diagonal_checks = open & bishop_attacks(king, all);
     const Bitboard straight_checks = open & rook_attacks(king, all);
     const int queen_checks = ((queens & diagonal_checks) != 0) + ((queens & straight_checks) != 0);
-    const int checks = queen_checks + popcount((knights & jump_checks) | (bishops & diagonal_checks) |
-                                               (rooks & straight_checks));
+    const int checks =
+        queen_checks + popcount((knights & jump_checks) | (bishops & diagonal_checks) | (rooks & straight_checks));
     score += packed_times(checks, enemy_checks);
 
     const int danger = scratch.king_attack[US] - shield - 2 +
                        popcount(zone & enemy_attacks[PAWN] & ~own_attacks[PAWN]) +
-                       3 * popcount((diagonal_checks | zone) & bishops) +
-                       4 * popcount((jump_checks | zone) & knights) +
-                       4 * popcount((straight_checks | zone) & rooks) +
-                       5 * (queen_checks + popcount(zone & queens));
+                       3 * popcount((diagonal_checks | zone) & bishops) + 4 * popcount((jump_checks | zone) & knights) +
+                       4 * popcount((straight_checks | zone) & rooks) + 5 * (queen_checks + popcount(zone & queens));
     if (danger > 0) {
         const float share = static_cast<float>(danger * danger) * 0.0015f;
         score += packed_share(enemy[QUEEN] ? king_danger1 : king_danger2, share);
@@ -272,8 +270,8 @@ static void attacked_men(const Position &position, EvalScratch &scratch) {
     const Bitboard own_all = scratch.attacks[US][0], enemy_all = scratch.attacks[THEM][0];
     const Bitboard own_pawns = scratch.attacks[US][PAWN], enemy_pawns = scratch.attacks[THEM][PAWN];
     // Squares where the enemy attacks more often than we can answer.
-    const Bitboard weak = (~(own_pawns | scratch.double_attacks[US]) & scratch.double_attacks[THEM]) |
-                          (~own_all & enemy_all);
+    const Bitboard weak =
+        (~(own_pawns | scratch.double_attacks[US]) & scratch.double_attacks[THEM]) | (~own_all & enemy_all);
 
     const Bitboard pawns = own[PAWN] & enemy_all & ~own_pawns & ~enemy_pawns;
     const Bitboard lost_pawns = pawns & weak;
@@ -301,8 +299,8 @@ static void push_threats(const Position &position, EvalScratch &scratch) {
     const Bitboard empty = ~occupied(position);
     const Bitboard single = ahead<US>(own[PAWN]) & empty;
     const Bitboard pushes = single | (ahead<US>(single & RANK_3) & empty);
-    const Bitboard safe = pushes & ~scratch.attacks[THEM][PAWN] &
-                          ~(scratch.attacks[THEM][0] & ~scratch.attacks[US][PAWN]);
+    const Bitboard safe =
+        pushes & ~scratch.attacks[THEM][PAWN] & ~(scratch.attacks[THEM][0] & ~scratch.attacks[US][PAWN]);
     const Bitboard targets = ahead<US>(beside(safe)) & enemy[0] & ~enemy[PAWN] & ~scratch.hung_pieces;
     add_score(scratch, THEM, packed_times(popcount(targets), ppush_threat));
 }

@@ -14,11 +14,11 @@
 #include "eval/network_file.h"
 #include "eval/network_rows.h"
 
-constexpr int ENEMY_ROWS = 384;       // rows of the perspective's own pieces come first
+constexpr int ENEMY_ROWS = 384;  // rows of the perspective's own pieces come first
 constexpr int BUCKET_ROWS = 768;
-constexpr int MAX_CHANGED = 6;        // changed squares of a side up to which the difference pays
-constexpr int CLEAN_PLIES = 2;        // first plies of a search always start from the biases
-constexpr int MAX_STEPS = 128;        // every square emptied and filled again
+constexpr int MAX_CHANGED = 6;  // changed squares of a side up to which the difference pays
+constexpr int CLEAN_PLIES = 2;  // first plies of a search always start from the biases
+constexpr int MAX_STEPS = 128;  // every square emptied and filled again
 constexpr int NO_BUFFERS = -10001;
 constexpr float ROUNDING = 0.49999997f;  // the last float below one half
 constexpr std::align_val_t BUFFER_ALIGNMENT{64};
@@ -66,8 +66,7 @@ static bool make_buffers(ThreadState *thread) {
         thread->acc_cache->white_acc = allocate_words(net_hidden_size / 2);
         thread->acc_cache->black_acc = allocate_words(net_hidden_size / 2);
     }
-    if (!thread->accumulator || !thread->acc_cache || !thread->acc_cache->white_acc ||
-        !thread->acc_cache->black_acc) {
+    if (!thread->accumulator || !thread->acc_cache || !thread->acc_cache->white_acc || !thread->acc_cache->black_acc) {
         free_network_buffers(thread);
         return false;
     }
@@ -110,18 +109,16 @@ static inline void append_rows(RowLists &lists, const Frame &frame, int colour, 
 static bool snapshot_serves(const ThreadState *thread, const Frame &frame) {
     const AccumulatorCache &cache = *thread->acc_cache;
     const Position &position = thread->position;
-    return thread->acc_generation == net_generation &&
-           frame.mirror[WHITE] == cache.mirror[WHITE] && frame.mirror[BLACK] == cache.mirror[BLACK] &&
-           frame.bucket[WHITE] == cache.king_bucket[WHITE] && frame.bucket[BLACK] == cache.king_bucket[BLACK] &&
+    return thread->acc_generation == net_generation && frame.mirror[WHITE] == cache.mirror[WHITE] &&
+           frame.mirror[BLACK] == cache.mirror[BLACK] && frame.bucket[WHITE] == cache.king_bucket[WHITE] &&
+           frame.bucket[BLACK] == cache.king_bucket[BLACK] &&
            popcount(position.pieces[0] ^ cache.white_sets[0]) <= MAX_CHANGED &&
-           popcount(position.pieces[BLACK_CODE] ^ cache.black_sets[0]) <= MAX_CHANGED &&
-           thread->eval_ply > CLEAN_PLIES;
+           popcount(position.pieces[BLACK_CODE] ^ cache.black_sets[0]) <= MAX_CHANGED && thread->eval_ply > CLEAN_PLIES;
 }
 
 // Rows that lead from the snapshot to the position. The order (by type; white before black; gone before
 // new) is part of the result, since the additions saturate.
-static void list_changes(const Position &position, const AccumulatorCache &cache, const Frame &frame,
-                         RowLists &lists) {
+static void list_changes(const Position &position, const AccumulatorCache &cache, const Frame &frame, RowLists &lists) {
     lists.count = 0;
     for (int type = PAWN; type <= KING; ++type) {
         const Bitboard white = position.pieces[type];
@@ -166,15 +163,14 @@ static void select_head(ThreadState *thread) {
     constexpr int TYPES = 5;
     for (int colour = WHITE; colour <= BLACK; ++colour) {
         i16 *counts = thread->piece_counts + TYPES * colour;
-        for (int i = 0; i < TYPES; ++i)
-            counts[i] = static_cast<i16>(thread->position.material[colour] >> (4 * i) & 15);
+        for (int i = 0; i < TYPES; ++i) counts[i] = static_cast<i16>(thread->position.material[colour] >> (4 * i) & 15);
         const int queens = counts[QUEEN - 1];
         int value = 3 * (counts[KNIGHT - 1] + counts[BISHOP - 1]) + 5 * counts[ROOK - 1];
         value = value ? value + 9 * queens : 5 * queens;  // queens alone count as rooks
         thread->net_material[colour] = static_cast<i16>(value);
     }
-    const int value = thread->net_material[0] > thread->net_material[1] ? thread->net_material[0]
-                                                                        : thread->net_material[1];
+    const int value =
+        thread->net_material[0] > thread->net_material[1] ? thread->net_material[0] : thread->net_material[1];
     if (net_output_count != TYPES) thread->output_head = 0;
     else thread->output_head = value >= 19 ? 0 : value >= 12 ? 1 : value >= 6 ? 2 : value >= 3 ? 3 : 4;
 }

@@ -62,8 +62,7 @@ extern "C" const u8 embedded_network[];
 extern "C" const u8 embedded_network_end[];
 
 static int king_buckets_of(const NetworkHeader &header) {
-    return header.king_buckets < FEATURES_PER_BUCKET ? header.king_buckets
-                                                     : header.king_buckets / FEATURES_PER_BUCKET;
+    return header.king_buckets < FEATURES_PER_BUCKET ? header.king_buckets : header.king_buckets / FEATURES_PER_BUCKET;
 }
 
 static i64 first_layer_size(const NetworkHeader &header) {
@@ -123,9 +122,7 @@ static void set_geometry(const NetworkHeader &header) {
     hidden_biases = output_weights + OUTPUT_ROWS * net_hidden_size;
 }
 
-static void clear_weights() {
-    std::memset(net_weights, 0, static_cast<std::size_t>(net_weight_count) * sizeof(i16));
-}
+static void clear_weights() { std::memset(net_weights, 0, static_cast<std::size_t>(net_weight_count) * sizeof(i16)); }
 
 static void widen_bytes(const i8 *bytes, i16 *words, std::size_t count) {
     for (std::size_t i = 0; i < count; ++i) words[i] = bytes[i];

@@ -4,9 +4,9 @@
 
 #include <immintrin.h>
 
-constexpr int LANES = 16;         // 16-bit words in a vector
-constexpr int TILE = 8;           // vectors of a full tile: half of the registers
-constexpr int SLOPE_SHIFT = 6;    // below zero the activation has a slope of 1/64
+constexpr int LANES = 16;                            // 16-bit words in a vector
+constexpr int TILE = 8;                              // vectors of a full tile: half of the registers
+constexpr int SLOPE_SHIFT = 6;                       // below zero the activation has a slope of 1/64
 constexpr int SLOPE_ROUND = (1 << SLOPE_SHIFT) - 1;  // makes the shift truncate toward zero
 
 static inline __m256i load_words(const i16 *words) {
@@ -63,9 +63,7 @@ u32 pass_half(const HalfPass &pass, int length) {
     return sum_of_lanes(sum) + pass_half_portable(pass, at, length);
 }
 
-static i16 saturate(int value) {
-    return static_cast<i16>(value < -32768 ? -32768 : value > 32767 ? 32767 : value);
-}
+static i16 saturate(int value) { return static_cast<i16>(value < -32768 ? -32768 : value > 32767 ? 32767 : value); }
 
 u32 pass_half_portable(const HalfPass &pass, int begin, int end) {
     u32 sum = 0;

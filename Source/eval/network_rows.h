@@ -15,8 +15,8 @@ struct HalfPass {
     const i16 *start;      // sums to begin with: the last pass's, or the biases
     const RowStep *steps;  // applied in order, each with saturation: the order can show in the result
     int step_count;
-    i16 *sums;             // out: the new sums
-    const i16 *weights;    // output weights of this half
+    i16 *sums;           // out: the new sums
+    const i16 *weights;  // output weights of this half
 };
 
 // The activation: as it stands from 0 up, a 64th (toward zero) below.

@@ -9,7 +9,7 @@ void prepare_process();
 
 // The current directory, at most size - 1 characters; empty text when it can't be told.
 void working_directory(char *buffer, int size);
-bool delete_file(const char *path);   // true when the file is gone afterwards or was never there
+bool delete_file(const char *path);  // true when the file is gone afterwards or was never there
 bool file_exists(const char *path);
 // True when the processor has the instructions; recorded at start.
 inline bool processor_has_popcnt() { return __builtin_cpu_supports("popcnt") != 0; }

@@ -63,8 +63,7 @@ void clear_hash_table() {
     if (!hash_memory || !hash_enabled) return;
     if (settings.threads <= 1 || hash_entries <= PARALLEL_CLEAR_ENTRIES)
         std::memset(static_cast<void *>(hash_memory), 0, static_cast<u64>(hash_entries) * sizeof(HashEntry));
-    else
-        clear_hash_parallel();
+    else clear_hash_parallel();
 }
 
 // Half the block serves each side; the mask is a power of two, so a size that is none leaves the
@@ -130,19 +129,32 @@ static int hash_move_fault(Position *position, Move move) {
     if (!(position->pieces[piece_code(side, type)] & bit(from))) return 3;
     if (victim && colour_of(victim) == side) return 4;
     if (flags) {
-        const bool known = flags == PROMO_QUEEN || flags == PROMO_KNIGHT || flags == PROMO_BISHOP || flags == PROMO_ROOK;
+        const bool known =
+            flags == PROMO_QUEEN || flags == PROMO_KNIGHT || flags == PROMO_BISHOP || flags == PROMO_ROOK;
         if (type != PAWN || relative_rank(side, from) != 6 || !known) return 6;
     } else if (type == PAWN && relative_rank(side, from) == 6) {
         return 6;
     }
     const Bitboard blockers = between[from][to] & occupancy, goal = bit(to);
     switch (type) {
-        case PAWN: if (!is_pawn_geometry(position, side, from, to)) return 7; break;
-        case KNIGHT: if (!(knight_attacks[from] & goal)) return 8; break;
-        case BISHOP: if (!(bishop_mask[from] & goal) || blockers) return 9; break;
-        case ROOK: if (!(rook_mask[from] & goal) || blockers) return 10; break;
-        case QUEEN: if (!((bishop_mask[from] | rook_mask[from]) & goal) || blockers) return 11; break;
-        default: if (!(king_attacks[from] & goal)) return 12; break;
+        case PAWN:
+            if (!is_pawn_geometry(position, side, from, to)) return 7;
+            break;
+        case KNIGHT:
+            if (!(knight_attacks[from] & goal)) return 8;
+            break;
+        case BISHOP:
+            if (!(bishop_mask[from] & goal) || blockers) return 9;
+            break;
+        case ROOK:
+            if (!(rook_mask[from] & goal) || blockers) return 10;
+            break;
+        case QUEEN:
+            if (!((bishop_mask[from] | rook_mask[from]) & goal) || blockers) return 11;
+            break;
+        default:
+            if (!(king_attacks[from] & goal)) return 12;
+            break;
     }
     return is_move_legal(position, side, move) ? 0 : 14;
 }

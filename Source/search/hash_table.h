@@ -22,7 +22,7 @@ static_assert(sizeof(HashEntry) == 16);
 enum HashBound { BOUND_UPPER = 1, BOUND_LOWER = 2, BOUND_EXACT = 3 };
 
 extern HashEntry *hash_memory;
-extern i64 hash_entries;       // 16-byte units in the requested size
+extern i64 hash_entries;  // 16-byte units in the requested size
 extern HashEntry *hash_tables[2];
 extern u64 hash_mask;
 extern Relaxed<float> hashfull;  // share of current entries, 0..1
@@ -61,4 +61,3 @@ void count_hashfull();
     if (type_of(entry->piece) == PAWN && (from ^ to) == 16) key ^= zobrist[(from + to) / 2];
     prefetch_bucket(position->stm ^ 1, key);
 }
-

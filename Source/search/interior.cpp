@@ -22,15 +22,15 @@
 
 const int PIECE_VALUE[7] = {0, 100, 350, 350, 550, 1060, 10000};
 
-static constexpr int LOST_MATE_BOUND = -9499;      // below it a move may be the only one that delays mate
-static constexpr int NULL_MOVE_MARGIN = 14;        // the evaluation must exceed beta by more
-static constexpr int NULL_MOVE_CUT_DEPTH = 5;      // deeper nodes are only shortened by this
-static constexpr int MIN_PRUNING_MATERIAL = 500;   // side to move; below it zugzwang is near
+static constexpr int LOST_MATE_BOUND = -9499;     // below it a move may be the only one that delays mate
+static constexpr int NULL_MOVE_MARGIN = 14;       // the evaluation must exceed beta by more
+static constexpr int NULL_MOVE_CUT_DEPTH = 5;     // deeper nodes are only shortened by this
+static constexpr int MIN_PRUNING_MATERIAL = 500;  // side to move; below it zugzwang is near
 static constexpr int MAX_RAZOR_ALPHA = 2000;
 static constexpr int MIN_STATIC_BETA = -1999;
-static constexpr int TB_SCORE_LIMIT = 4999;        // windows beyond it look for mates, not for table results
+static constexpr int TB_SCORE_LIMIT = 4999;  // windows beyond it look for mates, not for table results
 static constexpr int TB_EVAL_SHIFT = 4000;
-static constexpr int TB_MUST_PROBE = 256;          // depth that passes every probe-depth limit
+static constexpr int TB_MUST_PROBE = 256;  // depth that passes every probe-depth limit
 static constexpr int IID_DEPTH = 4;
 static constexpr u32 HISTORY_SCALE = 0x40000;
 
@@ -42,9 +42,9 @@ struct NodeState {
     int side, ply, depth, alpha, beta, node_type;
     u16 *pv;
     int static_eval;
-    int hash_depth;  // -99 without an entry
+    int hash_depth;              // -99 without an entry
     bool fails_low, fails_high;  // what the hash entry says of the window
-    int result;      // the node's value, when a step settles it
+    int result;                  // the node's value, when a step settles it
 };
 
 // Master only: keep to the node rate of a limited strength, and to node limits, which wait while
@@ -360,7 +360,7 @@ struct LoopState {
     ThreadState *thread;
     PlyRecord *record;
     int side, ply, depth, node_type;
-    int alpha;      // running
+    int alpha;  // running
     int best;
     Move best_move;
     u16 *pv;

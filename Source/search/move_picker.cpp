@@ -14,8 +14,8 @@
 const i16 GOOD_CAPTURE_SCORE[6] = {210, 220, 230, 230, 240, 250};
 const i16 BAD_CAPTURE_SCORE[6] = {2, 4, 12, 12, 16, 20};
 
-static constexpr int GOOD_LIMIT = 150;   // captures at or below it wait for the quiet moves
-static constexpr int ORDER_LIMIT = 2;    // moves at or below it come as they lie
+static constexpr int GOOD_LIMIT = 150;  // captures at or below it wait for the quiet moves
+static constexpr int ORDER_LIMIT = 2;   // moves at or below it come as they lie
 static constexpr i16 HASH_MOVE_SCORE = 255;
 static constexpr i16 CHECK_SCORE = 100;
 static constexpr u16 STAGE_MASK = 15;
@@ -194,9 +194,7 @@ MoveEntry *next_move(Position *position) {
                     searching = true;
                 }
                 break;
-            case 7:
-                found = current->move == END_OF_LIST ? nullptr : current;
-                break;
+            case 7: found = current->move == END_OF_LIST ? nullptr : current; break;
             case 8:
                 stage = 9;
                 searching = true;
@@ -205,8 +203,7 @@ MoveEntry *next_move(Position *position) {
                 found = select_best(record, current);
                 if (found->move == END_OF_LIST) found = nullptr;
                 break;
-            default:
-                break;
+            default: break;
         }
     }
     record->picker_stage = static_cast<u16>(flags | stage);

@@ -3,14 +3,14 @@
 
 #include "board/thread_state.h"
 
-constexpr u16 PICK_HASH_MOVE = 0x10;   // hand out hash_move first
-constexpr u16 PICK_ALWAYS = 0x20;      // set by all callers, not tested
-constexpr u16 PICK_FULL = 0x40;        // captures by exchange value, under-promotions, quiet stages
-constexpr u16 PICK_CHECKS = 0x80;      // after the captures, quiet checks
-constexpr u16 PICK_SEARCH = 0x70;      // search_moves
+constexpr u16 PICK_HASH_MOVE = 0x10;  // hand out hash_move first
+constexpr u16 PICK_ALWAYS = 0x20;     // set by all callers, not tested
+constexpr u16 PICK_FULL = 0x40;       // captures by exchange value, under-promotions, quiet stages
+constexpr u16 PICK_CHECKS = 0x80;     // after the captures, quiet checks
+constexpr u16 PICK_SEARCH = 0x70;     // search_moves
 constexpr u16 PICK_QUIESCE_CHECKS = 0xA0;
 constexpr u16 PICK_QUIESCE = 0x20;
-constexpr u16 PICK_COUNT = 0x60;       // the move counter of perft
+constexpr u16 PICK_COUNT = 0x60;  // the move counter of perft
 
 extern const i16 GOOD_CAPTURE_SCORE[6];  // by captured type
 extern const i16 BAD_CAPTURE_SCORE[6];

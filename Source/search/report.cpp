@@ -16,9 +16,9 @@
 #include "search/search_state.h"
 #include "search/time_check.h"
 
-static constexpr int CONSOLE_MOVES = 8;         // a console line while the search runs, and its folding
+static constexpr int CONSOLE_MOVES = 8;  // a console line while the search runs, and its folding
 static constexpr int CONSOLE_MOVES_FINAL = 32;
-static constexpr int LINE_LIMIT = 76;           // pv_from_hash goes no deeper
+static constexpr int LINE_LIMIT = 76;  // pv_from_hash goes no deeper
 
 void publish_best(ThreadState *thread) {
     if (thread->pv_line[1] != best_pv[1]) best_change_depth = thread->completed_depth;
@@ -49,7 +49,9 @@ static void line_text(const Relaxed<u16> *pv, int limit, bool folded, char *out,
     for (int i = 1; i <= limit && pv[i]; ++i) {
         char move[MOVE_TEXT];
         move_to_text(position, root_side ^ ((i - 1) & 1), pv[i], move);
-        const char *gap = i == 1 ? "" : folded && (i - 1) % CONSOLE_MOVES == 0 ? "\n                              " : " ";
+        const char *gap = i == 1                                   ? ""
+                          : folded && (i - 1) % CONSOLE_MOVES == 0 ? "\n                              "
+                                                                   : " ";
         const int written = std::snprintf(out + length, size - length, "%s%s", gap, move);
         if (written < 0 || length + static_cast<std::size_t>(written) >= size) return;
         length += static_cast<std::size_t>(written);
@@ -71,10 +73,10 @@ void report_line(int thread_number, int line_number, int depth, int score, const
         char multipv[24] = "", value[24];
         if (settings.multipv > 1) std::snprintf(multipv, sizeof multipv, "multipv %d ", line_number);
         score_text(score, value, sizeof value);
-        print_format("info %s%sdepth %d seldepth %d score %s time %.0f nodes %.0f nps %.0f tbhits %.0f hashfull %.0f pv %s",
-                     multipv, "", depth, search_totals.seldepth.word.load(std::memory_order_relaxed), value,
-                     seconds * 1000.0, nodes, rate, static_cast<double>(search_totals.tb_hits),
-                     static_cast<double>(hashfull) * 1000.0, moves);
+        print_format(
+            "info %s%sdepth %d seldepth %d score %s time %.0f nodes %.0f nps %.0f tbhits %.0f hashfull %.0f pv %s",
+            multipv, "", depth, search_totals.seldepth.word.load(std::memory_order_relaxed), value, seconds * 1000.0,
+            nodes, rate, static_cast<double>(search_totals.tb_hits), static_cast<double>(hashfull) * 1000.0, moves);
         return;
     }
     line_text(pv, stop_search ? CONSOLE_MOVES_FINAL : CONSOLE_MOVES, true, moves, sizeof moves);

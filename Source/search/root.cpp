@@ -28,11 +28,11 @@
 
 static constexpr u32 HISTORY_START = 16384;
 static constexpr int QUIET_ORDER = HISTORY_START * 80 / 0x40000;
-static constexpr int ATTEMPTS = 20;            // aspiration windows of one line
-static constexpr int WINDOW_OPEN = 8000;       // a bound beyond it opens its side
-static constexpr int LAST_GAME_PLY = 883;      // game_ply + depth stays within the stack
+static constexpr int ATTEMPTS = 20;        // aspiration windows of one line
+static constexpr int WINDOW_OPEN = 8000;   // a bound beyond it opens its side
+static constexpr int LAST_GAME_PLY = 883;  // game_ply + depth stays within the stack
 static constexpr int TB_WIN_SCORE = 9800;
-static constexpr int TB_DEPTH = 99;            // printed for an answer from the tables
+static constexpr int TB_DEPTH = 99;  // printed for an answer from the tables
 static constexpr int TB_ROOT_PROBE_DEPTH = 80;
 static constexpr int TB_RANK_FIFTY = 10;       // from here on progress comes before searching
 static constexpr float FULL_ROOT_RATE = 2000;  // node rates above search depth 1 with full windows
@@ -142,8 +142,7 @@ static bool master_root_tests(ThreadState *thread) {
     }
     if (!in_check) {
         u16 line[PV_SIZE] = {};
-        root_quiescence_score =
-            quiesce_moves(position, position->stm, 1, 0, -SCORE_INFINITE, SCORE_INFINITE, 0, line);
+        root_quiescence_score = quiesce_moves(position, position->stm, 1, 0, -SCORE_INFINITE, SCORE_INFINITE, 0, line);
         for (int i = 0; i <= MAX_PLY; ++i) thread->pv_line[i] = line[i];
     }
     if (settings.max_depth > 0) return true;
@@ -163,7 +162,8 @@ static void make_root_list(ThreadState *thread) {
         if (!is_move_legal(position, side, entry->move)) continue;
         *kept = *entry;
         const bool en_passant = type_of(kept->piece) == PAWN && to_of(kept->move) == position->ep_square;
-        kept->score = kept->captured || en_passant ? capture_order_score(position, side, kept) : static_cast<i16>(QUIET_ORDER);
+        kept->score =
+            kept->captured || en_passant ? capture_order_score(position, side, kept) : static_cast<i16>(QUIET_ORDER);
         ++kept;
     }
     close_move_list(thread, kept);
@@ -176,7 +176,9 @@ static void filter_by_tables(ThreadState *thread) {
     const int wdl = tb_root_wdl;
     char line[512];
     int length = std::snprintf(line, sizeof line, "info string TB result is %s with moves: ",
-                               wdl == 4 ? "WIN" : wdl == 0 ? "LOSS" : "DRAW");
+                               wdl == 4   ? "WIN"
+                               : wdl == 0 ? "LOSS"
+                                          : "DRAW");
     for (MoveEntry *entry = thread->plies[1].move_list; entry->move != END_OF_LIST; ++entry) {
         make_move(position, entry->move);
         const int reply = tb_probe_wdl(position, TB_ROOT_PROBE_DEPTH);
@@ -221,8 +223,8 @@ static bool answer_from_tables(ThreadState *thread) {
 // One pass over the root moves with one window.
 struct Attempt {
     ThreadState *thread;
-    int line, depth;   // line: index of the first entry, 0 for the best line
-    int alpha, beta;   // as given
+    int line, depth;  // line: index of the first entry, 0 for the best line
+    int alpha, beta;  // as given
     int best;
     bool is_master;
 };
@@ -260,7 +262,8 @@ static int search_root_move(const Attempt *attempt, MoveEntry *entry, int runnin
     make_move(position, entry->move);
     if (!full_window) {
         entry->score = static_cast<i16>(attempt->alpha - 1);
-        const int score = -search_node(position, enemy, 2, depth - reduction - 1, -running_alpha - 1, -running_alpha, 1, child_pv);
+        const int score =
+            -search_node(position, enemy, 2, depth - reduction - 1, -running_alpha - 1, -running_alpha, 1, child_pv);
         open = score > running_alpha && !stop_search;
     }
     if (open) {
@@ -337,7 +340,9 @@ static void search_attempt(Attempt *attempt) {
             running_alpha = std::max(running_alpha, score);
             take_root_move(attempt, entry->move, score, child_pv);
         }
-        thread->root_fail = static_cast<i16>(attempt->alpha >= attempt->best ? 1 : attempt->best < attempt->beta ? 0 : 2);
+        thread->root_fail = static_cast<i16>(attempt->alpha >= attempt->best ? 1
+                                             : attempt->best < attempt->beta ? 0
+                                                                             : 2);
         if (attempt->best >= attempt->beta) {
             ++entry;
             break;

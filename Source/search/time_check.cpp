@@ -61,7 +61,8 @@ static float extra_fraction(const ThreadState *master) {
     if (root_fail != 1) {
         if (depth < 4) {
             if (!several) return extra;
-        } else if (best_score <= iteration_score[depth - 1] - margin && best_score <= iteration_score[depth - 2] - margin) {
+        } else if (best_score <= iteration_score[depth - 1] - margin &&
+                   best_score <= iteration_score[depth - 2] - margin) {
             extra += 0.04f;
         }
     }

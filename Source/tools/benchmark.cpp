@@ -10,6 +10,7 @@
 
 // Middle games and endings of mixed kind. Position 9 repeats 3 on purpose: with the hash cleared in
 // between, both searches have to count alike. The blank behind position 10 does no harm.
+// clang-format off
 const char *const BENCH_POSITIONS[BENCH_COUNT] = {
     "r1bqkb1r/pp1ppppp/2n2n2/8/3NP3/2N5/PPP2PPP/R1BQKB1R b KQkq -",
     "1n5k/3q3p/pp1p2pB/5r2/1PP1Qp2/P6P/6P1/2R3K1 w - -",
@@ -31,6 +32,7 @@ const char *const BENCH_POSITIONS[BENCH_COUNT] = {
     "r2q1rk1/5ppp/3b4/1nnP2P1/1Q3BbP/Pp4N1/1P4B1/1KN2R1R b - -",
     "r7/5pk1/5p2/2p5/pp6/1P1B1KPN/P6P/8 b - -",
     "r2q3r/1p1bbQ2/4p1Bk/3pP3/1n1P1P1p/pP6/Pn4PP/R1B1R1K1 w - -"};
+// clang-format on
 
 constexpr int BENCH_DEPTH = 17;          // when the command line asks for no depth of its own
 constexpr int BENCH_HIGHEST_DEPTH = 50;  // a limit above this counts as none

@@ -125,8 +125,8 @@ static void run_line(char *line, int mode, std::FILE *out, std::FILE *expansion,
     judge_answer(epd.bm, epd.am, epd.c0, totals);
     if (talkative) print_answer(position);
     if (const Move move = best_pv[1]) {
-        std::fprintf(out, "%s bm %s%s; ce %d;\n", epd.fen, SQUARE_NAMES[from_of(move)],
-                     SQUARE_NAMES[to_of(move)], static_cast<int>(best_score));
+        std::fprintf(out, "%s bm %s%s; ce %d;\n", epd.fen, SQUARE_NAMES[from_of(move)], SQUARE_NAMES[to_of(move)],
+                     static_cast<int>(best_score));
         if (mode == SUITE_EXPAND) expand_position(position, expansion);
         // Each search took time: its lines shall not wait for the next one's.
         std::fflush(out);

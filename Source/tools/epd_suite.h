@@ -8,14 +8,14 @@ enum SuiteMode { SUITE_ANALYSE = 0, SUITE_EXPAND = 1 };
 
 // What a run adds up.
 struct SuiteTotals {
-    int positions;      // searched
-    int correct;        // answers among the good moves, or not the bad one
-    int points;         // of the c0 lists
-    int best_points;    // what the best answers would have earned
+    int positions;    // searched
+    int correct;      // answers among the good moves, or not the bad one
+    int points;       // of the c0 lists
+    int best_points;  // what the best answers would have earned
     u64 nodes;
-    float time;         // seconds
-    float depth;        // sum of the published depths
-    float branching;    // sum of the branching factors
+    float time;       // seconds
+    float depth;      // sum of the published depths
+    float branching;  // sum of the branching factors
 };
 
 // Judges the last search's best move by the texts of an EPD line, for the master position. `bm` holds

@@ -12,17 +12,15 @@
 #include "control/settings.h"
 #include "tools/text_lines.h"
 
-constexpr int SKIPPED_PLIES = 16;           // opening moves of a game from the start position
-constexpr int SKIPPED_PLIES_FROM_FEN = 4;   // of a game from a set-up position
+constexpr int SKIPPED_PLIES = 16;          // opening moves of a game from the start position
+constexpr int SKIPPED_PLIES_FROM_FEN = 4;  // of a game from a set-up position
 constexpr int EXPORTED_PLIES = 240;
-constexpr int SHORTEST_FEN = 11;            // a shorter FEN tag stands for the start position
-constexpr int SHORTEST_LAST_GAME = 50;      // characters; a last game that isn't longer isn't read
-constexpr int COMMENT_MATE_SCORE = 9900;    // centipawns
+constexpr int SHORTEST_FEN = 11;          // a shorter FEN tag stands for the start position
+constexpr int SHORTEST_LAST_GAME = 50;    // characters; a last game that isn't longer isn't read
+constexpr int COMMENT_MATE_SCORE = 9900;  // centipawns
 constexpr double COMMENT_SCORE_LIMIT = 9000.0;
 
-static char closing_mark(char c) {
-    return c == '{' ? '}' : c == '(' ? ')' : c == '[' ? ']' : c == '"' ? '"' : '\0';
-}
+static char closing_mark(char c) { return c == '{' ? '}' : c == '(' ? ')' : c == '[' ? ']' : c == '"' ? '"' : '\0'; }
 
 // A bracketed token keeps its closing mark, and the end mark overwrites the character behind it: what
 // is joined to a bracket loses its first character. An unclosed one runs to the end of the text.
@@ -82,8 +80,9 @@ static int comment_score(char *comment) {
     if (std::strstr(text, "-M")) return -COMMENT_MATE_SCORE;
     if (std::strstr(text, "+M")) return COMMENT_MATE_SCORE;
     const double score = read_number(text) * 100.0;
-    return static_cast<int>(score > COMMENT_SCORE_LIMIT ? COMMENT_SCORE_LIMIT
-                            : score < -COMMENT_SCORE_LIMIT ? -COMMENT_SCORE_LIMIT : score);
+    return static_cast<int>(score > COMMENT_SCORE_LIMIT    ? COMMENT_SCORE_LIMIT
+                            : score < -COMMENT_SCORE_LIMIT ? -COMMENT_SCORE_LIMIT
+                                                           : score);
 }
 
 // Without check, mate and promotion marks: "e8=Q+" is stored as "e8Q".

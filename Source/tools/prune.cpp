@@ -17,8 +17,8 @@ static const char PRUNED_FILE[] = "pruned.bin";
 // Keeps single-precision sums over hundreds of millions of records meaningful.
 constexpr double STAT_SCALE = 1e-6;
 
-static float *prune_stats;   // by hidden node: sum of its absolute contributions, in units of 1e6
-static i16 *prune_weights;   // the new network, in the order of its file
+static float *prune_stats;  // by hidden node: sum of its absolute contributions, in units of 1e6
+static i16 *prune_weights;  // the new network, in the order of its file
 
 // Sums |hidden value * its output weight| over one half of the hidden nodes.
 static void add_contributions(float *stats, const i16 *hidden, const i16 *weights, int count) {
@@ -49,7 +49,7 @@ static void collect_stats(const TrainRecord *records, i64 count) {
         const u8 *bytes = reinterpret_cast<const u8 *>(records);
         if (!set_position_from_record(bytes, static_cast<u32>(i), &thread->position, &target)) continue;
         if (!have_arrays()) continue;
-        thread->eval_ply = 0;  // the sums are rebuilt for each record
+        thread->eval_ply = 0;                                   // the sums are rebuilt for each record
         if (network_eval(thread) == -SCORE_INFINITE) continue;  // no memory for the pass
         fill_accumulator(thread);
         const i16 *white_row, *black_row;
@@ -79,8 +79,7 @@ static int take_strongest(int half) {
 static void copy_pair(int r, int best) {
     constexpr int PRUNED_SIZE = 2 * PRUNED_PAIRS;
     const int hidden = net_hidden_size, half = hidden / 2, rows = net_king_buckets * 768;
-    for (int row = 0; row < rows; ++row)
-        prune_weights[row * PRUNED_PAIRS + r] = first_layer_weights[row * half + best];
+    for (int row = 0; row < rows; ++row) prune_weights[row * PRUNED_PAIRS + r] = first_layer_weights[row * half + best];
     i16 *outputs = prune_weights + rows * PRUNED_PAIRS;
     for (int head = 0; head < 8; ++head) {
         outputs[head * PRUNED_SIZE + r] = output_weights[head * hidden + best];

@@ -63,8 +63,8 @@ int load_train_records(const char *path) {
             return -1;
         }
         const i64 room = train_record_capacity - train_record_count;
-        const std::size_t got = std::fread(train_records + train_record_count, sizeof(TrainRecord),
-                                           static_cast<std::size_t>(room), in);
+        const std::size_t got =
+            std::fread(train_records + train_record_count, sizeof(TrainRecord), static_cast<std::size_t>(room), in);
         train_record_count += static_cast<i64>(got);
         if (static_cast<i64>(got) < room) break;
     }

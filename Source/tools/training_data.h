@@ -6,12 +6,12 @@
 
 // One position in 40 bytes, little-endian; a .bin file is nothing but these.
 struct TrainRecord {
-    u8 squares[32];    // piece codes: low four bits square 2i, high four bits square 2i + 1
-    u8 stm_castling;   // low four bits castling rights, high four bits side to move
-    u8 ep;             // en-passant square, 64 if none
-    i16 gr_score;      // the game's result as a score for the side to move, -3000..3000
-    i16 ce;            // evaluation from the game, centipawns, wrapped to 16 bits
-    i16 sc;            // evaluation from a search, -3000..3000
+    u8 squares[32];   // piece codes: low four bits square 2i, high four bits square 2i + 1
+    u8 stm_castling;  // low four bits castling rights, high four bits side to move
+    u8 ep;            // en-passant square, 64 if none
+    i16 gr_score;     // the game's result as a score for the side to move, -3000..3000
+    i16 ce;           // evaluation from the game, centipawns, wrapped to 16 bits
+    i16 sc;           // evaluation from a search, -3000..3000
 };
 static_assert(sizeof(TrainRecord) == 40);
 

@@ -23,9 +23,9 @@
 static const char START_POSITIONS_FILE[] = "mybook_2mv.epd";
 constexpr int START_POSITIONS = 199001;  // lines of the file that are used, at most
 constexpr int GAME_SEARCH_DEPTH = 7;
-constexpr int QUIET_MARGIN = 29;         // the root's quiescence search may gain this much, centipawns
-constexpr int DECIDED_SUM = 2001;        // a game whose score sum exceeds this is over
-constexpr int WON_SCORE = 401;           // a game broken off here or beyond counts as won
+constexpr int QUIET_MARGIN = 29;   // the root's quiescence search may gain this much, centipawns
+constexpr int DECIDED_SUM = 2001;  // a game whose score sum exceeds this is over
+constexpr int WON_SCORE = 401;     // a game broken off here or beyond counts as won
 
 static bool in_check(const Position *position) {
     return is_square_attacked(position, position->king_sq[position->stm], position->stm ^ 1);
@@ -191,8 +191,7 @@ static bool convert_line(const char *line, char *out, std::size_t size) {
     position_to_fen(position, fen, 0);
     if (epd.gr[0])
         std::snprintf(out, size, "%s ce %d; sc %d; gr %0.1f;\n", fen, ce, score, static_cast<double>(result));
-    else
-        std::snprintf(out, size, "%s sc %d;\n", fen, score);
+    else std::snprintf(out, size, "%s sc %d;\n", fen, score);
     return true;
 }
 

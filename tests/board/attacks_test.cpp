@@ -51,7 +51,7 @@ TEST_F(AttacksTest, EmptyBoardAndCorners) {
 
 TEST_F(AttacksTest, Between) {
     EXPECT_EQ(between[0][63], bit(9) | bit(18) | bit(27) | bit(36) | bit(45) | bit(54));
-    EXPECT_EQ(between[0][17], 0u);   // a1 and b3 are on no line
+    EXPECT_EQ(between[0][17], 0u);  // a1 and b3 are on no line
     EXPECT_EQ(between[0][0], 0u);
     EXPECT_EQ(between[0][1], 0u);
     EXPECT_EQ(between[63][0], between[0][63]);

@@ -24,7 +24,9 @@ protected:
     }
 };
 
-bool contains(const Texts &texts, const char *text) { return std::find(texts.begin(), texts.end(), text) != texts.end(); }
+bool contains(const Texts &texts, const char *text) {
+    return std::find(texts.begin(), texts.end(), text) != texts.end();
+}
 
 bool is_legal(Position *position, const char *text) {
     const Move move = move_of(position, text);
@@ -37,15 +39,16 @@ TEST_F(MovesTest, OrderOfTheGenerators) {
     EXPECT_EQ(texts_to(position, generate_captures(position, WHITE, list, NO_SQUARE)),
               (Texts{"g2h3", "d5e6", "e5g6", "e5d7", "e5f7", "e2a6", "f3h3", "f3f6"}));
     EXPECT_EQ(texts_to(position, generate_quiets(position, WHITE, list, NO_SQUARE)),
-              (Texts{"a2a3", "b2b3", "g2g3", "d5d6", "a2a4", "g2g4", "c3b1", "c3d1", "c3a4", "c3b5", "e5d3", "e5c4",
-                     "e5g4", "e5c6", "d2c1", "d2e3", "d2f4", "d2g5", "d2h6", "e2d1", "e2f1", "e2d3", "e2c4", "e2b5",
-                     "a1b1", "a1c1", "a1d1", "h1f1", "h1g1", "f3d3", "f3e3", "f3g3", "f3f4", "f3g4", "f3f5", "f3h5",
-                     "e1d1", "e1f1", "e1g1", "e1c1"}));
+              (Texts{"a2a3", "b2b3", "g2g3", "d5d6", "a2a4", "g2g4", "c3b1", "c3d1", "c3a4", "c3b5",
+                     "e5d3", "e5c4", "e5g4", "e5c6", "d2c1", "d2e3", "d2f4", "d2g5", "d2h6", "e2d1",
+                     "e2f1", "e2d3", "e2c4", "e2b5", "a1b1", "a1c1", "a1d1", "h1f1", "h1g1", "f3d3",
+                     "f3e3", "f3g3", "f3f4", "f3g4", "f3f5", "f3h5", "e1d1", "e1f1", "e1g1", "e1c1"}));
 }
 
 TEST_F(MovesTest, CapturesOfABlackPawnComeTowardTheLowerFileFirst) {
     Position *position = set_up("4k3/8/8/8/8/1p3p2/P1P1P1P1/4K3 b - -");
-    EXPECT_EQ(texts_to(position, generate_captures(position, BLACK, list, NO_SQUARE)), (Texts{"b3a2", "f3e2", "b3c2", "f3g2"}));
+    EXPECT_EQ(texts_to(position, generate_captures(position, BLACK, list, NO_SQUARE)),
+              (Texts{"b3a2", "f3e2", "b3c2", "f3g2"}));
 }
 
 TEST_F(MovesTest, EntriesHoldPieceAndCaptured) {
@@ -79,7 +82,8 @@ TEST_F(MovesTest, APawnOnTheSeventhRankIsOnlyPromoted) {
 
 TEST_F(MovesTest, BlackPromotions) {
     Position *position = set_up("4k3/8/8/8/8/8/p6p/1R2K1R1 b - -");
-    EXPECT_EQ(texts_to(position, generate_promotions(position, BLACK, false, list)), (Texts{"a2a1q", "a2b1q", "h2h1q", "h2g1q"}));
+    EXPECT_EQ(texts_to(position, generate_promotions(position, BLACK, false, list)),
+              (Texts{"a2a1q", "a2b1q", "h2h1q", "h2g1q"}));
 }
 
 TEST_F(MovesTest, EnPassantThatUncoversTheKingOnTheRank) {

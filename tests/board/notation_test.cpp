@@ -106,9 +106,9 @@ TEST_F(NotationTest, RivalsLengthenTheShortForm) {
 
 TEST_F(NotationTest, CheckSign) {
     EXPECT_STREQ(forms_of("4k3/8/8/8/8/8/8/3RK3 w - -", "d1d8").san, "Rd8+");
-    EXPECT_STREQ(forms_of("4k3/8/8/8/8/8/4B3/K3R3 w - -", "e2d3").san, "Bd3+");          // discovered
-    EXPECT_STREQ(forms_of("7k/5Q2/6K1/8/8/8/8/8 w - -", "f7g7").san, "Qg7+");             // mate has no sign of its own
-    EXPECT_STREQ(forms_of("5k2/8/8/8/8/8/8/4K2R w K -", "e1g1").san, "o-o");              // the rook's check does not count
+    EXPECT_STREQ(forms_of("4k3/8/8/8/8/8/4B3/K3R3 w - -", "e2d3").san, "Bd3+");  // discovered
+    EXPECT_STREQ(forms_of("7k/5Q2/6K1/8/8/8/8/8 w - -", "f7g7").san, "Qg7+");    // mate has no sign of its own
+    EXPECT_STREQ(forms_of("5k2/8/8/8/8/8/8/4K2R w K -", "e1g1").san, "o-o");     // the rook's check does not count
     EXPECT_STREQ(forms_of("6k1/3P4/8/8/8/8/8/4K3 w - -", "d7d8n").coord, "d7d8=N");
 }
 

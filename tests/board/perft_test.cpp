@@ -17,7 +17,8 @@ void check_file(const std::string &name) {
         Position *position = set_up(line.fen);
         const u64 key = position->key;
         for (std::size_t i = 0; i < line.counts.size() && line.counts[i] <= MOST_LEAVES; ++i)
-            EXPECT_EQ(count_leaves(position, static_cast<int>(i) + 1), line.counts[i]) << line.fen << " depth " << i + 1;
+            EXPECT_EQ(count_leaves(position, static_cast<int>(i) + 1), line.counts[i])
+                << line.fen << " depth " << i + 1;
         EXPECT_EQ(position->key, key) << line.fen;
     }
 }
@@ -65,18 +66,17 @@ TEST_P(KnownCounts, Agree) {
 
 INSTANTIATE_TEST_SUITE_P(
     Perft, KnownCounts,
-    testing::Values(
-        Known{STARTPOS_FEN, 1, 20}, Known{STARTPOS_FEN, 4, 197281}, Known{STARTPOS_FEN, 5, 4865609},
-        // castling, pins and en passant in plenty
-        Known{"r3k2r/p1ppqpb1/bn2pnp1/3PN3/1p2P3/2N2Q1p/PPPBBPPP/R3K2R w KQkq -", 4, 4085603},
-        // en passant that would uncover the king along the rank
-        Known{"8/2p5/3p4/KP5r/1R3p1k/8/4P1P1/8 w - -", 5, 674624},
-        // promotions, with and without captures
-        Known{"r2q1rk1/pP1p2pp/Q4n2/bbp1p3/Np6/1B3NBn/pPPP1PPP/R3K2R b KQ -", 4, 422333},
-        Known{"rnbq1k1r/pp1Pbppp/2p5/8/2B5/8/PPP1NnPP/RNBQK2R w KQ - 1 8", 4, 2103487},
-        // a rook that shields the king's goal: one castling less than meets the eye
-        Known{"4r3/3k4/8/8/8/8/6PP/qR1K1R2 w KQ -", 1, 19},
-        // castling in a shuffled array
-        Known{"nr1qkr1b/ppp1pp1p/4bn2/3p2p1/4P3/1Q6/PPPP1PPP/NRB1KRNB w FBfb -", 4, 942138}));
+    testing::Values(Known{STARTPOS_FEN, 1, 20}, Known{STARTPOS_FEN, 4, 197281}, Known{STARTPOS_FEN, 5, 4865609},
+                    // castling, pins and en passant in plenty
+                    Known{"r3k2r/p1ppqpb1/bn2pnp1/3PN3/1p2P3/2N2Q1p/PPPBBPPP/R3K2R w KQkq -", 4, 4085603},
+                    // en passant that would uncover the king along the rank
+                    Known{"8/2p5/3p4/KP5r/1R3p1k/8/4P1P1/8 w - -", 5, 674624},
+                    // promotions, with and without captures
+                    Known{"r2q1rk1/pP1p2pp/Q4n2/bbp1p3/Np6/1B3NBn/pPPP1PPP/R3K2R b KQ -", 4, 422333},
+                    Known{"rnbq1k1r/pp1Pbppp/2p5/8/2B5/8/PPP1NnPP/RNBQK2R w KQ - 1 8", 4, 2103487},
+                    // a rook that shields the king's goal: one castling less than meets the eye
+                    Known{"4r3/3k4/8/8/8/8/6PP/qR1K1R2 w KQ -", 1, 19},
+                    // castling in a shuffled array
+                    Known{"nr1qkr1b/ppp1pp1p/4bn2/3p2p1/4P3/1Q6/PPPP1PPP/NRB1KRNB w FBfb -", 4, 942138}));
 
 }  // namespace

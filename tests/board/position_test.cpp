@@ -120,9 +120,11 @@ TEST_F(PositionTest, KeysAreTheSameInEveryRun) {
 }
 
 TEST_F(PositionTest, TextIsNeverRefused) {
-    for (const char *text : {"", " ", "x", "////////////", "9999", "KKKKKKKKKKKKKKKKKKKKKKKKKKKKKKKKKKKKKKKKKKKKKKKKKKKKKKKKKKKKKKKKKKKKKKKK w",
-                             "8/8/8/8/8/8/8/8 w KQkq e3 300 1", "rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR/RNBQKBNR w",
-                             "4k3/8/8/8/8/8/8/4K3 w KQkqKQkqKQkq h8 9999999999999999999 1"}) {
+    for (const char *text :
+         {"", " ", "x", "////////////", "9999",
+          "KKKKKKKKKKKKKKKKKKKKKKKKKKKKKKKKKKKKKKKKKKKKKKKKKKKKKKKKKKKKKKKKKKKKKKKK w",
+          "8/8/8/8/8/8/8/8 w KQkq e3 300 1", "rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR/RNBQKBNR w",
+          "4k3/8/8/8/8/8/8/4K3 w KQkqKQkqKQkq h8 9999999999999999999 1"}) {
         const Position *position = set_up(text);
         const Bitboard whites = position->pieces[0], blacks = position->pieces[8];
         EXPECT_EQ(whites & blacks, 0u) << text;
@@ -190,7 +192,8 @@ EpdFields split(const std::string &line) {
 }
 
 TEST(EpdLine, FieldsAndOperations) {
-    const EpdFields f = split("4k3/8/8/8/8/8/8/4K3 w - - bm Ke2 Kf2; am Kd1; ce 12; sc -5; gr 0.5; id \"a b\"; c0 \"x=3, y=4\";");
+    const EpdFields f =
+        split("4k3/8/8/8/8/8/8/4K3 w - - bm Ke2 Kf2; am Kd1; ce 12; sc -5; gr 0.5; id \"a b\"; c0 \"x=3, y=4\";");
     EXPECT_STREQ(f.fen, "4k3/8/8/8/8/8/8/4K3 w - -");
     EXPECT_STREQ(f.bm, "Ke2Kf2");
     EXPECT_STREQ(f.am, "Kd1");
@@ -225,12 +228,12 @@ TEST(EpdLine, OverlongTextIsCut) {
 TEST_F(PositionTest, TrainingRecord) {
     u8 records[80] = {};
     u8 *record = records + 40;
-    record[2] = KING;                        // e1, low nibble of byte 2
-    record[3] = ROOK << 4;                   // h1
-    record[30] = BLACK_CODE + KING;          // e8
-    record[32] = 1 | 1 << 4;                 // K wanted, black to move
+    record[2] = KING;                // e1, low nibble of byte 2
+    record[3] = ROOK << 4;           // h1
+    record[30] = BLACK_CODE + KING;  // e8
+    record[32] = 1 | 1 << 4;         // K wanted, black to move
     record[33] = NO_SQUARE;
-    record[34] = 100;                        // the two scores: 100 and -200
+    record[34] = 100;  // the two scores: 100 and -200
     record[38] = static_cast<u8>(-200 & 255);
     record[39] = 255;
     Position *position = &root_thread_state->position;

@@ -36,7 +36,8 @@ inline std::vector<BookRecord> book_records(const std::string &bytes) {
     std::vector<BookRecord> records;
     for (std::size_t at = 0; at + 16 <= bytes.size(); at += 16)
         records.push_back({number_at(bytes, at, 8), static_cast<u16>(number_at(bytes, at + 8, 2)),
-                           static_cast<u16>(number_at(bytes, at + 10, 2)), static_cast<u32>(number_at(bytes, at + 12, 4))});
+                           static_cast<u16>(number_at(bytes, at + 10, 2)),
+                           static_cast<u32>(number_at(bytes, at + 12, 4))});
     return records;
 }
 

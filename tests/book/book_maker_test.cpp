@@ -158,7 +158,8 @@ protected:
         for (const BookRecord &record : records) {
             if (record.key != START_KEY) continue;
             const Move move = move_of_book_code(record.move);
-            text += std::string(SQUARE_NAMES[from_of(move)]) + SQUARE_NAMES[to_of(move)] + "=" + std::to_string(record.weight) + " ";
+            text += std::string(SQUARE_NAMES[from_of(move)]) + SQUARE_NAMES[to_of(move)] + "=" +
+                    std::to_string(record.weight) + " ";
         }
         return text;
     }
@@ -167,14 +168,16 @@ protected:
 // `count` games with this result and text.
 static std::string games(int count, const std::string &result, const std::string &moves, const std::string &tags = "") {
     std::string text;
-    for (int i = 0; i < count; ++i) text += "[Event \"?\"]\n[Result \"" + result + "\"]\n" + tags + "\n" + moves + "\n\n";
+    for (int i = 0; i < count; ++i)
+        text += "[Event \"?\"]\n[Result \"" + result + "\"]\n" + tags + "\n" + moves + "\n\n";
     return text;
 }
 
 TEST_F(BookMaker, CountsAndPrints) {
     const auto records = make_from(games(5, "1-0", "1. e4 e5 1-0") + games(6, "1/2-1/2", "1. d4 d5 1/2-1/2"));
-    EXPECT_EQ(printed, " Creating file tmp_book.bin from games in games.pgn\n"
-                       "\nwriting book file ...\ngames= 11, nmoves= 4\nbook contains 3 moves\ndone\n");
+    EXPECT_EQ(printed,
+              " Creating file tmp_book.bin from games in games.pgn\n"
+              "\nwriting book file ...\ngames= 11, nmoves= 4\nbook contains 3 moves\ndone\n");
     // e4: 5 wins = 20; d4 and d5: 6 draws = 6; e5: 5 losses, not kept.
     EXPECT_EQ(start_moves(records), "e2e4=20 d2d4=6 ");
     EXPECT_EQ(records.size(), 3u);
@@ -286,8 +289,9 @@ TEST_F(BookMaker, BinaryInput) {
 
 TEST_F(BookMaker, DotForEvery1024Games) {
     make_from(games(2048 + 1000, "1-0", "e4"));
-    EXPECT_EQ(printed, " Creating file tmp_book.bin from games in games.pgn\n..\n"
-                       "writing book file ...\ngames= 3048, nmoves= 1\nbook contains 1 moves\ndone\n");
+    EXPECT_EQ(printed,
+              " Creating file tmp_book.bin from games in games.pgn\n..\n"
+              "writing book file ...\ngames= 3048, nmoves= 1\nbook contains 1 moves\ndone\n");
 }
 
 TEST_F(BookMaker, ScoresAboveTheLimitAreScaled) {
@@ -312,24 +316,28 @@ TEST_F(BookMaker, MissingInputIsSilent) {
 TEST_F(BookMaker, OutputThatCannotBeWritten) {
     std::filesystem::create_directories("tmp_book.bin/inside");
     make_from(games(5, "1-0", "e4"));
-    EXPECT_EQ(printed, " Creating file tmp_book.bin from games in games.pgn\n"
-                       "\nwriting book file ...\ngames= 0, nmoves= 0\nbook contains 0 moves\ndone\n");
+    EXPECT_EQ(printed,
+              " Creating file tmp_book.bin from games in games.pgn\n"
+              "\nwriting book file ...\ngames= 0, nmoves= 0\nbook contains 0 moves\ndone\n");
 }
 
 TEST_F(BookMaker, ReferenceBooks) {
     SKIP_WITHOUT_SHARED("golden/book/cases.json");
-    const std::pair<const char *, const char *> cases[] = {{"basic", "games= 44, nmoves= 18\nbook contains 9 moves\n"},
-                                                           {"castle", "games= 41, nmoves= 38\nbook contains 27 moves\n"},
-                                                           {"comments", "games= 90, nmoves= 40\nbook contains 21 moves\n"},
-                                                           {"crlf", "games= 44, nmoves= 18\nbook contains 9 moves\n"},
-                                                           {"plies", "games= 10, nmoves= 10\nbook contains 10 moves\n"}};
+    const std::pair<const char *, const char *> cases[] = {
+        {"basic", "games= 44, nmoves= 18\nbook contains 9 moves\n"},
+        {"castle", "games= 41, nmoves= 38\nbook contains 27 moves\n"},
+        {"comments", "games= 90, nmoves= 40\nbook contains 21 moves\n"},
+        {"crlf", "games= 44, nmoves= 18\nbook contains 9 moves\n"},
+        {"plies", "games= 10, nmoves= 10\nbook contains 10 moves\n"}};
     for (const auto &[name, counts] : cases) {
         SCOPED_TRACE(name);
         const std::string stem = std::string("mkbook_") + name, pgn = stem + ".pgn";
         std::filesystem::copy_file(shared_path("golden/book/" + pgn), pgn);
         const auto records = make_from_file(pgn);
-        EXPECT_EQ(sorted_entries(records), sorted_entries(book_records(read_file(shared_path("golden/book/" + stem + ".bin")))));
-        EXPECT_EQ(printed, " Creating file tmp_book.bin from games in " + pgn + "\n\nwriting book file ...\n" + counts + "done\n");
+        EXPECT_EQ(sorted_entries(records),
+                  sorted_entries(book_records(read_file(shared_path("golden/book/" + stem + ".bin")))));
+        EXPECT_EQ(printed, " Creating file tmp_book.bin from games in " + pgn + "\n\nwriting book file ...\n" + counts +
+                               "done\n");
     }
 }
 

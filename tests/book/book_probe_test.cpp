@@ -106,7 +106,8 @@ TEST_F(BookProbe, FindsEachKeyOfASortedFile) {
         std::vector<BookRecord> records;
         // Keys 10, 20, 20, 30, 40, 40 ...: every second one twice. The highest has its sign bit set.
         for (int i = 0; i < size; ++i)
-            records.push_back({static_cast<u64>((i * 2 / 3 + 1) * 10), static_cast<u16>(i), static_cast<u16>(100 - i), 0});
+            records.push_back(
+                {static_cast<u64>((i * 2 / 3 + 1) * 10), static_cast<u16>(i), static_cast<u16>(100 - i), 0});
         records.back().key |= 1ULL << 63;
         write(records);
         std::FILE *file = std::fopen(path.c_str(), "rb");
@@ -126,7 +127,8 @@ TEST_F(BookProbe, FindsEachKeyOfASortedFile) {
 }
 
 TEST_F(BookProbe, BrokenTailIsNoRecord) {
-    ASSERT_TRUE(write_file(path, book_bytes({{START_KEY, book_code("e2e4"), 5, 0}, {START_KEY, book_code("d2d4"), 4, 0}}) + "123"));
+    ASSERT_TRUE(write_file(
+        path, book_bytes({{START_KEY, book_code("e2e4"), 5, 0}, {START_KEY, book_code("d2d4"), 4, 0}}) + "123"));
     std::FILE *file = std::fopen(path.c_str(), "rb");
     BookRecord list[BOOK_LIST_SIZE];
     const int count = book_find_records(file, START_KEY, list);
@@ -372,7 +374,8 @@ static void check_printed(const Expected &expected, const std::string &path) {
         return;
     }
     char selecting[20];
-    std::snprintf(selecting, sizeof selecting, "selecting %s%s", SQUARE_NAMES[from_of(move)], SQUARE_NAMES[to_of(move)]);
+    std::snprintf(selecting, sizeof selecting, "selecting %s%s", SQUARE_NAMES[from_of(move)],
+                  SQUARE_NAMES[to_of(move)]);
     EXPECT_EQ(printed.back(), selecting);
     // A long list is cut in the reference: "..." stands before its last line.
     for (std::size_t i = 0; i < expected.console.size() && expected.console[i] != "..."; ++i)
@@ -383,12 +386,14 @@ static void check_printed(const Expected &expected, const std::string &path) {
 
 TEST_F(BookProbe, ReferenceBooks) {
     SKIP_WITHOUT_SHARED("golden/book/cases.json");
+    // clang-format off
     const std::pair<const char *, const char *> books[] = {
         {"book_one", STARTPOS_FEN}, {"book_two", STARTPOS_FEN}, {"book_shares", STARTPOS_FEN},
         {"book_many", STARTPOS_FEN}, {"book_zero", STARTPOS_FEN}, {"book_short", STARTPOS_FEN},
         {"book_around", STARTPOS_FEN},
         {"book_castle", "r3k2r/pppq1ppp/2npbn2/2b1p3/2B1P3/2NPBN2/PPPQ1PPP/R3K2R w KQkq -"},
         {"book_promo", "1n2k3/P7/8/8/8/8/8/4K3 w - -"}};
+    // clang-format on
     for (const auto &[name, fen] : books) {
         SCOPED_TRACE(name);
         set_position_from_text(game(), fen);

@@ -16,7 +16,8 @@ static BookRecord read_from(const std::string &bytes, int *result) {
 
 TEST(BookRecord, IsReadBigEndian) {
     int result;
-    const BookRecord record = read_from(std::string("\x01\x02\x03\x04\x05\x06\x07\xF8\x12\x34\xFF\xFE\x0A\x0B\x0C\x0D", 16), &result);
+    const BookRecord record =
+        read_from(std::string("\x01\x02\x03\x04\x05\x06\x07\xF8\x12\x34\xFF\xFE\x0A\x0B\x0C\x0D", 16), &result);
     EXPECT_EQ(result, 0);
     EXPECT_EQ(record.key, 0x01020304050607F8ULL);
     EXPECT_EQ(record.move, 0x1234);

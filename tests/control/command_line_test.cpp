@@ -91,9 +91,10 @@ TEST(CommandLine, NumbersAreCut) {
 }
 
 TEST(CommandLine, ARateBecomesARating) {
-    const struct { const char *rate, *line; } cases[] = {
-        {"1000", "Elo= 2338\n"}, {"16", "Elo= 1504\n"}, {"649423", "Elo= 3300\n"}, {"1", "Elo= 850\n"},
-        {"0", "Elo= 0\n"}, {"-4", "Elo= 0\n"}, {"none", "Elo= 0\n"}};
+    const struct {
+        const char *rate, *line;
+    } cases[] = {{"1000", "Elo= 2338\n"}, {"16", "Elo= 1504\n"}, {"649423", "Elo= 3300\n"}, {"1", "Elo= 850\n"},
+                 {"0", "Elo= 0\n"},       {"-4", "Elo= 0\n"},    {"none", "Elo= 0\n"}};
     for (const auto &c : cases) EXPECT_EQ(parse({"-nps", c.rate}).printed, c.line) << c.rate;
     parse({"-nps", "1000"});
     EXPECT_EQ(target_nps, 1000.0f);
@@ -150,13 +151,18 @@ TEST(CommandLine, ASwitchWithoutItsValueDoesNothing) {
 }
 
 TEST(CommandLine, ToolModes) {
-    struct Case { std::vector<std::string> arguments; RunMode mode; };
+    struct Case {
+        std::vector<std::string> arguments;
+        RunMode mode;
+    };
+    // clang-format off
     const Case cases[] = {
         {{"-anepd", "x"}, MODE_TEST_SUITE}, {{"-scan_pgn", "x"}, MODE_SCAN_PGN}, {{"-bench"}, MODE_BENCH},
         {{"-mkbook", "x"}, MODE_BOOK_MAKER}, {{"-mkconfig"}, MODE_CONFIG}, {{"-mktraindata", "x"}, MODE_CONVERT_TRAINING},
         {{"-gentraindata", "x", "100"}, MODE_GENERATE_TRAINING}, {{"-epd2bin", "x"}, MODE_EPD_TO_RECORDS},
         {{"-bin2epd", "x"}, MODE_RECORDS_TO_EPD}, {{"-prune_nn"}, MODE_PRUNE_NETWORK}, {{"-mkbook2", "x"}, MODE_SECOND_BOOK},
     };
+    // clang-format on
     for (const Case &c : cases) {
         const Parsed parsed = parse(c.arguments);
         EXPECT_TRUE(parsed.ok);
@@ -182,10 +188,20 @@ TEST(CommandLine, TheGameScanIsFoundInsideAnArgument) {
 }
 
 TEST(CommandLine, AToolWithoutItsArgumentsEndsTheProgram) {
-    for (const std::vector<std::string> &arguments :
-         {std::vector<std::string>{"-mkbook2"}, {"-anepd"}, {"-scan_pgn"}, {"-mkbook"}, {"-epd2bin"}, {"-bin2epd"},
-          {"-mktraindata"}, {"-gentraindata"}, {"-gentraindata", "x"}, {"-gentraindata", "x", "99"}, {"-train"},
-          {"-train", "x"}, {"-train", "x", "0"}, {"-train2", "x", "-1"}})
+    for (const std::vector<std::string> &arguments : {std::vector<std::string>{"-mkbook2"},
+                                                      {"-anepd"},
+                                                      {"-scan_pgn"},
+                                                      {"-mkbook"},
+                                                      {"-epd2bin"},
+                                                      {"-bin2epd"},
+                                                      {"-mktraindata"},
+                                                      {"-gentraindata"},
+                                                      {"-gentraindata", "x"},
+                                                      {"-gentraindata", "x", "99"},
+                                                      {"-train"},
+                                                      {"-train", "x"},
+                                                      {"-train", "x", "0"},
+                                                      {"-train2", "x", "-1"}})
         EXPECT_FALSE(parse(arguments).ok) << arguments[0];
 }
 

@@ -147,7 +147,8 @@ TEST_F(Console, PositionsThatNoSearchStands) {
         run(text);
         for (const char *line : {"perft 3", "ev", "ev2", "sp", "pv"})
             EXPECT_EQ(run(line).rfind("info string can't search this position: ", 0), 0u) << text << " " << line;
-        for (const char *line : {"swap", "bd", "undo", "]", "jump 3", "save", "reverse", "e4", "Ke2", "set debug 1", "bd"})
+        for (const char *line :
+             {"swap", "bd", "undo", "]", "jump 3", "save", "reverse", "e4", "Ke2", "set debug 1", "bd"})
             run(line);
         run("set debug 0");
     }
@@ -183,7 +184,8 @@ TEST_F(Console, Go) {
         const char *line;
         int depth;
     };
-    for (const Depth &row : {Depth{"go 5", 5}, Depth{"go 81", 80}, Depth{"go 0", 0}, Depth{"go -3", 0}, Depth{"an x", 0}}) {
+    for (const Depth &row :
+         {Depth{"go 5", 5}, Depth{"go 81", 80}, Depth{"go 0", 0}, Depth{"go -3", 0}, Depth{"an x", 0}}) {
         run(row.line);
         EXPECT_EQ(settings.max_depth, row.depth) << row.line;
         write_search_state(0);
@@ -345,16 +347,19 @@ TEST_F(Console, LoadOfHardFiles) {
 }
 
 TEST_F(Console, Get) {
-    write_file("test.epd", ";id \"one\" a remark\n 4k3/8/8/8/8/8/8/4K3 w - - id \"one\";\n"
-                           "4k3/8/8/8/8/8/4P3/4K3 w - - bm e4; id \"one\";\n4k3/8/8/8/8/8/8/4K2R w K - id \"one\";\n"
-                           "id \"two\"\n4k3/8/8/8/8/8/8/4K3 b - - 12 34 id \"three\";\r\n");
+    write_file("test.epd",
+               ";id \"one\" a remark\n 4k3/8/8/8/8/8/8/4K3 w - - id \"one\";\n"
+               "4k3/8/8/8/8/8/4P3/4K3 w - - bm e4; id \"one\";\n4k3/8/8/8/8/8/8/4K2R w K - id \"one\";\n"
+               "id \"two\"\n4k3/8/8/8/8/8/8/4K3 b - - 12 34 id \"three\";\r\n");
     expect_board("get one", "4k3/8/8/8/8/8/4P3/4K3 w - - bm e4; id \"one\";\n");
     EXPECT_EQ(fen(), "4k3/8/8/8/8/8/4P3/4K3 w - -");
     expect_board("get two", "id \"two\"\n");  // under nine characters: no position
     EXPECT_EQ(fen(), "4k3/8/8/8/8/8/4P3/4K3 w - -");
     expect_board("get four", "");
     expect_board("get", "");
-    EXPECT_EQ(run("get three").rfind("4k3/8/8/8/8/8/8/4K3 b - - 12 34 id \"three\";\n4k3/8/8/8/8/8/8/4K3 b - - 12 0\n", 0), 0u);
+    EXPECT_EQ(
+        run("get three").rfind("4k3/8/8/8/8/8/8/4K3 b - - 12 34 id \"three\";\n4k3/8/8/8/8/8/8/4K3 b - - 12 0\n", 0),
+        0u);
 }
 
 TEST_F(Console, GetClearsTheHashWithoutAFileToo) {
@@ -388,11 +393,11 @@ TEST_F(Console, Swap) {
     EXPECT_EQ(run("swap"), "sq= d4, swap1=  250\n");
     run("fen 4k3/8/8/4p3/3N4/8/2P5/q3K3 w - -");  // the king in check
     EXPECT_EQ(run("swap"), "sq= e1, swap1= 9999\nsq= d4, swap1=  350\n");
-    run("fen 8/8/3k4/4N3/5P2/8/8/4K3 w - -");     // a king never takes into a defended square
+    run("fen 8/8/3k4/4N3/5P2/8/8/4K3 w - -");  // a king never takes into a defended square
     EXPECT_EQ(run("swap"), "sq= e5, swap1=    0\n");
-    run("fen 3r4/6k1/8/8/3R4/8/8/3RK3 w - -");    // rook for rook, and a rook for nothing
+    run("fen 3r4/6k1/8/8/3R4/8/8/3RK3 w - -");  // rook for rook, and a rook for nothing
     EXPECT_EQ(run("swap"), "sq= d4, swap1=    0\nsq= d8, swap1=  550\n");
-    run("fen 4k3/3r4/8/8/3R4/8/8/3RK3 w - -");    // a king can't take back what is attacked twice
+    run("fen 4k3/3r4/8/8/3R4/8/8/3RK3 w - -");  // a king can't take back what is attacked twice
     EXPECT_EQ(run("swap"), "sq= d4, swap1=    0\nsq= d7, swap1=  550\n");
 }
 
@@ -502,8 +507,10 @@ TEST_F(Console, NetworkReport) {
     const std::size_t at = printed.find("\n nneval= ");
     ASSERT_NE(at, std::string::npos);
     int total = 0, white = 0, black = 0, head = -1, low = 1, high = 0;
-    ASSERT_EQ(std::sscanf(printed.c_str() + at, "\n nneval= %d, ev_wp= %d, ev_bp= %d, output node= %d\n\n\n hmin= %d, hmax= %d\n\n",
-                          &total, &white, &black, &head, &low, &high), 6);
+    ASSERT_EQ(std::sscanf(printed.c_str() + at,
+                          "\n nneval= %d, ev_wp= %d, ev_bp= %d, output node= %d\n\n\n hmin= %d, hmax= %d\n\n", &total,
+                          &white, &black, &head, &low, &high),
+              6);
     EXPECT_NEAR(total, white + black, 1);
     EXPECT_EQ(head, 0);
     EXPECT_LT(low, high);
@@ -527,8 +534,9 @@ TEST_F(Console, EvaluationNamesTheLastMoveAndLeavesTheSettings) {
 }
 
 TEST_F(Console, NetworkReportIsTheNetworksScore) {
-    for (const char *text : {"fen r1bqk2r/pp2bppp/2n1pn2/2pp4/3P1B2/2PBPN2/PP1N1PPP/R2QK2R w KQkq -",
-                             "fen 3r1rk1/p2b3p/5b2/2pp2p1/4p3/6PP/P2BPPB1/1R3RK1 b - -", "fen 8/8/4k3/8/2R5/4K3/8/8 w - -"}) {
+    for (const char *text :
+         {"fen r1bqk2r/pp2bppp/2n1pn2/2pp4/3P1B2/2PBPN2/PP1N1PPP/R2QK2R w KQkq -",
+          "fen 3r1rk1/p2b3p/5b2/2pp2p1/4p3/6PP/P2BPPB1/1R3RK1 b - -", "fen 8/8/4k3/8/2R5/4K3/8/8 w - -"}) {
         run(text);
         const std::string printed = run("ev2");
         const std::size_t at = printed.find(" nneval= ");

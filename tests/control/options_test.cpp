@@ -40,7 +40,10 @@ protected:
 };
 
 TEST_F(Options, NumbersAreCutToTheirRange) {
-    struct Case { const char *name, *value, *printed; };
+    struct Case {
+        const char *name, *value, *printed;
+    };
+    // clang-format off
     const Case cases[] = {
         {"Threads", "4", "4"}, {"Threads", "0", "0"}, {"Threads", "161", "160"}, {"Threads", "-1", "0"},
         {"MoveOverhead", "5000", "1000"}, {"MoveOverhead", "-1", "0"},
@@ -54,6 +57,7 @@ TEST_F(Options, NumbersAreCutToTheirRange) {
         {"MoveOverhead", "99999999999999999999", "1000"}, {"MoveOverhead", "-99999999999999999999", "0"},
         {"MoveOverhead", "", "0"},
     };
+    // clang-format on
     for (const Case &c : cases)
         EXPECT_EQ(set(c.name, c.value), std::string("info string ") + c.name + " set to " + c.printed + "\n");
     EXPECT_EQ(settings.threads, 0);
@@ -72,8 +76,9 @@ TEST_F(Options, TheSevenMenDepthFollowsTheSixMenDepth) {
 }
 
 TEST_F(Options, HashIsAllocatedAtOnce) {
-    EXPECT_EQ(set("Hash", "1"), "info string Hash set to 1\ninfo string allocated 1 Mbytes for hash table\n"
-                                "info string Cleared hash table\n");
+    EXPECT_EQ(set("Hash", "1"),
+              "info string Hash set to 1\ninfo string allocated 1 Mbytes for hash table\n"
+              "info string Cleared hash table\n");
     EXPECT_EQ(hash_entries, 65536);
     set("Hash", "0");
     EXPECT_EQ(settings.hash_mb, 0);
@@ -131,7 +136,8 @@ TEST_F(Options, ClearHashEmptiesTheTable) {
 
 TEST_F(Options, UnknownNamesAndOtherCasesDoNothing) {
     const Settings before = settings;
-    for (const char *name : {"hash", "HASH", "Hash ", " Hash", "", "nothing", "ClearHash"}) EXPECT_EQ(set(name, "9"), "");
+    for (const char *name : {"hash", "HASH", "Hash ", " Hash", "", "nothing", "ClearHash"})
+        EXPECT_EQ(set(name, "9"), "");
     EXPECT_EQ(settings.hash_mb, before.hash_mb);
 }
 
@@ -145,8 +151,9 @@ TEST_F(Options, TheLogOpensOnceAndOnlyPauses) {
     set("Log", "true");
     set("MoveOverhead", "3");
     // A change is told before it holds: the line about going off is still written, that about going on is not.
-    EXPECT_EQ(read_file("tarn.log"), "info string MoveOverhead set to 1\ninfo string Log set to 0\n"
-                                     "info string MoveOverhead set to 3\n");
+    EXPECT_EQ(read_file("tarn.log"),
+              "info string MoveOverhead set to 1\ninfo string Log set to 0\n"
+              "info string MoveOverhead set to 3\n");
 }
 
 TEST_F(Options, TheListNamesEveryOptionInOrder) {
@@ -194,36 +201,39 @@ TEST_F(Options, TheListShowsSomeCurrentAndSomeStoredValues) {
     testing::internal::CaptureStdout();
     print_options();
     const std::string list = testing::internal::GetCapturedStdout();
-    for (const char *line : {"name Threads type spin default 1 ", "name Hash type spin default 99 ",
-                             "name Use_NN_eval type check default false", "name UCI_Chess960 type check default true",
-                             "name Contempt type spin default 0 ", "name UCI_Elo type spin default 2000 min 1500 max 3000",
-                             "name SyzygyProbeDepth6 type spin default -2 "})
+    for (const char *line :
+         {"name Threads type spin default 1 ", "name Hash type spin default 99 ",
+          "name Use_NN_eval type check default false", "name UCI_Chess960 type check default true",
+          "name Contempt type spin default 0 ", "name UCI_Elo type spin default 2000 min 1500 max 3000",
+          "name SyzygyProbeDepth6 type spin default -2 "})
         EXPECT_NE(list.find(line), std::string::npos) << line;
 }
 
 TEST_F(Options, ConfigurationLines) {
-    write_file("a.cfg", "# my settings\n"
-                        "MoveOverhead = 64\n"
-                        "MoveOverhead=65\n"          // no blank before '=': not a name
-                        " MoveOverhead = 66\n"       // a blank in front belongs to the name
-                        "MoveOverhead\t= 67\n"       // a tab is no blank
-                        "MoveOverhead    =    68   # blanks are cut before '=', skipped behind it\n"
-                        "Contempt = 30 = 40\n"
-                        "OwnBook2_File = b2.bin   # blanks before a comment stay\n"
-                        "OwnBook_File = crlf.bin\r\n"
-                        "= 5\n"
-                        "no equals sign\n"
-                        "Unknown = 1\n"
-                        "Multi#PV = 3\n"
-                        "a=\n"
-                        "Ponder = true");
-    EXPECT_EQ(load("a.cfg"), "info string loading parameters from a.cfg\n"
-                             "info string MoveOverhead set to 64\n"
-                             "info string MoveOverhead set to 68\n"
-                             "info string Contempt set to 30\n"
-                             "info string OwnBook2_File set to 'b2.bin   '\n"
-                             "info string OwnBook_File set to 'crlf.bin\r'\n"
-                             "info string Ponder set to 1\n");
+    write_file("a.cfg",
+               "# my settings\n"
+               "MoveOverhead = 64\n"
+               "MoveOverhead=65\n"     // no blank before '=': not a name
+               " MoveOverhead = 66\n"  // a blank in front belongs to the name
+               "MoveOverhead\t= 67\n"  // a tab is no blank
+               "MoveOverhead    =    68   # blanks are cut before '=', skipped behind it\n"
+               "Contempt = 30 = 40\n"
+               "OwnBook2_File = b2.bin   # blanks before a comment stay\n"
+               "OwnBook_File = crlf.bin\r\n"
+               "= 5\n"
+               "no equals sign\n"
+               "Unknown = 1\n"
+               "Multi#PV = 3\n"
+               "a=\n"
+               "Ponder = true");
+    EXPECT_EQ(load("a.cfg"),
+              "info string loading parameters from a.cfg\n"
+              "info string MoveOverhead set to 64\n"
+              "info string MoveOverhead set to 68\n"
+              "info string Contempt set to 30\n"
+              "info string OwnBook2_File set to 'b2.bin   '\n"
+              "info string OwnBook_File set to 'crlf.bin\r'\n"
+              "info string Ponder set to 1\n");
     EXPECT_EQ(default_settings.move_overhead, 68) << "the list of options shows what the file set";
 }
 
@@ -244,12 +254,13 @@ TEST_F(Options, ConfigurationLinesAreSkippedDuringASearch) {
 TEST_F(Options, AConfigurationFileThatNamesAnother) {
     write_file("outer.cfg", "MoveOverhead = 11\nConfigFilePath = inner.cfg\nMoveOverhead = 13\n");
     write_file("inner.cfg", "MoveOverhead = 12\n");
-    EXPECT_EQ(load("outer.cfg"), "info string loading parameters from outer.cfg\n"
-                                 "info string MoveOverhead set to 11\n"
-                                 "info string ConfigFilePath set to 'inner.cfg'\n"
-                                 "info string loading parameters from inner.cfg\n"
-                                 "info string MoveOverhead set to 12\n"
-                                 "info string MoveOverhead set to 13\n");
+    EXPECT_EQ(load("outer.cfg"),
+              "info string loading parameters from outer.cfg\n"
+              "info string MoveOverhead set to 11\n"
+              "info string ConfigFilePath set to 'inner.cfg'\n"
+              "info string loading parameters from inner.cfg\n"
+              "info string MoveOverhead set to 12\n"
+              "info string MoveOverhead set to 13\n");
     EXPECT_STREQ(settings.config_path, "inner.cfg");
 }
 
@@ -279,7 +290,8 @@ static std::string without_hash_lines(const std::string &text) {
     std::string kept;
     std::istringstream lines(text);
     for (std::string line; std::getline(lines, line);)
-        if (line.find(" allocated ") == std::string::npos && line != "info string Cleared hash table") kept += line + "\n";
+        if (line.find(" allocated ") == std::string::npos && line != "info string Cleared hash table")
+            kept += line + "\n";
     return kept;
 }
 

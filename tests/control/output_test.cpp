@@ -36,15 +36,16 @@ static std::string printed_by(const ScratchDirectory &scratch, const std::functi
 
 TEST(Output, LineFormatCheckOption) {
     ScratchDirectory scratch;
-    EXPECT_EQ(printed_by(scratch, [] {
-                  print_line("uciok");
-                  print_line("");
-                  print_line("two\nlines");
-                  print_format("%s %d", "value", -7);
-                  print_check_option("Ponder", 0);
-                  print_check_option("Use_NN_eval", 1);
-                  print_plain("PV: %s\n\n", "e2e4");
-              }),
+    EXPECT_EQ(printed_by(scratch,
+                         [] {
+                             print_line("uciok");
+                             print_line("");
+                             print_line("two\nlines");
+                             print_format("%s %d", "value", -7);
+                             print_check_option("Ponder", 0);
+                             print_check_option("Use_NN_eval", 1);
+                             print_plain("PV: %s\n\n", "e2e4");
+                         }),
               "uciok\n\ntwo\nlines\nvalue -7\noption name Ponder type check default false\n"
               "option name Use_NN_eval type check default true\nPV: e2e4\n\n");
     EXPECT_FALSE(file_exists(scratch.file("tarn.log").c_str()));
@@ -54,10 +55,11 @@ TEST(Output, AnyLength) {
     ScratchDirectory scratch;
     for (const std::size_t length : {1022u, 1023u, 1024u, 1025u, 200000u}) {
         const std::string text(length, 'z');
-        EXPECT_EQ(printed_by(scratch, [&] {
-                      print_line(text.c_str());
-                      print_format("%s!", text.c_str());
-                  }),
+        EXPECT_EQ(printed_by(scratch,
+                             [&] {
+                                 print_line(text.c_str());
+                                 print_format("%s!", text.c_str());
+                             }),
                   text + "\n" + text + "!\n");
     }
 }
@@ -109,11 +111,12 @@ TEST(Log, InUseByAnother) {
     ASSERT_NE(other, nullptr);
     std::fputs("theirs\n", static_cast<std::FILE *>(other));
     std::fflush(static_cast<std::FILE *>(other));
-    EXPECT_EQ(printed_by(scratch, [] {
-                  settings.log_on = 1;
-                  open_log();
-                  print_format("%d", settings.log_on);
-              }),
+    EXPECT_EQ(printed_by(scratch,
+                         [] {
+                             settings.log_on = 1;
+                             open_log();
+                             print_format("%d", settings.log_on);
+                         }),
               "log file in use.\n0\n");
     std::fclose(static_cast<std::FILE *>(other));
     EXPECT_EQ(read_file(scratch.file("tarn.log")), "theirs\n");
@@ -121,14 +124,15 @@ TEST(Log, InUseByAnother) {
 
 TEST(Log, CannotBeCreated) {
     ScratchDirectory scratch;
-    EXPECT_EQ(printed_by(scratch, [&] {
-                  rmdir("gone");
-                  std::filesystem::create_directory("gone");
-                  if (chdir("gone") != 0 || rmdir("../gone") != 0) _exit(98);
-                  settings.log_on = 1;
-                  open_log();
-                  print_format("%d", settings.log_on);
-              }),
+    EXPECT_EQ(printed_by(scratch,
+                         [&] {
+                             rmdir("gone");
+                             std::filesystem::create_directory("gone");
+                             if (chdir("gone") != 0 || rmdir("../gone") != 0) _exit(98);
+                             settings.log_on = 1;
+                             open_log();
+                             print_format("%d", settings.log_on);
+                         }),
               "0\n")
         << "no file there, none can be made: off without a word";
 }

@@ -38,16 +38,15 @@ TEST_P(PathCount, Agrees) {
 
 INSTANTIATE_TEST_SUITE_P(
     Perft, PathCount,
-    testing::Values(
-        Known{STARTPOS_FEN, 1, 20}, Known{STARTPOS_FEN, 5, 4865609},
-        Known{"r3k2r/p1ppqpb1/bn2pnp1/3PN3/1p2P3/2N2Q1p/PPPBBPPP/R3K2R w KQkq -", 1, 48},
-        Known{"r3k2r/p1ppqpb1/bn2pnp1/3PN3/1p2P3/2N2Q1p/PPPBBPPP/R3K2R w KQkq -", 4, 4085603},
-        Known{"8/2p5/3p4/KP5r/1R3p1k/8/4P1P1/8 w - -", 1, 14},
-        Known{"8/2p5/3p4/KP5r/1R3p1k/8/4P1P1/8 w - -", 6, 11030083},  // deep enough for the picker
-        Known{"r2q1rk1/pP1p2pp/Q4n2/bbp1p3/Np6/1B3NBn/pPPP1PPP/R3K2R b KQ -", 4, 422333},
-        Known{"4r3/3k4/8/8/8/8/6PP/qR1K1R2 w KQ -", 1, 19},  // castling would uncover the king
-        Known{"nr1qkr1b/ppp1pp1p/4bn2/3p2p1/4P3/1Q6/PPPP1PPP/NRB1KRNB w FBfb -", 4, 942138},
-        Known{"7k/5Q2/6K1/8/8/8/8/8 b - -", 3, 0}));  // stalemate
+    testing::Values(Known{STARTPOS_FEN, 1, 20}, Known{STARTPOS_FEN, 5, 4865609},
+                    Known{"r3k2r/p1ppqpb1/bn2pnp1/3PN3/1p2P3/2N2Q1p/PPPBBPPP/R3K2R w KQkq -", 1, 48},
+                    Known{"r3k2r/p1ppqpb1/bn2pnp1/3PN3/1p2P3/2N2Q1p/PPPBBPPP/R3K2R w KQkq -", 4, 4085603},
+                    Known{"8/2p5/3p4/KP5r/1R3p1k/8/4P1P1/8 w - -", 1, 14},
+                    Known{"8/2p5/3p4/KP5r/1R3p1k/8/4P1P1/8 w - -", 6, 11030083},  // deep enough for the picker
+                    Known{"r2q1rk1/pP1p2pp/Q4n2/bbp1p3/Np6/1B3NBn/pPPP1PPP/R3K2R b KQ -", 4, 422333},
+                    Known{"4r3/3k4/8/8/8/8/6PP/qR1K1R2 w KQ -", 1, 19},  // castling would uncover the king
+                    Known{"nr1qkr1b/ppp1pp1p/4bn2/3p2p1/4P3/1Q6/PPPP1PPP/NRB1KRNB w FBfb -", 4, 942138},
+                    Known{"7k/5Q2/6K1/8/8/8/8/8 b - -", 3, 0}));  // stalemate
 
 TEST(Perft, DepthIsBroughtIntoItsRange) {
     start_engine();
@@ -71,7 +70,8 @@ void check_file(const std::string &name, u64 most) {
     for (const LeafCounts &line : all) {
         Position *position = set_up(line.fen);
         for (std::size_t i = 0; i < line.counts.size() && line.counts[i] <= most; ++i)
-            EXPECT_EQ(count_move_paths(position, static_cast<int>(i) + 1), line.counts[i]) << line.fen << " depth " << i + 1;
+            EXPECT_EQ(count_move_paths(position, static_cast<int>(i) + 1), line.counts[i])
+                << line.fen << " depth " << i + 1;
     }
 }
 

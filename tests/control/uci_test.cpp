@@ -36,7 +36,8 @@ protected:
 };
 
 TEST_F(Uci, EmptyAndUnknownLinesDoNothing) {
-    for (const char *line : {"", " ", "\n", "hello", "Isready", "isready1", "\tisready", "\xff\xfe\x01"}) EXPECT_EQ(run(line), "") << line;
+    for (const char *line : {"", " ", "\n", "hello", "Isready", "isready1", "\tisready", "\xff\xfe\x01"})
+        EXPECT_EQ(run(line), "") << line;
     EXPECT_EQ(run("isready"), "readyok\n");
     EXPECT_EQ(run("   isready now"), "readyok\n");
     EXPECT_EQ(run("isready\nquit"), "readyok\n");
@@ -86,7 +87,8 @@ TEST_F(Uci, SetoptionFindsItsKeywords) {
     EXPECT_EQ(run("setoption name Contempt value 20"), "info string Contempt set to 20\n");
     EXPECT_EQ(default_settings.contempt, 20);
     EXPECT_EQ(run("setoption name Contempt value -5 extra"), "info string Contempt set to -5\n");
-    EXPECT_EQ(run("setoption name OwnBook_File value a name with value"), "info string OwnBook_File set to 'a name with value'\n");
+    EXPECT_EQ(run("setoption name OwnBook_File value a name with value"),
+              "info string OwnBook_File set to 'a name with value'\n");
     EXPECT_EQ(run("setoption name OwnBook_File"), "info string OwnBook_File set to ''\n");
     EXPECT_EQ(run("setoption name OwnBook_File value"), "info string OwnBook_File set to ''\n");
     EXPECT_EQ(run("setoption name OwnBook_File value "), "info string OwnBook_File set to ''\n");
@@ -224,15 +226,30 @@ TEST_F(Uci, SpecialMovesOfAGame) {
 }
 
 TEST_F(Uci, AMoveThatCannotBeMadeEndsTheList) {
-    struct Case { const char *token; };
-    for (const Case &c : {Case{"e2e5"}, {"e7e5"}, {"e3e4"}, {"g1g3"}, {"e1g1"}, {"e2e4q"}, {"e1f1q"}, {"xyz"}, {"e2"}, {"i9j9"},
-                          {"0000"}, {"e1e2"}, {"\xff\xff\xff\xff"}, {"EEEEE"}}) {
+    struct Case {
+        const char *token;
+    };
+    for (const Case &c : {Case{"e2e5"},
+                          {"e7e5"},
+                          {"e3e4"},
+                          {"g1g3"},
+                          {"e1g1"},
+                          {"e2e4q"},
+                          {"e1f1q"},
+                          {"xyz"},
+                          {"e2"},
+                          {"i9j9"},
+                          {"0000"},
+                          {"e1e2"},
+                          {"\xff\xff\xff\xff"},
+                          {"EEEEE"}}) {
         const std::string token = c.token;
         EXPECT_EQ(run("position startpos moves " + token + " d2d4"),
                   "info string move " + token + " can't be played here, the list of moves ends before it\n");
         EXPECT_EQ(root_thread_state->game_ply, 0);
     }
-    EXPECT_EQ(run("position startpos moves e2e4 e2e4 e7e5"), "info string move e2e4 can't be played here, the list of moves ends before it\n");
+    EXPECT_EQ(run("position startpos moves e2e4 e2e4 e7e5"),
+              "info string move e2e4 can't be played here, the list of moves ends before it\n");
     EXPECT_EQ(root_thread_state->game_ply, 1);
     EXPECT_EQ(root_thread_state->game_stack[1].move, 0);
     run("position startpos moves " + std::string(5000, 'z'));

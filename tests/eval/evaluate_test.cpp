@@ -65,19 +65,19 @@ TEST_F(Evaluate, InCheckIsAFixedLowScore) {
 }
 
 TEST_F(Evaluate, NobodyCanMate) {
-    for (const char *fen : {"4k3/8/8/8/8/8/8/4K3 w - -", "4k3/8/8/8/8/8/8/4KB2 w - -", "4k1n1/8/8/8/8/8/8/4K3 b - -",
-                            "4k1n1/8/8/8/8/8/8/4KB2 w - -", "4k1b1/8/8/8/8/8/8/4KB2 b - -",
-                            "4k1n1/8/8/8/8/8/8/4KN2 b - -", "4k3/8/8/8/8/8/8/3NKN2 w - -",
-                            "3nkn2/8/8/8/8/8/8/4K3 w - -"}) {
+    for (const char *fen :
+         {"4k3/8/8/8/8/8/8/4K3 w - -", "4k3/8/8/8/8/8/8/4KB2 w - -", "4k1n1/8/8/8/8/8/8/4K3 b - -",
+          "4k1n1/8/8/8/8/8/8/4KB2 w - -", "4k1b1/8/8/8/8/8/8/4KB2 b - -", "4k1n1/8/8/8/8/8/8/4KN2 b - -",
+          "4k3/8/8/8/8/8/8/3NKN2 w - -", "3nkn2/8/8/8/8/8/8/4K3 w - -"}) {
         EXPECT_EQ(score(fen), 0) << fen;
         EXPECT_FALSE(cached(thread->position.stm)) << fen;
     }
 }
 
 TEST_F(Evaluate, OtherMinorEndingsGoOn) {
-    for (const char *fen : {"4k3/4p3/8/8/8/8/8/3NKN2 w - -", "4k3/8/8/8/8/8/8/2BBK3 w - -",
-                            "4k2n/8/8/8/8/8/8/3NKN2 b - -", "4k2n/8/8/8/8/8/8/2BNK3 w - -",
-                            "4k3/8/8/8/8/8/8/1NNNK3 w - -", "4k3/8/8/8/8/8/PP6/4K3 b - -"}) {
+    for (const char *fen :
+         {"4k3/4p3/8/8/8/8/8/3NKN2 w - -", "4k3/8/8/8/8/8/8/2BBK3 w - -", "4k2n/8/8/8/8/8/8/3NKN2 b - -",
+          "4k2n/8/8/8/8/8/8/2BNK3 w - -", "4k3/8/8/8/8/8/8/1NNNK3 w - -", "4k3/8/8/8/8/8/PP6/4K3 b - -"}) {
         EXPECT_EQ(score(fen), network(fen)) << fen;
         score(fen);
         EXPECT_TRUE(cached(thread->position.stm)) << fen;
@@ -178,9 +178,9 @@ TEST_F(Evaluate, OppositeBishopsTakeAQuarter) {
     const int raw = network(opposite);
     ASSERT_GT(std::abs(raw), 4);
     EXPECT_EQ(score(opposite), raw - raw / 4);
-    for (const char *fen : {"4k3/pp2b3/3n4/8/8/3N4/PPPPPB2/4K3 w - -",      // same colour
-                            "4k2r/pp3b2/3n4/8/8/3N4/PPPPPB2/4K3 w - -",     // a rook
-                            "4k3/pp3b2/3n4/8/8/3N4/PPPPPBB1/4K3 w - -"})    // two bishops
+    for (const char *fen : {"4k3/pp2b3/3n4/8/8/3N4/PPPPPB2/4K3 w - -",    // same colour
+                            "4k2r/pp3b2/3n4/8/8/3N4/PPPPPB2/4K3 w - -",   // a rook
+                            "4k3/pp3b2/3n4/8/8/3N4/PPPPPBB1/4K3 w - -"})  // two bishops
         EXPECT_EQ(score(fen), network(fen)) << fen;
 }
 
@@ -244,8 +244,8 @@ TEST_F(Evaluate, ContemptWaitsForTheFifthPly) {
 }
 
 TEST_F(Evaluate, PositionsWithoutKingsStayInBounds) {
-    for (const char *fen : {"8/8/8/8/8/8/8/8 w - -", "8/8/8/8/8/8/8/R7 b - -", "8/8/8/8/8/8/4P3/4K3 w - -",
-                            "8/8/8/8/8/8/8/7p w - -", "8/7p/8/8/8/8/8/8 b - -", "8/8/8/8/8/8/8/BN6 w - -",
-                            "7P/8/8/8/8/8/8/8 b - -"})
+    for (const char *fen :
+         {"8/8/8/8/8/8/8/8 w - -", "8/8/8/8/8/8/8/R7 b - -", "8/8/8/8/8/8/4P3/4K3 w - -", "8/8/8/8/8/8/8/7p w - -",
+          "8/7p/8/8/8/8/8/8 b - -", "8/8/8/8/8/8/8/BN6 w - -", "7P/8/8/8/8/8/8/8 b - -"})
         EXPECT_LE(std::abs(score(fen)), 2600) << fen;
 }

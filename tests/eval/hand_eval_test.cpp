@@ -162,7 +162,7 @@ TEST_F(HandEval, BlendTakesEndGameHalfAsItStands) {
     EXPECT_EQ(blend_score(packed(10, 50), 0.0f), 50);
     EXPECT_EQ(blend_score(packed(-10, 50), 0.0f), 49);  // the borrow of a negative low half stays
     EXPECT_EQ(blend_score(packed(-10, -50), 0.0f), -51);
-    EXPECT_EQ(blend_score(packed(-3, 0), 0.5f), -2);    // toward zero: -1.5 - 0.5
+    EXPECT_EQ(blend_score(packed(-3, 0), 0.5f), -2);  // toward zero: -1.5 - 0.5
     EXPECT_EQ(blend_score(packed(100, 51), 0.25f), 63);
 }
 
@@ -265,8 +265,7 @@ TEST_F(HandEval, KnightMobilityAndOutpost) {
     EXPECT_EQ(term("4k3/8/8/8/3N4/8/8/4K3 w - -", TRACE_KNIGHTS, WHITE),
               packed(388 + 21 + 29 + 22, 392 + 20 + 30 + 20));
     // None: both squares hold own pawns.
-    EXPECT_EQ(term("4k3/8/8/8/8/1P6/2P5/N3K3 w - -", TRACE_KNIGHTS, WHITE),
-              packed(388 - 43 - 32, 392 - 23 - 33));
+    EXPECT_EQ(term("4k3/8/8/8/8/1P6/2P5/N3K3 w - -", TRACE_KNIGHTS, WHITE), packed(388 - 43 - 32, 392 - 23 - 33));
     // With a pawn behind, the whole of it.
     const i32 held = term("4k3/8/8/8/3N4/8/8/4K3 w - -", TRACE_KNIGHTS, WHITE);
     const i32 defended = term("4k3/8/8/8/3N4/2P5/8/4K3 w - -", TRACE_KNIGHTS, WHITE);
@@ -332,7 +331,7 @@ TEST_F(HandEval, RookFilesAndSeventh) {
 
 TEST_F(HandEval, QueenBatteriesCountAsDoubleAttacks) {
     score("4k3/8/8/8/Q2R4/8/8/4K3 w - -");
-    EXPECT_FALSE(scratch.attacks[WHITE][QUEEN] & bit(29));       // f4 lies behind the rook
+    EXPECT_FALSE(scratch.attacks[WHITE][QUEEN] & bit(29));  // f4 lies behind the rook
     EXPECT_TRUE(scratch.double_attacks[WHITE] & bit(29));
 }
 
@@ -399,7 +398,7 @@ TEST_F(HandEval, AttackedPawnsAndMinors) {
 
 TEST_F(HandEval, PushThreats) {
     EXPECT_EQ(term("4k3/8/8/3n4/8/8/4P3/4K3 w - -", TRACE_THREATS, BLACK), packed(-17, -23));  // e2-e4
-    EXPECT_EQ(term("4k3/8/8/3n4/8/4b3/4P3/4K3 w - -", TRACE_THREATS, BLACK), 0);  // e3 must be empty too
+    EXPECT_EQ(term("4k3/8/8/3n4/8/4b3/4P3/4K3 w - -", TRACE_THREATS, BLACK), 0);               // e3 must be empty too
     EXPECT_EQ(term("4k3/8/8/3n1p2/8/8/4P3/4K3 w - -", TRACE_THREATS, BLACK), 0);  // e4 is guarded by a pawn
     // A piece that hangs already is not counted again.
     EXPECT_EQ(term("4k3/8/8/3n4/8/8/B3P3/4K3 w - -", TRACE_THREATS, BLACK), packed(-64, -57));
@@ -415,33 +414,33 @@ TEST_F(HandEval, PinnedPieces) {
 TEST_F(HandEval, WrongBishopIsAlmostADraw) {
     expect_scale("7k/8/8/8/8/3B3P/7P/4K3 w - -", 0.05f);
     expect_scale("7k/8/8/8/8/3B3P/7P/4K3 b - -", 0.05f);
-    expect_scale("7k/8/8/8/8/4B2P/7P/4K3 w - -", 1.0f);    // the right bishop
-    expect_scale("8/8/8/4k3/8/3B3P/7P/4K3 w - -", 1.0f);   // the king is far
-    expect_scale("7k/8/8/8/8/3B2PP/8/4K3 w - -", 1.0f);    // another file too
+    expect_scale("7k/8/8/8/8/4B2P/7P/4K3 w - -", 1.0f);   // the right bishop
+    expect_scale("8/8/8/4k3/8/3B3P/7P/4K3 w - -", 1.0f);  // the king is far
+    expect_scale("7k/8/8/8/8/3B2PP/8/4K3 w - -", 1.0f);   // another file too
     expect_scale("k7/8/8/8/8/4B3/P7/4K3 w - -", 0.05f);
-    expect_scale("4k3/p7/4b3/8/8/8/8/K7 w - -", 0.05f);    // black's corner a1 is dark
+    expect_scale("4k3/p7/4b3/8/8/8/8/K7 w - -", 0.05f);  // black's corner a1 is dark
     expect_scale("4k3/p7/5b2/8/8/8/8/K7 w - -", 1.0f);
     // The defender may have a rook.
     expect_scale("7k/7P/7P/7P/7P/r2B3P/7P/4K3 w - -", 0.05f);
 }
 
 TEST_F(HandEval, EndingScale) {
-    expect_scale("4k3/8/8/8/8/8/8/4KN2 w - -", 0.65f);                 // no pawn to win with
-    expect_scale("4k3/8/8/8/8/8/8/2B1KN2 w - -", 1.0f);                // six points ahead: no scale
+    expect_scale("4k3/8/8/8/8/8/8/4KN2 w - -", 0.65f);   // no pawn to win with
+    expect_scale("4k3/8/8/8/8/8/8/2B1KN2 w - -", 1.0f);  // six points ahead: no scale
     expect_scale("r3k3/8/8/8/8/8/8/R1B1K3 w - -", 0.65f);
-    expect_scale("r3k3/ppp5/8/8/8/8/PPPP4/R3K3 w - -", 1.0f);          // rook endings are played out
-    expect_scale("4k3/8/2n5/8/8/2N5/4P3/4K3 w - -", 0.75f);            // the last pawn can be taken for a piece
+    expect_scale("r3k3/ppp5/8/8/8/8/PPPP4/R3K3 w - -", 1.0f);  // rook endings are played out
+    expect_scale("4k3/8/2n5/8/8/2N5/4P3/4K3 w - -", 0.75f);    // the last pawn can be taken for a piece
     expect_scale("4k3/8/2n5/8/8/2N5/3PP3/4K3 w - -", 1.0f);
-    expect_scale("q3k3/8/8/8/8/8/8/Q1B1K3 w - -", 1.0f);               // queens: too much on the board
+    expect_scale("q3k3/8/8/8/8/8/8/Q1B1K3 w - -", 1.0f);  // queens: too much on the board
 }
 
 TEST_F(HandEval, OppositeBishops) {
     expect_scale("4k3/p4p2/4b3/8/8/8/PP3P2/2B1K3 w - -", 0.5f);
-    expect_scale("4k3/p4p2/4b3/8/8/2P5/PP3P2/2B1K3 w - -", 0.5f);      // two pawns up
-    expect_scale("4k3/p4p2/4b3/8/8/2P5/PP3PP1/2B1K3 w - -", 1.0f);     // three
-    expect_scale("4k3/p4p2/5b2/8/8/8/PP3P2/2B1K3 w - -", 1.0f);        // bishops of one colour
-    expect_scale("4k3/8/4b3/8/8/8/P7/2B1K3 w - -", 0.5f * 0.75f);      // the last pawn
-    expect_scale("r3k3/p4p2/4b3/8/8/8/PP3P2/R1B1K3 w - -", 1.0f);      // with rooks
+    expect_scale("4k3/p4p2/4b3/8/8/2P5/PP3P2/2B1K3 w - -", 0.5f);   // two pawns up
+    expect_scale("4k3/p4p2/4b3/8/8/2P5/PP3PP1/2B1K3 w - -", 1.0f);  // three
+    expect_scale("4k3/p4p2/5b2/8/8/8/PP3P2/2B1K3 w - -", 1.0f);     // bishops of one colour
+    expect_scale("4k3/8/4b3/8/8/8/P7/2B1K3 w - -", 0.5f * 0.75f);   // the last pawn
+    expect_scale("r3k3/p4p2/4b3/8/8/8/PP3P2/R1B1K3 w - -", 1.0f);   // with rooks
 }
 
 TEST_F(HandEval, BoundedBelowMates) {

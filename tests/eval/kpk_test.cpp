@@ -50,8 +50,8 @@ bool promotion_wins(const Board &board) {
         if (adjacent(board.weak, board.pawn) && !adjacent(board.strong, board.pawn)) return false;
         bool can_move = line_attack(queen, board.pawn, board.weak, board.strong);  // in check: not stalemate
         for (const int to : king_steps(board.weak))
-            can_move |= to != board.pawn && !adjacent(to, board.strong) &&
-                        !line_attack(queen, board.pawn, to, board.strong);
+            can_move |=
+                to != board.pawn && !adjacent(to, board.strong) && !line_attack(queen, board.pawn, to, board.strong);
         if (can_move) return true;
     }
     return false;
@@ -129,6 +129,7 @@ TEST(Kpk, KnownPositions) {
         const char *pawn, *strong, *weak;
         bool strong_to_move_wins, weak_to_move_wins;
     };
+    // clang-format off
     const Known known[] = {
         {"e6", "d6", "e8", true, false},   // e7 without check wins, with check it doesn't
         {"e5", "e6", "e8", true, true},    // king on the sixth before the pawn
@@ -145,6 +146,7 @@ TEST(Kpk, KnownPositions) {
         {"a7", "a8", "c8", false, false},  // the strong king shut in by its own pawn
         {"d7", "a1", "d8", false, false},
     };
+    // clang-format on
     for (const Known &test : known) {
         const Board board = {square_of(test.pawn), square_of(test.strong), square_of(test.weak)};
         EXPECT_EQ(table_wins(false, board), test.strong_to_move_wins) << test.pawn << test.strong << test.weak;

@@ -243,8 +243,8 @@ TEST_F(Network, ForwardPassEqualsTheReference) {
         int limit;
     };
     // Tiles, single vectors, scalar rests: 128 and 16 nodes are the steps of a half.
-    const Case cases[] = {{512, 2, 5, 3000, 600},   {544, 2, 5, 3000, 32767}, {2, 2, 5, 3000, 30000},
-                          {34, 1, 5, 3000, 20000},  {300, 3, 5, 3000, 5000},  {320, 768, 4, 100, 127},
+    const Case cases[] = {{512, 2, 5, 3000, 600},     {544, 2, 5, 3000, 32767}, {2, 2, 5, 3000, 30000},
+                          {34, 1, 5, 3000, 20000},    {300, 3, 5, 3000, 5000},  {320, 768, 4, 100, 127},
                           {256, 1536, 5, 3000, 9000}, {30, 2, 1, 3000, 32767}};
     u32 seed = 99;
     int incremental = 0, rebuilt = 0, heads = 0, saturated = 0;
@@ -375,6 +375,7 @@ TEST_F(Network, SnapshotServesOrNot) {
 }
 
 TEST_F(Network, HeadsByMaterial) {
+    // clang-format off
     const std::pair<const char *, int> heads[] = {
         {"4k3/8/8/8/8/8/8/4K3 w - -", 4},     {"4k3/pppp4/8/8/8/8/PPPPPPPP/4K3 w - -", 4},
         {"4k3/8/8/8/8/8/8/4KN2 w - -", 3},    {"4k2r/8/8/8/8/8/8/4KQ2 w - -", 3},
@@ -384,6 +385,7 @@ TEST_F(Network, HeadsByMaterial) {
         {"rnb1kbnr/8/8/8/8/8/8/4K3 w - -", 0}, {"4k3/8/8/8/8/8/8/RRBBNK2 w - -", 0},
         {"4k3/8/8/8/8/8/8/QBBBK3 w - -", 1},
     };
+    // clang-format on
     load("embedded");
     for (const auto &[fen, head] : heads) {
         score_of(fen, 1);
@@ -518,12 +520,13 @@ TEST(NetworkRows, VectorEqualsPortable) {
     for (int length : {1, 15, 16, 17, 127, 128, 129, 144, 256, 300, LENGTH})
         for (int count = 0; count <= 6; ++count) {
             RowStep steps[6];
-            for (int i = 0; i < count; ++i) steps[i] = {rows[static_cast<std::size_t>(i)].data(), next_random(seed) % 2 == 0};
+            for (int i = 0; i < count; ++i)
+                steps[i] = {rows[static_cast<std::size_t>(i)].data(), next_random(seed) % 2 == 0};
             std::vector<i16> sums(rows[7]), twin_sums(LENGTH, 9);
             // In place, as from the snapshot, against apart, as from the biases.
             const u32 sum = pass_half({sums.data(), steps, count, sums.data(), rows[8].data()}, length);
-            const u32 twin = pass_half_portable(
-                {rows[7].data(), steps, count, twin_sums.data(), rows[8].data()}, 0, length);
+            const u32 twin =
+                pass_half_portable({rows[7].data(), steps, count, twin_sums.data(), rows[8].data()}, 0, length);
             EXPECT_EQ(sum, twin);
             for (int i = 0; i < length; ++i) ASSERT_EQ(sums[i], twin_sums[i]);
             if (length < LENGTH) {

@@ -105,7 +105,8 @@ TEST_F(Parameters, WrongNameIsReportedAndStored) {
 TEST_F(Parameters, LinesPassedOver) {
     // Headings, remarks, short lines; a blank and a carriage return end a line like a line feed.
     EXPECT_EQ(parse("start\nrestarted,9,9\nremark(1),9,9\nab,1\n\r\n"
-                    "mtl_pawn,11,12 mtl_knight,13,14\rmtl_bishop,15,16"), "");
+                    "mtl_pawn,11,12 mtl_knight,13,14\rmtl_bishop,15,16"),
+              "");
     EXPECT_EQ(mtl_pawn->packed, 11 + 12 * 65536);
     EXPECT_EQ(mtl_knight->packed, 13 + 14 * 65536);
     EXPECT_EQ(mtl_bishop->packed, 15 + 16 * 65536);

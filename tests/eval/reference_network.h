@@ -41,9 +41,9 @@ inline std::string write_network(const TestNetwork &network, const std::string &
     const auto put = [&bytes](i32 value, int size) {
         for (int i = 0; i < size; ++i) bytes += static_cast<char>(value >> (8 * i) & 255);
     };
-    for (const i16 field : {network.id, network.activation_scale, network.weight_scale, network.output_scale,
-                            network.king_buckets, network.flags, network.hidden_size, network.reserved1,
-                            network.reserved2, network.output_count})
+    for (const i16 field :
+         {network.id, network.activation_scale, network.weight_scale, network.output_scale, network.king_buckets,
+          network.flags, network.hidden_size, network.reserved1, network.reserved2, network.output_count})
         put(field, 2);
     put(network.weight_count, 4);
     for (const i16 weight : network.weights) put(weight, network.weight_scale < 128 ? 1 : 2);
@@ -59,7 +59,7 @@ struct ReferencePass {
     const TestNetwork *network = nullptr;
     std::array<u8, 64> last_board{};  // of the snapshot
     std::array<int, 4> last_frame{{-1, -1, -1, -1}};
-    std::vector<int> sums, active;    // white half, black half
+    std::vector<int> sums, active;  // white half, black half
     bool rebuilt = false;
     int head = 0;
     float raw = 0;
@@ -92,8 +92,8 @@ struct ReferencePass {
         }
         const int wk = position.king_sq[0], bk = position.king_sq[1];
         const bool two = network->buckets() == 2;
-        const std::array<int, 4> frame = {{wk % 8 >= 4 ? 0 : 7, bk % 8 >= 4 ? 56 : 63, two && wk / 8 > 2 ? 768 : 0,
-                                           two && bk / 8 < 5 ? 768 : 0}};
+        const std::array<int, 4> frame = {
+            {wk % 8 >= 4 ? 0 : 7, bk % 8 >= 4 ? 56 : 63, two && wk / 8 > 2 ? 768 : 0, two && bk / 8 < 5 ? 768 : 0}};
         rebuilt = frame != last_frame || side_changes[0] > 6 || side_changes[1] > 6 || ply < 3;
         if (rebuilt) {
             last_board.fill(0);

@@ -63,8 +63,9 @@ TEST_F(Trace, NoListsWhereNothingHangsOrRuns) {
     const std::string text = terms("4k3/8/8/8/8/8/8/4K3 w - - 12 40");
     EXPECT_EQ(text.find("hung pieces"), std::string::npos);
     EXPECT_EQ(text.find("free pawns"), std::string::npos);
-    const char *const end = "special:      20      0       0\n"
-                            "nne= 0, hce= 13, qscore= 0, mtl= 0, phase= 0.00, sf= 1.00, rule50= 12\n\n";
+    const char *const end =
+        "special:      20      0       0\n"
+        "nne= 0, hce= 13, qscore= 0, mtl= 0, phase= 0.00, sf= 1.00, rule50= 12\n\n";
     EXPECT_NE(text.find(end), std::string::npos) << text;
 }
 
@@ -96,22 +97,21 @@ TEST_F(Trace, ReferenceTables) {
 TEST_F(Trace, ParametersFollowTheTerms) {
     SKIP_WITHOUT_SHARED("golden/eval/parameters.txt");
     std::string expected = terms("4k3/8/8/8/8/8/4P3/4K3 w - -");
-    for (const std::string &line : read_lines(shared_path("golden/eval/parameters.txt")))
-        expected += line + "\n";
+    for (const std::string &line : read_lines(shared_path("golden/eval/parameters.txt"))) expected += line + "\n";
     EXPECT_EQ(terms("4k3/8/8/8/8/8/4P3/4K3 w - -", TRACE_PARAMETERS), expected);
 }
 
 TEST_F(Trace, ParameterListing) {
     const std::string text = terms("4k3/8/8/8/8/8/4P3/4K3 w - -", TRACE_PARAMETERS);
-    const char *const start = "rule50= 0\n\nmtl_pawn                 100 ,  100\n"
-                              "mtl_knight               388 ,  392\n";
+    const char *const start =
+        "rule50= 0\n\nmtl_pawn                 100 ,  100\n"
+        "mtl_knight               388 ,  392\n";
     EXPECT_NE(text.find(start), std::string::npos);
     EXPECT_NE(text.find("stm_bonus                 28 ,   20\nPawn1\n"), std::string::npos);
     EXPECT_EQ(text.find("PST_"), std::string::npos);
     EXPECT_EQ(text.find("ttune"), std::string::npos);
-    const char *const titles[] = {"\nPawn1\n",  "\nPawn2\n",  "\nConnected Pawn\n", "\nDefended Pawn\n",
-                                  "\nKnight\n", "\nBishop\n", "\nRook\n",           "\nQueen\n",
-                                  "\nKing \n"};
+    const char *const titles[] = {"\nPawn1\n",  "\nPawn2\n", "\nConnected Pawn\n", "\nDefended Pawn\n", "\nKnight\n",
+                                  "\nBishop\n", "\nRook\n",  "\nQueen\n",          "\nKing \n"};
     std::size_t at = 0;
     for (const char *title : titles) {
         at = text.find(title, at);

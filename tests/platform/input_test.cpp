@@ -58,8 +58,8 @@ TEST(Input, EndWithoutData) {
     const int null_device = open("/dev/null", O_RDONLY);
     EXPECT_TRUE(in_child(null_device, [] {
         char line[10];
-        return input_is_pipe() && input_bytes_waiting() == -1 && read_waiting(10).empty()
-               && !input_read_line(line, sizeof line) && line[0] == '\0';
+        return input_is_pipe() && input_bytes_waiting() == -1 && read_waiting(10).empty() &&
+               !input_read_line(line, sizeof line) && line[0] == '\0';
     }));
     close(null_device);
     EXPECT_TRUE(in_child(-1, [] { return input_is_pipe() && input_bytes_waiting() == -1; })) << "closed";
@@ -74,10 +74,9 @@ TEST(Input, RegularFileIsAPipe) {
     lseek(file, 0, SEEK_SET);
     EXPECT_TRUE(in_child(file, [] {
         char line[100];
-        return input_is_pipe() && input_bytes_waiting() == 7 && read_waiting(1) == "g"
-               && input_read_line(line, sizeof line) && std::string(line) == "o\n"
-               && input_read_line(line, sizeof line) && std::string(line) == "stop"
-               && !input_read_line(line, sizeof line) && input_bytes_waiting() == -1;
+        return input_is_pipe() && input_bytes_waiting() == 7 && read_waiting(1) == "g" &&
+               input_read_line(line, sizeof line) && std::string(line) == "o\n" && input_read_line(line, sizeof line) &&
+               std::string(line) == "stop" && !input_read_line(line, sizeof line) && input_bytes_waiting() == -1;
     }));
     close(file);
 }
@@ -86,9 +85,8 @@ TEST(Input, RegularFileIsAPipe) {
 TEST(Input, DeviceThatDoesNotCount) {
     const int zeros = open("/dev/zero", O_RDONLY);
     EXPECT_TRUE(in_child(zeros, [] {
-        return input_bytes_waiting() == 1 && input_bytes_waiting() == 1
-               && read_waiting(3) == std::string(3, '\0') && input_bytes_waiting() == 1
-               && read_waiting(1) == std::string(1, '\0');
+        return input_bytes_waiting() == 1 && input_bytes_waiting() == 1 && read_waiting(3) == std::string(3, '\0') &&
+               input_bytes_waiting() == 1 && read_waiting(1) == std::string(1, '\0');
     }));
     close(zeros);
 }
@@ -99,11 +97,10 @@ TEST(Input, LongLineComesInPieces) {
     ASSERT_EQ(write(ends[1], "abcdefgh\nij\n", 12), 12);
     EXPECT_TRUE(in_child(ends[0], [] {
         char line[5];
-        return input_read_line(line, sizeof line) && std::string(line) == "abcd"
-               && input_read_line(line, sizeof line) && std::string(line) == "efgh"
-               && input_read_line(line, sizeof line) && std::string(line) == "\n"
-               && input_bytes_waiting() == 3 && input_read_line(line, sizeof line)
-               && std::string(line) == "ij\n";
+        return input_read_line(line, sizeof line) && std::string(line) == "abcd" &&
+               input_read_line(line, sizeof line) && std::string(line) == "efgh" &&
+               input_read_line(line, sizeof line) && std::string(line) == "\n" && input_bytes_waiting() == 3 &&
+               input_read_line(line, sizeof line) && std::string(line) == "ij\n";
     }));
     close(ends[0]);
     close(ends[1]);

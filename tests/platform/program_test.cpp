@@ -1,6 +1,6 @@
 // The driver of the program tests, tried on small programs of the system.
-#include "gtest/gtest.h"
 #include "support/program.h"
+#include "gtest/gtest.h"
 
 static ProgramSetup shell(const std::string &script) {
     ProgramSetup setup;

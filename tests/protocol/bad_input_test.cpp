@@ -16,7 +16,9 @@ static void expect_alive(Session *engine) {
 
 TEST(BadInput, PositionsThatNoSearchCanStand) {
     Session engine;
-    const struct { const char *fen, *reason; } cases[] = {
+    const struct {
+        const char *fen, *reason;
+    } cases[] = {
         {"8/8/8/8/8/8/8/8 w - -", "each side needs exactly one king"},
         {"4k3/8/8/8/8/8/8/8 w - -", "each side needs exactly one king"},
         {"4k3/8/8/8/8/8/8/KK6 w - -", "each side needs exactly one king"},
@@ -25,7 +27,8 @@ TEST(BadInput, PositionsThatNoSearchCanStand) {
         {"p3k3/8/8/8/8/8/8/4K3 w - -", "a pawn stands on the first or last rank"},
         {"QQQQkQQQ/8/8/8/8/QQQQQQQQ/QQQQQQQQ/QQQQKQQQ b - -", "a side has more than 16 men"},
         {"", "each side needs exactly one king"},
-        {"rnbqkbnr/pppppppppppppppppppppp/ppppppppppppppppppppppp/9999/RNBQKBNR w KQkq -", "each side needs exactly one king"},
+        {"rnbqkbnr/pppppppppppppppppppppp/ppppppppppppppppppppppp/9999/RNBQKBNR w KQkq -",
+         "each side needs exactly one king"},
     };
     for (const auto &c : cases) {
         EXPECT_EQ(engine.ask(std::string("position fen ") + c.fen), Lines{});
@@ -44,8 +47,9 @@ TEST(BadInput, PositionsThatNoSearchCanStand) {
 
 TEST(BadInput, AnEnPassantSquareWithoutItsPawn) {
     Session engine;
-    for (const char *fen : {"4k3/8/8/3P4/8/8/8/4K3 w - e6", "4k3/8/8/3P4/8/8/8/4K3 w - a1", "4k3/8/8/3P4/8/8/8/4K3 w - z9",
-                            "4k3/4p3/8/3P4/8/8/8/4K3 w - e6", "4k3/8/4n3/3Pp3/8/8/8/4K3 w - e6"}) {
+    for (const char *fen :
+         {"4k3/8/8/3P4/8/8/8/4K3 w - e6", "4k3/8/8/3P4/8/8/8/4K3 w - a1", "4k3/8/8/3P4/8/8/8/4K3 w - z9",
+          "4k3/4p3/8/3P4/8/8/8/4K3 w - e6", "4k3/8/4n3/3Pp3/8/8/8/4K3 w - e6"}) {
         EXPECT_EQ(engine.ask(std::string("position fen ") + fen), Lines{});
         EXPECT_NE(engine.search("go depth 8").back(), "bestmove null") << fen;
     }
@@ -117,17 +121,19 @@ TEST(BadInput, BytesOfEveryKind) {
 
 TEST(BadInput, CommandsWithoutTheirRest) {
     Session engine;
-    for (const char *line : {"position", "position ", "position fen", "position moves", "position startpos moves", "setoption",
-                             "setoption name", "setoption value", "setoption name value", "debug", "register", "go_on"})
+    for (const char *line :
+         {"position", "position ", "position fen", "position moves", "position startpos moves", "setoption",
+          "setoption name", "setoption value", "setoption name value", "debug", "register", "go_on"})
         EXPECT_LE(engine.ask(line).size(), 1u) << line;
     expect_alive(&engine);
 }
 
 TEST(BadInput, GoWithAbsurdNumbers) {
     Session engine;
-    for (const char *go : {"go depth 0", "go depth -5", "go nodes 0", "go nodes -1", "go movetime 0", "go movetime -100",
-                           "go wtime -1 btime -1", "go wtime 100 btime 100 movestogo 0", "go wtime 100 btime 100 movestogo -1",
-                           "go wtime 300 btime 300 winc -1000 binc -1000", "go depth 99999999999999999999 movetime 50"}) {
+    for (const char *go :
+         {"go depth 0", "go depth -5", "go nodes 0", "go nodes -1", "go movetime 0", "go movetime -100",
+          "go wtime -1 btime -1", "go wtime 100 btime 100 movestogo 0", "go wtime 100 btime 100 movestogo -1",
+          "go wtime 300 btime 300 winc -1000 binc -1000", "go depth 99999999999999999999 movetime 50"}) {
         engine.ask("position startpos");
         EXPECT_EQ(engine.search(go).back().rfind("bestmove ", 0), 0u) << go;
         engine.search("go infinite movetime 1\nstop");

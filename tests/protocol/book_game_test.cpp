@@ -14,7 +14,8 @@
 
 static std::string repeated_games(int count, const std::string &result, const std::string &moves) {
     std::string text;
-    for (int i = 0; i < count; ++i) text += "[Event \"?\"]\n[Result \"" + result + "\"]\n\n" + moves + " " + result + "\n\n";
+    for (int i = 0; i < count; ++i)
+        text += "[Event \"?\"]\n[Result \"" + result + "\"]\n\n" + moves + " " + result + "\n\n";
     return text;
 }
 
@@ -71,10 +72,12 @@ static bool is_book_turn(const std::vector<std::string> &lines, std::string *mov
 
 TEST(BookGame, FromGamesToMoves) {
     ScratchDirectory scratch;
-    ASSERT_TRUE(write_file(scratch.file("club.pgn"), repeated_games(6, "1/2-1/2", "1. e4 {best by test} e5 2. Nf3 Nc6 3. Bc4 Bc5 4. O-O Nf6")));
-    EXPECT_EQ(make_book_of("club.pgn", scratch),
-              (std::vector<std::string>{" Creating file tmp_book.bin from games in club.pgn", "", "writing book file ...",
-                                        "games= 6, nmoves= 8", "book contains 8 moves", "done"}));
+    ASSERT_TRUE(write_file(scratch.file("club.pgn"),
+                           repeated_games(6, "1/2-1/2", "1. e4 {best by test} e5 2. Nf3 Nc6 3. Bc4 Bc5 4. O-O Nf6")));
+    EXPECT_EQ(
+        make_book_of("club.pgn", scratch),
+        (std::vector<std::string>{" Creating file tmp_book.bin from games in club.pgn", "", "writing book file ...",
+                                  "games= 6, nmoves= 8", "book contains 8 moves", "done"}));
     std::filesystem::rename(scratch.file("tmp_book.bin"), scratch.file("tarn_book.bin"));
 
     Program program({}, scratch.path);
@@ -129,10 +132,13 @@ TEST(BookGame, FromRealGamesToMoves) {
 TEST(BookGame, DepthsChooseTheBook) {
     ScratchDirectory scratch;
     ASSERT_TRUE(write_file(scratch.file("tarn_book.bin"), book_of_lines({"e2e4", "e2e4 e7e5", "e2e4 e7e5 g1f3"})));
-    ASSERT_TRUE(write_file(scratch.file("second.bin"), book_of_lines({"e2e4 c7c5", "e2e4 e7e5 d2d4", "d2d4 d7d5", "e2e4 e7e5 g1f3 g8f6"})));
+    ASSERT_TRUE(write_file(scratch.file("second.bin"),
+                           book_of_lines({"e2e4 c7c5", "e2e4 e7e5 d2d4", "d2d4 d7d5", "e2e4 e7e5 g1f3 g8f6"})));
     Program program({}, scratch.path);
     std::string move;
-    const auto book_move = [&](const std::string &moves) { return is_book_turn(turn(&program, moves), &move) ? move : "none"; };
+    const auto book_move = [&](const std::string &moves) {
+        return is_book_turn(turn(&program, moves), &move) ? move : "none";
+    };
     EXPECT_EQ(book_move("e2e4 e7e5"), "g1f3");
     EXPECT_EQ(book_move("d2d4"), "none");
     program.send("setoption name OwnBook2_File value second.bin");
@@ -177,7 +183,8 @@ static std::string long_game(int plies) {
 TEST(BookGame, NoBookBeyondTheGreatestDepth) {
     ScratchDirectory scratch;
     // Every one of these positions is in the book, with the next move of the game.
-    ASSERT_TRUE(write_file(scratch.file("tarn_book.bin"), book_of_lines({long_game(60), long_game(61), long_game(80), long_game(81)})));
+    ASSERT_TRUE(write_file(scratch.file("tarn_book.bin"),
+                           book_of_lines({long_game(60), long_game(61), long_game(80), long_game(81)})));
     Program program({}, scratch.path);
     program.send("setoption name OwnBook_Depth value 60");
     EXPECT_TRUE(is_book_turn(turn(&program, long_game(59))));
@@ -198,7 +205,8 @@ TEST(BookGame, ConsoleShowsBothBooks) {
     program.wait_for("white");  // the board at the start
     program.send("book");
     std::vector<std::string> lines = program.lines_until("selecting d2d4");
-    lines.erase(lines.begin(), std::find_if(lines.begin(), lines.end(), [](const std::string &line) { return !line.empty(); }));
+    lines.erase(lines.begin(),
+                std::find_if(lines.begin(), lines.end(), [](const std::string &line) { return !line.empty(); }));
     EXPECT_EQ(lines, (std::vector<std::string>{"  e2e4  cnt=     1, weight= 100.00% -> 100.00%", "selecting e2e4", "",
                                                "  d2d4  cnt=     1, weight= 100.00% -> 100.00%", "selecting d2d4"}));
     program.send("mv");  // "go" analyses and asks no book

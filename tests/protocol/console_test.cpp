@@ -44,9 +44,16 @@ struct Console {
     }
 };
 
-constexpr const char *START_BOARD[] = {"  r n b q k b n r", "  o o o o o o o o", "  - + - + - + - +", "  + - + - + - + -",
-                                       "  - + - + - + - +", "  + - + - + - + -", "  P P P P P P P P", "  R N B Q K B N R",
-                                       "white", ""};
+constexpr const char *START_BOARD[] = {"  r n b q k b n r",
+                                       "  o o o o o o o o",
+                                       "  - + - + - + - +",
+                                       "  + - + - + - + -",
+                                       "  - + - + - + - +",
+                                       "  + - + - + - + -",
+                                       "  P P P P P P P P",
+                                       "  R N B Q K B N R",
+                                       "white",
+                                       ""};
 
 TEST(ConsoleProgram, StartsWithTheBoard) {
     ScratchDirectory directory;
@@ -77,12 +84,31 @@ TEST(ConsoleProgram, AConversation) {
 // A line that is no move is answered, and "nonsense" behind it too.
 TEST(ConsoleProgram, Nonsense) {
     Console console;
-    for (const std::string &line : {std::string("xyzzy"), std::string(200000, 'x'), std::string("\x01\x02\xff"), std::string("e9")}) {
+    for (const std::string &line :
+         {std::string("xyzzy"), std::string(200000, 'x'), std::string("\x01\x02\xff"), std::string("e9")}) {
         console.program.send(line);
         EXPECT_EQ(console.program.wait_for("invalid: "), "invalid: a1a1");
     }
-    for (const char *line : {"load nowhere.pgn Somebody", "get nobody", "jump", "set", "set level", "trace", "fen x/y/z w KQkq e3",
-                             "perft 2", "ev", "ev2", "sp", "pv", "swap", "bd", "]", "reverse", "save", "tag", "lmr", "book"})
+    for (const char *line : {"load nowhere.pgn Somebody",
+                             "get nobody",
+                             "jump",
+                             "set",
+                             "set level",
+                             "trace",
+                             "fen x/y/z w KQkq e3",
+                             "perft 2",
+                             "ev",
+                             "ev2",
+                             "sp",
+                             "pv",
+                             "swap",
+                             "bd",
+                             "]",
+                             "reverse",
+                             "save",
+                             "tag",
+                             "lmr",
+                             "book"})
         console.all_of(line);
     EXPECT_EQ(quit_program(&console.program), 0);
 }
@@ -105,7 +131,7 @@ TEST(ConsoleProgram, GoAnalysesAndMakesNoMove) {
 TEST(ConsoleProgram, ADotEndsASearch) {
     Console console;
     console.program.send("go");
-    console.program.send("e4");   // dropped: a search runs
+    console.program.send("e4");  // dropped: a search runs
     console.program.lines_within(0.3);
     console.program.send(".");
     EXPECT_NE(console.program.wait_for("move= "), "");
@@ -153,8 +179,12 @@ TEST(ConsoleProgram, Edit) {
     Console console;
     console.program.send("edit\n#\nw Ke1 Ra1 ph2\nx Qa1\nb kg8 Pg7 Rz9 Qa8\n.\nnonsense");
     Lines lines = console.program.lines_until("invalid: a1a1");
-    const Lines help{"", "", ".                    end edit", "#                    clear board",
-                     "w  Pa2 Pb2 Kc2       white, pieces", "b  Pa7 Pb7 Kc7       black, pieces"};
+    const Lines help{"",
+                     "",
+                     ".                    end edit",
+                     "#                    clear board",
+                     "w  Pa2 Pb2 Kc2       white, pieces",
+                     "b  Pa7 Pb7 Kc7       black, pieces"};
     ASSERT_GT(lines.size(), help.size());
     EXPECT_EQ(Lines(lines.begin(), lines.begin() + 6), help);
     EXPECT_EQ(lines[6], "6k1/6p1/8/8/8/8/7P/R3K3 b Q - 0 0");  // the line of z9 ended there
@@ -296,7 +326,8 @@ TEST(ConsoleProgram, TheConversationOfTheReadme) {
         // Lines of a search's start and its last summary stand between; they are left out on the page.
         std::string printed;
         do ASSERT_TRUE(console.program.read_line(&printed)) << line;
-        while (printed != line && (printed.empty() || printed.rfind("info string ", 0) == 0 || printed.rfind("00] ", 0) == 0));
+        while (printed != line &&
+               (printed.empty() || printed.rfind("info string ", 0) == 0 || printed.rfind("00] ", 0) == 0));
         EXPECT_EQ(printed, line);
     }
     EXPECT_EQ(console.program.wait_exit(), 0);

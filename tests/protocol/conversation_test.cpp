@@ -19,10 +19,12 @@ TEST(Conversation, IdentityAndOptions) {
     ASSERT_EQ(lines.size(), 27u);
     EXPECT_EQ(lines[0], "id name Tarn 7.04");
     EXPECT_EQ(lines[1], "id author Ilse Marrow");
+    // clang-format off
     const char *names[] = {"ConfigFilePath", "Hash", "Threads", "Clear Hash", "NN_File", "Use_NN_eval", "OwnBook",
                            "OwnBook_File", "OwnBook_Depth", "OwnBook2_File", "OwnBook2_Depth", "OwnBook_Variety",
                            "SyzygyPath", "SyzygyProbeDepth6", "Log", "Ponder", "MultiPV", "UCI_Chess960", "MoveOverhead",
                            "UCI_LimitStrength", "UCI_Elo", "UCI_Opponent", "Contempt", "Selectivity"};
+    // clang-format on
     for (int i = 0; i < 24; ++i)
         EXPECT_EQ(lines[i + 2].rfind("option name " + std::string(names[i]) + " type ", 0), 0u) << lines[i + 2];
     EXPECT_EQ(lines[23], "option name UCI_Opponent type string default ");
@@ -42,12 +44,17 @@ TEST(Conversation, OptionsAnswerWithTheirValue) {
     EXPECT_EQ(engine.search("go depth 3").back(), "bestmove null") << "no thread, no search";
     EXPECT_EQ(engine.ask("setoption name Threads value 1"), Lines{"info string Threads set to 1"});
     EXPECT_EQ(engine.ask("setoption name Ponder value TRUE"), Lines{"info string Ponder set to 0"});
-    EXPECT_EQ(engine.ask("setoption name UCI_Opponent value GM 2800 human Some Name"), Lines{"info string opponent_elo set to 2800"});
+    EXPECT_EQ(engine.ask("setoption name UCI_Opponent value GM 2800 human Some Name"),
+              Lines{"info string opponent_elo set to 2800"});
     EXPECT_EQ(engine.ask("setoption name Clear Hash"), Lines{"info string Hash table cleared"});
     EXPECT_EQ(engine.ask("setoption name hash value 1"), Lines{});
     EXPECT_EQ(engine.ask("setoption name Hash value 3"),
-              (Lines{"info string Hash set to 3", "info string allocated 3 Mbytes for hash table", "info string Cleared hash table"}));
-    const Lines list = [&] { engine.program.send("uci"); return engine.program.lines_until("uciok"); }();
+              (Lines{"info string Hash set to 3", "info string allocated 3 Mbytes for hash table",
+                     "info string Cleared hash table"}));
+    const Lines list = [&] {
+        engine.program.send("uci");
+        return engine.program.lines_until("uciok");
+    }();
     EXPECT_TRUE(has_line(list, "option name Hash type spin default 3 min 0 max 32768"));
     EXPECT_TRUE(has_line(list, "option name Threads type spin default 1 min 1 max 160"));
 }
@@ -221,8 +228,9 @@ TEST(Conversation, TheLogFollowsTheOption) {
 TEST(Conversation, MovesAreInformationLinesInUciForm) {
     Session engine;
     const Lines lines = engine.search("go depth 5");
-    const std::string form = "info depth [0-9]+ seldepth [0-9]+ score (cp|mate) -?[0-9]+ time [0-9]+ nodes [0-9]+ "
-                             "nps [0-9]+ tbhits 0 hashfull [0-9]+ pv( [a-h][1-8][a-h][1-8][qrbn]?)+";
+    const std::string form =
+        "info depth [0-9]+ seldepth [0-9]+ score (cp|mate) -?[0-9]+ time [0-9]+ nodes [0-9]+ "
+        "nps [0-9]+ tbhits 0 hashfull [0-9]+ pv( [a-h][1-8][a-h][1-8][qrbn]?)+";
     for (std::size_t i = 0; i + 1 < lines.size(); ++i) EXPECT_TRUE(has_form(lines[i], form)) << lines[i];
     EXPECT_TRUE(has_form(lines.back(), "bestmove [a-h][1-8][a-h][1-8] ponder [a-h][1-8][a-h][1-8]"));
 }
@@ -230,14 +238,16 @@ TEST(Conversation, MovesAreInformationLinesInUciForm) {
 TEST(Conversation, ChessWithOtherSetUps) {
     Session engine;
     engine.ask("setoption name UCI_Chess960 value true");
-    EXPECT_EQ(engine.ask("position fen bqnbrkrn/pppppppp/8/8/8/8/PPPPPPPP/BQNBRKRN w GEge - 0 1 moves g2g3 g7g6 f1g1 f8g8"), Lines{});
+    EXPECT_EQ(
+        engine.ask("position fen bqnbrkrn/pppppppp/8/8/8/8/PPPPPPPP/BQNBRKRN w GEge - 0 1 moves g2g3 g7g6 f1g1 f8g8"),
+        Lines{});
     EXPECT_NE(engine.search("go depth 5").back(), "bestmove null");
 }
 
 TEST(Conversation, TheSameNodesAfterANewGame) {
     Session engine;
-    const int budgets[] = {150, 300, 500, 800, 1200, 2000, 3000, 4500, 7000, 10000, 14000, 20000, 28000, 40000,
-                           55000, 75000, 100000, 150000, 200000, 300000};
+    const int budgets[] = {150,   300,   500,   800,   1200,  2000,  3000,   4500,   7000,   10000,
+                           14000, 20000, 28000, 40000, 55000, 75000, 100000, 150000, 200000, 300000};
     for (const int budget : budgets) {
         long long nodes[2];
         std::string best[2];
@@ -295,7 +305,8 @@ TEST(Conversation, FourThreads) {
 static double processor_seconds(int process_id) {
     const std::string text = read_file("/proc/" + std::to_string(process_id) + "/stat");
     long user = 0, system = 0;
-    std::sscanf(text.c_str() + text.rfind(')') + 1, " %*c %*d %*d %*d %*d %*d %*u %*u %*u %*u %*u %ld %ld", &user, &system);
+    std::sscanf(text.c_str() + text.rfind(')') + 1, " %*c %*d %*d %*d %*d %*d %*u %*u %*u %*u %*u %ld %ld", &user,
+                &system);
     return static_cast<double>(user + system) / static_cast<double>(sysconf(_SC_CLK_TCK));
 }
 

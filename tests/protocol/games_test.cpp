@@ -18,7 +18,8 @@ static double now() {
 static std::vector<std::pair<std::string, Move>> legal_moves(Position *position) {
     std::vector<std::pair<std::string, Move>> moves;
     generate_all(position);
-    for (const MoveEntry *entry = position->owner->plies[position->owner->ply].move_list; entry->move != END_OF_LIST; ++entry) {
+    for (const MoveEntry *entry = position->owner->plies[position->owner->ply].move_list; entry->move != END_OF_LIST;
+         ++entry) {
         if (!is_move_legal(position, position->stm, entry->move)) continue;
         char text[MOVE_TEXT];
         move_to_coord(position, position->stm, entry->move, text);

@@ -37,7 +37,8 @@ struct Session {
 inline long long info_value(const std::vector<std::string> &lines, const std::string &keyword) {
     for (auto line = lines.rbegin(); line != lines.rend(); ++line) {
         const std::size_t at = line->find(" " + keyword + " ");
-        if (line->rfind("info ", 0) == 0 && at != std::string::npos) return std::atoll(line->c_str() + at + keyword.size() + 2);
+        if (line->rfind("info ", 0) == 0 && at != std::string::npos)
+            return std::atoll(line->c_str() + at + keyword.size() + 2);
     }
     return -1;
 }

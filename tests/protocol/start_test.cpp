@@ -22,12 +22,19 @@ TEST(Start, WithoutArguments) {
 }
 
 TEST(Start, SmallFixedSearchesGetASmallTable) {
-    const struct { Lines arguments; const char *megabytes; } cases[] = {
-        {{"-d", "8", "-hash", "1024"}, "2"}, {{"-n", "100000"}, "2"}, {{"-n", "200000"}, "4"}, {{"-d", "9"}, "4"},
-        {{"-hash", "3"}, "3"}, {{"-d", "10", "-hash", "5"}, "5"}};
+    const struct {
+        Lines arguments;
+        const char *megabytes;
+    } cases[] = {{{"-d", "8", "-hash", "1024"}, "2"},
+                 {{"-n", "100000"}, "2"},
+                 {{"-n", "200000"}, "4"},
+                 {{"-d", "9"}, "4"},
+                 {{"-hash", "3"}, "3"},
+                 {{"-d", "10", "-hash", "5"}, "5"}};
     for (const auto &c : cases) {
         Session engine(c.arguments);
-        EXPECT_EQ(engine.start_lines[1], std::string("info string allocated ") + c.megabytes + " Mbytes for hash table");
+        EXPECT_EQ(engine.start_lines[1],
+                  std::string("info string allocated ") + c.megabytes + " Mbytes for hash table");
     }
 }
 
@@ -44,6 +51,7 @@ TEST(Start, TheConfigurationFileWinsOverTheSwitches) {
     program.send("uci");
     const Lines lines = program.lines_until("uciok");
     const Lines start(lines.begin(), lines.begin() + 10);
+    // clang-format off
     const Lines expected = {"info string Hello from Tarn 7.04",
                             "info string allocated 4 Mbytes for hash table",
                             "info string Cleared hash table",
@@ -54,6 +62,7 @@ TEST(Start, TheConfigurationFileWinsOverTheSwitches) {
                             "info string Log set to 1",
                             "info string MoveOverhead set to 20",
                             "info string loaded embedded network"};
+    // clang-format on
     EXPECT_EQ(start, expected);
     EXPECT_TRUE(has_line(lines, "option name MoveOverhead type spin default 20 min 0 max 1000"));
     EXPECT_TRUE(has_line(lines, "option name Log type check default true"));
@@ -78,15 +87,18 @@ TEST(Start, TheLogOpensAfterTheConfigurationFile) {
 TEST(Start, TrainingIsRefused) {
     ScratchDirectory directory;
     int status = -1;
-    EXPECT_EQ(run_program({"-train", "data", "5"}, "", directory.path, &status), Lines{"Need to compile with 'make train_'"});
+    EXPECT_EQ(run_program({"-train", "data", "5"}, "", directory.path, &status),
+              Lines{"Need to compile with 'make train_'"});
     EXPECT_EQ(status, 1);
-    EXPECT_EQ(run_program({"-train2", "data", "5", "1"}, "", directory.path, &status), Lines{"Need to compile with 'make train_'"});
+    EXPECT_EQ(run_program({"-train2", "data", "5", "1"}, "", directory.path, &status),
+              Lines{"Need to compile with 'make train_'"});
     EXPECT_EQ(status, 1);
 }
 
 TEST(Start, AToolWithoutItsArgumentsLeavesWithoutAWord) {
     ScratchDirectory directory;
-    for (const Lines &arguments : {Lines{"-train"}, Lines{"-mkbook2"}, Lines{"-gentraindata"}, Lines{"-gentraindata", "x", "99"}, Lines{"-anepd"}}) {
+    for (const Lines &arguments : {Lines{"-train"}, Lines{"-mkbook2"}, Lines{"-gentraindata"},
+                                   Lines{"-gentraindata", "x", "99"}, Lines{"-anepd"}}) {
         int status = -1;
         EXPECT_EQ(run_program(arguments, "", directory.path, &status), Lines{});
         EXPECT_EQ(status, 1) << arguments[0];

@@ -66,9 +66,8 @@ TEST_F(Tablebases, RootFilter) {
     session.ask("position fen 8/8/8/8/8/3k4/8/3K3Q w - - 0 1");
     const auto kept = kept_moves(session.search("go depth 2"), &head);
     EXPECT_EQ(head, "info string TB result is WIN with moves: ");
-    EXPECT_EQ(kept, (std::vector<std::string>{"d1c1", "d1e1", "h1a8", "h1b7", "h1c6", "h1d5", "h1e1", "h1f1",
-                                              "h1f3", "h1g1", "h1g2", "h1h2", "h1h3", "h1h4", "h1h5", "h1h6",
-                                              "h1h7", "h1h8"}));
+    EXPECT_EQ(kept, (std::vector<std::string>{"d1c1", "d1e1", "h1a8", "h1b7", "h1c6", "h1d5", "h1e1", "h1f1", "h1f3",
+                                              "h1g1", "h1g2", "h1h2", "h1h3", "h1h4", "h1h5", "h1h6", "h1h7", "h1h8"}));
     session.ask("position fen 8/8/8/8/8/3k4/8/3K3Q b - - 12 1");
     EXPECT_EQ(kept_moves(session.search("go depth 2"), &head),
               (std::vector<std::string>{"d3c3", "d3c4", "d3d4", "d3e3"}));
@@ -124,11 +123,10 @@ static std::vector<std::string> json_strings(const std::string &object, const st
     std::size_t at = object.find(mark);
     EXPECT_NE(at, std::string::npos) << name;
     at += mark.size();
-    const std::size_t end = object.find_first_not_of(' ', at) == object.find('[', at) ? object.find(']', at)
-                                                                                      : object.find('\n', at);
+    const std::size_t end =
+        object.find_first_not_of(' ', at) == object.find('[', at) ? object.find(']', at) : object.find('\n', at);
     std::vector<std::string> strings;
-    for (std::size_t open = object.find('"', at); open < end;
-         open = object.find('"', object.find('"', open + 1) + 1))
+    for (std::size_t open = object.find('"', at); open < end; open = object.find('"', object.find('"', open + 1) + 1))
         strings.push_back(object.substr(open + 1, object.find('"', open + 1) - open - 1));
     return strings;
 }
@@ -158,8 +156,7 @@ TEST(TablebasesReference, RootPositions) {
         EXPECT_EQ(head, "info string TB result is " + json_strings(object, "text")[0] + " with moves: ") << fen;
         if (best.empty()) continue;
         ++choices;
-        EXPECT_TRUE(std::count(best.begin(), best.end(), best_move(lines).substr(0, 4)))
-            << fen << " " << lines.back();
+        EXPECT_TRUE(std::count(best.begin(), best.end(), best_move(lines).substr(0, 4))) << fen << " " << lines.back();
     }
     EXPECT_EQ(cases, 37);
     EXPECT_GT(choices, 25);
@@ -185,9 +182,8 @@ static GameEnd play_out(Session *session, const std::string &fen, int most_plies
     for (int ply = 0; ply < most_plies; ++ply) {
         const std::vector<Move> legal = legal_moves(position);
         if (legal.empty())
-            return is_square_attacked(position, position->king_sq[position->stm], position->stm ^ 1)
-                       ? GAME_MATE
-                       : GAME_DRAWN;
+            return is_square_attacked(position, position->king_sq[position->stm], position->stm ^ 1) ? GAME_MATE
+                                                                                                     : GAME_DRAWN;
         if (is_game_drawn(position)) return GAME_DRAWN;
         Move move = 0;
         if (ply % 2 == 0) {
@@ -219,9 +215,9 @@ static void win_all(Session *session, const std::vector<const char *> &fens) {
 TEST_F(Tablebases, WinsBeforeTheFiftyMoveRule) {
     Session session;
     give_tables(&session, directory->path);
-    win_all(&session, {"8/8/8/8/8/3k4/8/3K3Q w - - 89 1", "8/8/3k4/8/8/8/8/K6R w - - 70 1",
-                       "7r/8/8/4K3/8/8/8/k7 b - - 60 1", "4k3/8/4K3/4P3/8/8/8/8 w - - 97 1",
-                       "8/8/8/4k3/8/4K3/4P3/8 w - - 0 1"});
+    win_all(&session,
+            {"8/8/8/8/8/3k4/8/3K3Q w - - 89 1", "8/8/3k4/8/8/8/8/K6R w - - 70 1", "7r/8/8/4K3/8/8/8/k7 b - - 60 1",
+             "4k3/8/4K3/4P3/8/8/8/8 w - - 97 1", "8/8/8/4k3/8/4K3/4P3/8 w - - 0 1"});
     EXPECT_EQ(quit_program(&session.program), 0);
 }
 

@@ -75,9 +75,8 @@ TEST_F(Damage, FileEmptiedSinceSetUp) {
     use_files(good(".rtbw"), good(".rtbz"));
     ASSERT_TRUE(write_file(scratch.file("KRvK.rtbw"), ""));
     int success = 1;
-    EXPECT_EXIT(
-        tb_probe_table(tb_position_of(WHITE_WINS), 0, &success, TB_WDL), testing::ExitedWithCode(1),
-        "CreateFileMapping\\(\\) failed, error = [0-9]+\\.\nCould not map KRvK\\.rtbw into memory\\.\n");
+    EXPECT_EXIT(tb_probe_table(tb_position_of(WHITE_WINS), 0, &success, TB_WDL), testing::ExitedWithCode(1),
+                "CreateFileMapping\\(\\) failed, error = [0-9]+\\.\nCould not map KRvK\\.rtbw into memory\\.\n");
 }
 
 TEST_F(Damage, CutOff) {
@@ -106,6 +105,7 @@ TEST_F(Damage, ImpossibleHeaders) {
     const std::string wdl = good(".rtbw");
     const int max_length = wdl[STREAM + 8], min_length = wdl[STREAM + 9], lengths = max_length - min_length + 1;
     const int symbols_at = STREAM + 10 + 2 * lengths;
+    // clang-format off
     const Change changes[] = {
         {"one side only", set(4, 0)},
         {"the group order names no group", set(ORDERS, 0x0F)},
@@ -130,6 +130,7 @@ TEST_F(Damage, ImpossibleHeaders) {
              (*bytes)[symbols_at + 3] = 0x2F, (*bytes)[symbols_at + 4] = 0x0E;
          }},
     };
+    // clang-format on
     for (const Change &change : changes) {
         std::string bytes = wdl;
         change.apply(&bytes);
@@ -219,8 +220,7 @@ TEST_F(Damage, Garbage) {
 TEST_F(Damage, GarbageStreams) {
     std::mt19937 random(11);
     StreamPlan plan;
-    for (int i = 0; i < 3000; ++i)
-        plan.values.push_back(static_cast<std::uint16_t>(random() % 5 * (random() % 2)));
+    for (int i = 0; i < 3000; ++i) plan.values.push_back(static_cast<std::uint16_t>(random() % 5 * (random() % 2)));
     TablePlan table;
     table.streams = {plan};
     const std::string whole = table_bytes(table).substr(6);  // from the stream's header on

@@ -41,9 +41,7 @@ TEST_F(Probe, DepthFloors) {
     use_all();
     ASSERT_EQ(TB_LARGEST, 7);
     const auto six = [](int depth) { return tb_probe_wdl(set_up("7k/8/8/8/8/RRRR4/8/K7 w - - 0 1"), depth); };
-    const auto seven = [](int depth) {
-        return tb_probe_wdl(set_up("7k/8/8/8/8/RRRRR3/8/K7 w - - 0 1"), depth);
-    };
+    const auto seven = [](int depth) { return tb_probe_wdl(set_up("7k/8/8/8/8/RRRRR3/8/K7 w - - 0 1"), depth); };
     const auto three = [](int depth) { return tb_probe_wdl(set_up("k7/8/1K6/8/8/8/8/7R w - - 0 1"), depth); };
     settings.syzygy_depth6 = 1;
     settings.syzygy_depth7 = 7;
@@ -131,8 +129,7 @@ TEST_F(Probe, ChecksAreNoStalemate) {
         for (int king = 0; king < 64; ++king) {
             TbPosition pos{};
             const Bitboard black_king = bit(35), pawn = bit(28), black_pawn = bit(27);  // d5, e4, d4
-            if (((bit(queen) | bit(king)) & (black_king | pawn | black_pawn | bit(20) | bit(12))) ||
-                queen == king)
+            if (((bit(queen) | bit(king)) & (black_king | pawn | black_pawn | bit(20) | bit(12))) || queen == king)
                 continue;
             pos.white = bit(queen) | bit(king) | pawn;
             pos.black = black_king | black_pawn;

@@ -35,9 +35,8 @@ TEST_F(Registry, AllNamesOnce) {
     tb_for_each_name([](const char *name) { visited.push_back(name); });
     EXPECT_EQ(visited.size(), 1511u);
     EXPECT_EQ(std::set<std::string>(visited.begin(), visited.end()).size(), 1511u);
-    const auto with_pawn = std::count_if(visited.begin(), visited.end(), [](const std::string &name) {
-        return name.find('P') != std::string::npos;
-    });
+    const auto with_pawn = std::count_if(visited.begin(), visited.end(),
+                                         [](const std::string &name) { return name.find('P') != std::string::npos; });
     EXPECT_EQ(with_pawn, TB_PAWN_TABLES);
     EXPECT_EQ(1511 - with_pawn, TB_PIECE_TABLES);
     EXPECT_EQ(visited[0], "KQvK");
@@ -92,8 +91,8 @@ TEST_F(Registry, CountsAndLargest) {
     make_file("KQvK.rtbz", 80);
     make_file("KQvK.rtbm", 144);
     make_file("KRPvKR.rtbw", 16);
-    make_file("KNvK.rtbm", 80);      // without a WDL file it counts as absent
-    make_file("KvKQ.rtbw", 80);      // no such name
+    make_file("KNvK.rtbm", 80);  // without a WDL file it counts as absent
+    make_file("KvKQ.rtbw", 80);  // no such name
     make_file("KQQQvKQQ.rtbz", 80);
     std::filesystem::create_directory(directory.file("KBvK.rtbw"));
     std::string errors;
@@ -104,8 +103,7 @@ TEST_F(Registry, CountsAndLargest) {
     EXPECT_EQ(tb_piece_count, 1);
     EXPECT_EQ(tb_pawn_count, 1);
     // Setting the path again starts over.
-    EXPECT_EQ(printed(directory.path),
-              "info string Found 2 WDL, 1 DTM and 1 DTZ tablebase files. Largest 5-men\n");
+    EXPECT_EQ(printed(directory.path), "info string Found 2 WDL, 1 DTM and 1 DTZ tablebase files. Largest 5-men\n");
     EXPECT_EQ(printed("<empty>"), "");
     EXPECT_EQ(TB_LARGEST, 0);
     EXPECT_EQ(tb_wdl_file_count + tb_dtm_file_count + tb_dtz_file_count, 0);
@@ -140,9 +138,8 @@ TEST_F(Registry, SeveralDirectories) {
     ASSERT_TRUE(write_file(second.file("KQvK.rtbz"), std::string(80, 'x')));
     ASSERT_TRUE(write_file(second.file("KRvKR.rtbw"), std::string(80, 'x')));
     const std::string both = "info string Found 2 WDL, 0 DTM and 1 DTZ tablebase files. Largest 4-men\n";
-    for (const std::string &path :
-         {directory.path + ";" + second.path, directory.path + ";;" + second.path + ";",
-          ";/none;" + directory.path + ";" + second.path + ";;"})
+    for (const std::string &path : {directory.path + ";" + second.path, directory.path + ";;" + second.path + ";",
+                                    ";/none;" + directory.path + ";" + second.path + ";;"})
         EXPECT_EQ(printed(path), both) << path;
     EXPECT_EQ(printed(second.path + ";" + directory.path),
               "info string Incomplete tablebase file KQvK..rtbw\n"
@@ -164,9 +161,8 @@ TEST_F(Registry, SlotsOfTheHash) {
     EXPECT_EQ(entry, tb_find_slot(tb_material_key(queen, true))->entry.load());
     EXPECT_EQ(entry->key, tb_material_key(queen, false));
     EXPECT_FALSE(entry->symmetric);
-    EXPECT_EQ(
-        tb_find_slot(tb_material_key(tb_position_of("8/8/4k3/r7/8/4K3/R7/8 w - - 0 1"), false))->entry.load(),
-        nullptr);
+    EXPECT_EQ(tb_find_slot(tb_material_key(tb_position_of("8/8/4k3/r7/8/4K3/R7/8 w - - 0 1"), false))->entry.load(),
+              nullptr);
 }
 
 // All 1511 tables at once fill the registry exactly, and every one is found by both keys.
@@ -192,8 +188,8 @@ TEST_F(Registry, EveryTable) {
 }
 
 TEST_F(Registry, LeadingGroups) {
-    for (const char *name : {"KRRvK.rtbw", "KRRvKR.rtbw", "KRRvKRR.rtbw", "KPPvKP.rtbw", "KPvK.rtbw",
-                             "KRPvKPP.rtbw", "KPPvKR.rtbw"})
+    for (const char *name :
+         {"KRRvK.rtbw", "KRRvKR.rtbw", "KRRvKRR.rtbw", "KPPvKP.rtbw", "KPvK.rtbw", "KRPvKPP.rtbw", "KPPvKR.rtbw"})
         make_file(name, 80);
     use_tables(directory.path);
     const auto entry_of = [](const char *fen) {

@@ -71,8 +71,8 @@ TEST_F(RootRanking, PromotionsAsEngineMoves) {
 
 // Among drawing moves the material decides, so that it is the same move each time.
 TEST_F(RootRanking, OneOfTheDraws) {
-    for (const char *fen : {"8/8/4k3/8/4P3/4K3/8/8 w - - 10 1", "8/8/4k3/8/4P3/4K3/8/8 b - - 10 1",
-                            "8/8/4k3/8/8/8/4P3/4K3 w - - 33 1"}) {
+    for (const char *fen :
+         {"8/8/4k3/8/4P3/4K3/8/8 w - - 10 1", "8/8/4k3/8/4P3/4K3/8/8 b - - 10 1", "8/8/4k3/8/8/8/4P3/4K3 w - - 33 1"}) {
         const TbPosition pos = tb_position_of(fen);
         TbMove moves[TB_MAX_MOVES];
         TbMove *const end = tb_gen_legal(pos, moves);
@@ -131,9 +131,8 @@ TEST_F(RootRanking, SpoiltResults) {
                 TbPosition next;
                 ASSERT_TRUE(tb_do_move(&next, pos, tb_move_word(from_of(move), to_of(move))));
                 // The move keeps to the shortest way, or to the longest resistance.
-                const int dtz_behind =
-                    ending_dtz(ROOK, !turn, lowest(next.rooks), lowest(next.kings & next.white),
-                               lowest(next.kings & next.black));
+                const int dtz_behind = ending_dtz(ROOK, !turn, lowest(next.rooks), lowest(next.kings & next.white),
+                                                  lowest(next.kings & next.black));
                 EXPECT_EQ(dtz_behind, dtz > 0 ? 1 - dtz : -dtz - 1);
                 ++(dtz > 0 ? wins : losses);
             }

@@ -173,8 +173,8 @@ TEST_F(Tables, MissingTablesGiveNoAnswer) {
     ScratchDirectory queen_only;
     ASSERT_TRUE(write_file(queen_only.file("KQvK.rtbw"), read_file(directory->path + "/KQvK.rtbw")));
     use_tables(queen_only.path);
-    for (const char *fen : {"8/8/4k3/8/8/8/B7/K7 w - - 0 1", "8/8/4k3/8/8/8/4n3/K7 b - - 0 1",
-                            "8/8/4k3/8/8/8/4r3/K7 b - - 0 1"}) {
+    for (const char *fen :
+         {"8/8/4k3/8/8/8/B7/K7 w - - 0 1", "8/8/4k3/8/8/8/4n3/K7 b - - 0 1", "8/8/4k3/8/8/8/4r3/K7 b - - 0 1"}) {
         EXPECT_EQ(tb_probe_wdl(set_up(fen), 80), -1) << fen;
         EXPECT_EQ(wdl_of(tb_position_of(fen)).success, 0) << fen;
         EXPECT_EQ(dtz_of(tb_position_of(fen)).success, 0) << fen;
@@ -203,8 +203,7 @@ TEST_F(Tables, PositionsThatNoTableHolds) {
 // Every number of a table is given to so many positions (0: at least one), and every position gets one.
 static void check_numbering(const char *name, const char *fen, int group_count, int expected_hits) {
     ScratchDirectory other;
-    ASSERT_TRUE(
-        write_file(other.file(std::string(name) + ".rtbw"), table_bytes(constant_wdl_plan(name, 2, 2))));
+    ASSERT_TRUE(write_file(other.file(std::string(name) + ".rtbw"), table_bytes(constant_wdl_plan(name, 2, 2))));
     use_tables(other.path);
     const TbPosition pos = tb_position_of(fen);
     int success = 1;
@@ -212,16 +211,15 @@ static void check_numbering(const char *name, const char *fen, int group_count, 
     ASSERT_EQ(success, 1) << name;
     TbBaseEntry *entry = tb_find_slot(tb_material_key(pos, false))->entry.load();
     ASSERT_NE(entry, nullptr);
-    const TbEncInfo *infos = entry->has_pawns ? reinterpret_cast<TbPawnEntry *>(entry)->wdl
-                                              : reinterpret_cast<TbPieceEntry *>(entry)->wdl;
+    const TbEncInfo *infos =
+        entry->has_pawns ? reinterpret_cast<TbPawnEntry *>(entry)->wdl : reinterpret_cast<TbPieceEntry *>(entry)->wdl;
     const std::string bytes = table_bytes(constant_wdl_plan(name, 2, 2));
     const int record = entry->num + 1 + (entry->has_pawns && entry->pawns[1] > 0);
     std::vector<std::vector<int>> hits(group_count);
     for (int group = 0; group < group_count; ++group) {
         TbEncInfo copy;
-        const u64 size =
-            tb_init_enc_info(&copy, entry, reinterpret_cast<const u8 *>(bytes.data()) + 5 + group * record, 0,
-                             group, entry->has_pawns ? TB_ENCODE_FILES : TB_ENCODE_PIECES);
+        const u64 size = tb_init_enc_info(&copy, entry, reinterpret_cast<const u8 *>(bytes.data()) + 5 + group * record,
+                                          0, group, entry->has_pawns ? TB_ENCODE_FILES : TB_ENCODE_PIECES);
         ASSERT_GT(size, 0u);
         hits[group].assign(size, 0);
     }
@@ -255,18 +253,13 @@ static void check_numbering(const char *name, const char *fen, int group_count, 
                     ++hits[group][index];
                 }
     for (const std::vector<int> &group : hits)
-        for (const int count : group)
-            ASSERT_EQ(expected_hits == 0 ? count > 0 : count == expected_hits, true) << count;
+        for (const int count : group) ASSERT_EQ(expected_hits == 0 ? count > 0 : count == expected_hits, true) << count;
 }
 
 TEST_F(Tables, NumberingOfTwoLeadingKings) { check_numbering("KRRvK", "8/8/4k3/8/8/8/RR6/K7 w - - 0 1", 1, 0); }
-TEST_F(Tables, NumberingOfThreeLeadingMen) {
-    check_numbering("KRvKB", "8/8/4k3/b7/8/8/1R6/K7 w - - 0 1", 1, 0);
-}
+TEST_F(Tables, NumberingOfThreeLeadingMen) { check_numbering("KRvKB", "8/8/4k3/b7/8/8/1R6/K7 w - - 0 1", 1, 0); }
 // A position and its reflection share a number, unless two pawns lead that reflect into each other.
-TEST_F(Tables, NumberingOfPawnsOfBothSides) {
-    check_numbering("KPvKP", "8/3p4/4k3/8/8/8/1P6/K7 w - - 0 1", 4, 2);
-}
+TEST_F(Tables, NumberingOfPawnsOfBothSides) { check_numbering("KPvKP", "8/3p4/4k3/8/8/8/1P6/K7 w - - 0 1", 4, 2); }
 TEST_F(Tables, NumberingOfTwoPawns) { check_numbering("KPPvK", "8/8/4k3/8/8/8/PP6/K7 w - - 0 1", 4, 0); }
 TEST_F(Tables, NumberingOfPawnAndPiece) { check_numbering("KRPvK", "8/8/4k3/8/8/8/PR6/K7 w - - 0 1", 4, 2); }
 

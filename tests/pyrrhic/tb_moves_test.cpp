@@ -28,8 +28,7 @@ static std::vector<TbMove> en_passant_moves(const TbPosition &pos) {
     TbMove list[TB_MAX_MOVES];
     TbMove *const end = tb_gen_captures(pos, list);
     std::vector<TbMove> moves;
-    std::copy_if(list, end, std::back_inserter(moves),
-                 [&](TbMove move) { return tb_is_en_passant(pos, move); });
+    std::copy_if(list, end, std::back_inserter(moves), [&](TbMove move) { return tb_is_en_passant(pos, move); });
     return moves;
 }
 
@@ -69,11 +68,11 @@ static void check_position(const std::string &fen) {
 }
 
 TEST_F(TbMoves, AgreeWithTheGame) {
-    for (const char *fen : {"8/2p5/3p4/KP5r/1R3p1k/8/4P1P1/8 w - - 3 1", "8/8/8/8/k2pP2R/8/8/K7 b - e3 0 1",
-                            "8/8/8/8/k2pP3/8/8/K7 b - e3 0 1", "r3k3/1P6/8/8/8/8/1p6/K1R5 w - - 0 1",
-                            "r3k3/1P6/8/8/8/8/1p6/2R4K b - - 0 1", "4k3/8/8/3Pp3/8/8/8/4K3 w - e6 0 1",
-                            "k7/8/1K6/8/8/8/8/7R b - - 254 1", "k7/8/1K6/8/8/8/8/QQQQQ3 w - - 10 1",
-                            "8/P7/8/k7/8/8/8/K6n w - - 10 1", "6kq/8/8/8/8/8/8/7K w - - 0 1"})
+    for (const char *fen :
+         {"8/2p5/3p4/KP5r/1R3p1k/8/4P1P1/8 w - - 3 1", "8/8/8/8/k2pP2R/8/8/K7 b - e3 0 1",
+          "8/8/8/8/k2pP3/8/8/K7 b - e3 0 1", "r3k3/1P6/8/8/8/8/1p6/K1R5 w - - 0 1",
+          "r3k3/1P6/8/8/8/8/1p6/2R4K b - - 0 1", "4k3/8/8/3Pp3/8/8/8/4K3 w - e6 0 1", "k7/8/1K6/8/8/8/8/7R b - - 254 1",
+          "k7/8/1K6/8/8/8/8/QQQQQ3 w - - 10 1", "8/P7/8/k7/8/8/8/K6n w - - 10 1", "6kq/8/8/8/8/8/8/7K w - - 0 1"})
         check_position(fen);
 }
 

@@ -42,7 +42,8 @@ TEST_P(GoldenSearch, NodesScoresAndMoves) {
         if (line[0] == '#' || fields.size() < 4) continue;
         const SearchResult result = fresh_search(fields[3], file.depth, file.hash_mb);
         ++checked;
-        const std::string got = std::to_string(result.nodes) + " " + std::to_string(result.score) + " " + result.best_move;
+        const std::string got =
+            std::to_string(result.nodes) + " " + std::to_string(result.score) + " " + result.best_move;
         const std::string want = fields[0] + " " + fields[1] + " " + fields[2];
         if (got != want && ++different <= 5) ADD_FAILURE() << fields[3] << "\n  got " << got << "\n want " << want;
     }
@@ -105,7 +106,8 @@ TEST(GoldenLines, InformationLines) {
         report_iteration(0, 1, best_depth, best_score, best_pv);
         std::string got = testing::internal::GetCapturedStdout();
         got = without_volatile_parts(got);
-        got += "bestmove " + result.best_move + (result.ponder_move.empty() ? "" : " ponder " + result.ponder_move) + "\n";
+        got +=
+            "bestmove " + result.best_move + (result.ponder_move.empty() ? "" : " ponder " + result.ponder_move) + "\n";
         got += "nodes " + std::to_string(result.nodes) + " score " + std::to_string(result.score) + " depth " +
                std::to_string(result.depth) + "\n";
         EXPECT_EQ(got, want) << fen;

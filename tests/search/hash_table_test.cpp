@@ -149,17 +149,20 @@ TEST(HashTable, SizeZeroRunsWithoutATable) {
 
 TEST(HashTable, AWrongMoveIsReportedAndDropped) {
     Position *position = set_up(STARTPOS_FEN);
-    struct { Move move; int code; } const cases[] = {
-        {make_word(12, 12), 1},            // nowhere
-        {make_word(20, 28), 2},            // from an empty square
-        {make_word(12, 60), 2},            // onto a king
-        {make_word(52, 44), 3},            // the other side's pawn
-        {make_word(0, 8), 4},              // onto an own piece
+    struct {
+        Move move;
+        int code;
+    } const cases[] = {
+        {make_word(12, 12), 1},  // nowhere
+        {make_word(20, 28), 2},  // from an empty square
+        {make_word(12, 60), 2},  // onto a king
+        {make_word(52, 44), 3},  // the other side's pawn
+        {make_word(0, 8), 4},    // onto an own piece
         {make_word(12, 28, PROMO_QUEEN), 6},
-        {make_word(12, 21), 7},            // a diagonal pawn step onto nothing
-        {make_word(12, 36), 7},            // three steps
+        {make_word(12, 21), 7},  // a diagonal pawn step onto nothing
+        {make_word(12, 36), 7},  // three steps
         {make_word(1, 19), 8},
-        {make_word(2, 20), 9},             // through the own pawn
+        {make_word(2, 20), 9},  // through the own pawn
         {make_word(0, 16), 10},
         {make_word(3, 19), 11},
         {make_word(4, 6, CASTLE_KINGSIDE), 12},  // the path is blocked

@@ -4,13 +4,13 @@
 #include "board/make_move.h"
 #include "board/notation.h"
 #include "control/settings.h"
+#include "gtest/gtest.h"
 #include "search/hash_table.h"
 #include "search/parallel.h"
 #include "search/root.h"
 #include "search/search_state.h"
 #include "support/engine.h"
 #include "support/fresh_search.h"
-#include "gtest/gtest.h"
 
 TEST(Interior, ARepetitionInsideTheLineOrTwoAcrossTheRoot) {
     ThreadState *thread = start_engine();

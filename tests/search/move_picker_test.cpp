@@ -8,9 +8,9 @@
 #include "board/attacks.h"
 #include "board/moves.h"
 #include "board/notation.h"
+#include "gtest/gtest.h"
 #include "search/root.h"
 #include "support/engine.h"
-#include "gtest/gtest.h"
 
 struct Picked {
     std::string text;
@@ -107,8 +107,7 @@ TEST(MovePicker, UnderPromotionsOnlyWithFullOrdering) {
 
 TEST(MovePicker, InCheckOnlyAnswersToTheCheckAreGenerated) {
     const std::vector<Picked> moves = pick_all("4r2k/8/8/8/8/8/3R4/R3K3 w - -", PICK_SEARCH);
-    for (const Picked &move : moves)
-        EXPECT_TRUE(move.text[0] == 'e' || move.text == "d2e2") << move.text;
+    for (const Picked &move : moves) EXPECT_TRUE(move.text[0] == 'e' || move.text == "d2e2") << move.text;
 }
 
 TEST(MovePicker, AStageAboveNineEndsTheList) {
@@ -123,7 +122,8 @@ TEST(MovePicker, AListFilledBeforehandComesInOrder) {
     generate_all(&thread->position);
     PlyRecord *record = &thread->plies[1];
     int score = 0;
-    for (MoveEntry *entry = record->move_list; entry->move != END_OF_LIST; ++entry) entry->score = static_cast<i16>(score++);
+    for (MoveEntry *entry = record->move_list; entry->move != END_OF_LIST; ++entry)
+        entry->score = static_cast<i16>(score++);
     record->picker_stage = 8;
     int last = 1000, count = 0;
     while (const MoveEntry *entry = next_move(&thread->position)) {

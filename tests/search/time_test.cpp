@@ -90,7 +90,7 @@ TEST(Time, ReasonsForMoreTime) {
     best_score = -1;  // 21 below both of the last iterations
     time_check();
     EXPECT_NEAR(target_time, (1 / 29.0 + 0.04) * 290, 0.05);
-    best_score = 1;   // 19 below: not enough
+    best_score = 1;  // 19 below: not enough
     time_check();
     EXPECT_NEAR(target_time, 10.0f, 0.01);
     best_change_depth = 8;

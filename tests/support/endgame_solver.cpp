@@ -15,7 +15,7 @@
 static constexpr int STATES = 2 * 64 * 64 * 64;
 
 static Bitboard *set_of(TbPosition *pos, int type) {
-    Bitboard *const sets[7] = {nullptr,     &pos->pawns, &pos->knights, &pos->bishops,
+    Bitboard *const sets[7] = {nullptr,     &pos->pawns,  &pos->knights, &pos->bishops,
                                &pos->rooks, &pos->queens, &pos->kings};
     return sets[type];
 }
@@ -49,7 +49,9 @@ TbPosition mirrored(const TbPosition &pos) {
 // pawns, in the a1-d1-d4 triangle.
 static int state_of(int type, int turn, int man, int white_king, int black_king) {
     int squares[3] = {man, white_king, black_king};
-    const auto turn_board = [&](int mask) { for (int &square : squares) square ^= mask; };
+    const auto turn_board = [&](int mask) {
+        for (int &square : squares) square ^= mask;
+    };
     if (file_of(white_king) > 3) turn_board(7);
     if (type != PAWN) {
         if (rank_of(squares[1]) > 3) turn_board(56);
@@ -224,8 +226,7 @@ static std::vector<int> table_order(int type, int turn, int group) {
         if (rank_of(square) < file_of(square)) below.push_back(square);
     }
     const std::vector<int> off_firsts = {1, 2, 3, 10, 11, 19}, diagonal_firsts = {0, 9, 18, 27};
-    const auto add = [&](const std::vector<int> &first, const std::vector<int> &second,
-                         const std::vector<int> &third) {
+    const auto add = [&](const std::vector<int> &first, const std::vector<int> &second, const std::vector<int> &third) {
         for (const int a : first)
             for (const int b : second)
                 for (const int c : third)

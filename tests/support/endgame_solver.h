@@ -22,11 +22,10 @@ TbPosition mirrored(const TbPosition &pos);
 
 // How distances are turned into a DTZ file, and results into a WDL file.
 struct EndingFormat {
-    int dtz_turn = 1;          // the side to move that the DTZ file holds
+    int dtz_turn = 1;  // the side to move that the DTZ file holds
     int dtz_flags = WIN_PLIES_FLAG | LOSS_PLIES_FLAG;
-    int cursed_from =
-        10000;  // wins of this many plies and more, losses of more, are spoilt by the 50-move rule
-    int cursed_shift = 0;      // what is added to their distance to pass 100
+    int cursed_from = 10000;  // wins of this many plies and more, losses of more, are spoilt by the 50-move rule
+    int cursed_shift = 0;     // what is added to their distance to pass 100
     int block_bits = 6, index_bits = 9, pair_rounds = 40;
 };
 // Distance and result (-2 to 2) of a solved value under the format.

@@ -198,15 +198,13 @@ std::vector<std::string> Program::lines_until(const std::string &prefix, double 
         lines.push_back(line);
         if (line.compare(0, prefix.size(), prefix) == 0) return lines;
     }
-    ADD_FAILURE() << "no line \"" << prefix << "\" came; the last was \""
-                  << (lines.empty() ? "" : lines.back()) << "\", standard error: " << error_;
+    ADD_FAILURE() << "no line \"" << prefix << "\" came; the last was \"" << (lines.empty() ? "" : lines.back())
+                  << "\", standard error: " << error_;
     lines.emplace_back();
     return lines;
 }
 
-std::string Program::wait_for(const std::string &prefix, double seconds) {
-    return lines_until(prefix, seconds).back();
-}
+std::string Program::wait_for(const std::string &prefix, double seconds) { return lines_until(prefix, seconds).back(); }
 
 std::vector<std::string> Program::lines_within(double seconds) {
     std::vector<std::string> lines;
@@ -252,8 +250,7 @@ void Program::kill() {
     if (exited_ || process_ <= 0) return;
     ::kill(process_, SIGKILL);
     int status = 0;
-    while (waitpid(process_, &status, 0) < 0 && errno == EINTR) {
-    }
+    while (waitpid(process_, &status, 0) < 0 && errno == EINTR) {}
     exited_ = true;
     status_ = WIFSIGNALED(status) ? 128 + WTERMSIG(status) : WEXITSTATUS(status);
 }

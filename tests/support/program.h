@@ -7,8 +7,8 @@
 
 struct ProgramSetup {
     std::vector<std::string> arguments;
-    std::string directory;                // working directory; empty: the test's own
-    bool terminal = false;                // standard input and output are a pseudo-terminal
+    std::string directory;  // working directory; empty: the test's own
+    bool terminal = false;  // standard input and output are a pseudo-terminal
     std::string executable = TARN_PROGRAM;
 };
 
@@ -61,13 +61,13 @@ private:
     bool take_line(std::string *line);
 
     int process_ = -1;
-    int input_ = -1;         // we write
-    int output_end_ = -1;    // we read
-    int error_end_ = -1;     // we read
+    int input_ = -1;       // we write
+    int output_end_ = -1;  // we read
+    int error_end_ = -1;   // we read
     bool terminal_ = false;
     bool exited_ = false;
     int status_ = -1;
-    std::string output_;     // read, not yet taken
+    std::string output_;  // read, not yet taken
     std::string error_;
 };
 

@@ -42,9 +42,7 @@ inline TbPosition tb_position_of(const std::string &fen) {
 struct Answer {
     int value, success;
 };
-inline bool operator==(const Answer &a, const Answer &b) {
-    return a.value == b.value && a.success == b.success;
-}
+inline bool operator==(const Answer &a, const Answer &b) { return a.value == b.value && a.success == b.success; }
 inline std::ostream &operator<<(std::ostream &out, const Answer &answer) {
     return out << "value " << answer.value << ", success " << answer.success;
 }

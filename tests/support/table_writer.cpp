@@ -39,8 +39,7 @@ static Paired make_pairs(const std::vector<std::uint16_t> &values, int rounds) {
     for (int round = 0; round < rounds; ++round) {
         const std::size_t size = paired.symbols.size();
         std::vector<int> counts(size * size);  // by left and right neighbour
-        for (std::size_t i = 0; i + 1 < paired.text.size(); ++i)
-            ++counts[paired.text[i] * size + paired.text[i + 1]];
+        for (std::size_t i = 0; i + 1 < paired.text.size(); ++i) ++counts[paired.text[i] * size + paired.text[i + 1]];
         std::size_t best = 0;
         int best_count = 1;
         for (std::size_t pair = 0; pair < counts.size(); ++pair) {
@@ -53,8 +52,7 @@ static Paired make_pairs(const std::vector<std::uint16_t> &values, int rounds) {
         paired.symbols.push_back({left, right, paired.symbols[left].length + paired.symbols[right].length});
         std::size_t kept = 0;
         for (std::size_t i = 0; i < paired.text.size(); ++i) {
-            const bool match =
-                i + 1 < paired.text.size() && paired.text[i] == left && paired.text[i + 1] == right;
+            const bool match = i + 1 < paired.text.size() && paired.text[i] == left && paired.text[i + 1] == right;
             paired.text[kept++] = match ? made : paired.text[i];
             i += match;
         }
@@ -100,9 +98,9 @@ static std::vector<int> code_lengths(const Paired &paired) {
 
 struct Code {
     int min_length, max_length;
-    std::vector<int> number;      // new number by symbol: longest codes first, unused ones last
-    std::vector<int> length;      // by symbol
-    std::vector<int> first;       // by length - min_length: first new number
+    std::vector<int> number;          // new number by symbol: longest codes first, unused ones last
+    std::vector<int> length;          // by symbol
+    std::vector<int> first;           // by length - min_length: first new number
     std::vector<std::uint64_t> base;  // lowest code of that length
 };
 
@@ -206,8 +204,7 @@ static Encoded encode_stream(const StreamPlan &plan) {
     for (std::size_t i = 0; i < patterns.size(); ++i) {
         const Symbol &symbol = paired.symbols[i];
         const bool leaf = symbol.right == LEAF;
-        const int left = leaf ? symbol.left : code.number[symbol.left],
-                  right = leaf ? LEAF : code.number[symbol.right];
+        const int left = leaf ? symbol.left : code.number[symbol.left], right = leaf ? LEAF : code.number[symbol.right];
         patterns[code.number[i]] = static_cast<std::uint32_t>(left | right << 12);
     }
     for (const std::uint32_t pattern : patterns) put(&header, pattern, 3);
@@ -258,9 +255,7 @@ static std::vector<int> order_of_men(const std::string &name, int *pawn_sides) {
         else ++counts[side][std::string(" PNBRQK").find(letter)];
     }
     std::vector<int> men;
-    const auto add = [&](int colour, int type) {
-        men.insert(men.end(), counts[colour][type], type + 8 * colour);
-    };
+    const auto add = [&](int colour, int type) { men.insert(men.end(), counts[colour][type], type + 8 * colour); };
     *pawn_sides = (counts[0][1] > 0) + (counts[1][1] > 0);
     const int leading = counts[1][1] && (!counts[0][1] || counts[0][1] > counts[1][1]);
     add(leading, 1);

@@ -52,7 +52,8 @@ TEST(Benchmark, ReferenceCounts) {
         const auto lines = read_lines(shared_path("golden/search/bench_early_d" + std::string(depth) + ".txt"));
         const std::string last = lines.back(), mark = "pbench line nodes= ";
         ASSERT_NE(last.find(mark), std::string::npos);
-        EXPECT_EQ(bench_nodes({"-pbench", "-d", depth, "-cfg", "tarn.cfg"}, directory), last.substr(last.find(mark) + mark.size()));
+        EXPECT_EQ(bench_nodes({"-pbench", "-d", depth, "-cfg", "tarn.cfg"}, directory),
+                  last.substr(last.find(mark) + mark.size()));
     }
 }
 

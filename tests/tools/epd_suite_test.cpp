@@ -28,8 +28,8 @@ TEST(SuiteJudge, BestMoves) {
     EXPECT_EQ(judged("\"d4\" e4;", "", "").correct, 1);
     EXPECT_EQ(judged("e4,e2e4", "", "").correct, 2);  // named twice, counted twice
     EXPECT_EQ(judged("d4,Nf3", "", "").correct, 0);
-    EXPECT_EQ(judged("Qh5", "", "").correct, 0);       // not a move here
-    EXPECT_EQ(judged("d4", "d4", "").correct, 0);      // with bm, am isn't looked at
+    EXPECT_EQ(judged("Qh5", "", "").correct, 0);   // not a move here
+    EXPECT_EQ(judged("d4", "d4", "").correct, 0);  // with bm, am isn't looked at
     EXPECT_EQ(judged(std::string(127, 'Q').c_str(), "", "").correct, 0);
 }
 

@@ -28,30 +28,31 @@ TEST(GoldenTools, ScanPgn) {
     expect_scan("scan_fen", "read 6 games\n\n");
     expect_scan("scan_tail_short", "read 1 games\n\n");
     expect_scan("scan_limits", "read 6 games\n\n");
-    expect_scan("scan_termination",
-                "can't parse move 1. e4 in game #5  4k3/8/8/8/8/8/8/4K3 w - -\nread 5 games\n\n");
+    expect_scan("scan_termination", "can't parse move 1. e4 in game #5  4k3/8/8/8/8/8/8/4K3 w - -\nread 5 games\n\n");
 }
 
 TEST(GoldenTools, ScanPgnQuirks) {
     SKIP_WITHOUT_SHARED("golden/tools/cases.json");
     const std::string start = "rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq -\n";
-    expect_scan("scan_quirks",
-                "can't parse move 1. c) in game #1  " + start +
-                "can't parse move 5. Be7 in game #3  r1bqkb1r/1ppp1ppp/p1n2n2/4p3/B3P3/5N2/PPPP1PPP/RNBQK2R w KQkq -\n"
-                "can't parse move 1. e5 in game #5  " + start +
-                "can't parse move 8. Ng8{x/3 in game #9  rnbqkb1r/pppppppp/5n2/8/8/8/PPPPPPPP/RNBQKBNR b KQkq -\n"
-                "can't parse move 9. Nf3! in game #15  " + start +
-                "can't parse move 9. Nf3abcd in game #21  " + start +
-                "can't parse move 1. White in game #23  " + start +
-                "can't parse move 9. Kd5 in game #25  " + start + "read 26 games\n\n");
+    expect_scan(
+        "scan_quirks",
+        "can't parse move 1. c) in game #1  " + start +
+            "can't parse move 5. Be7 in game #3  r1bqkb1r/1ppp1ppp/p1n2n2/4p3/B3P3/5N2/PPPP1PPP/RNBQK2R w KQkq -\n"
+            "can't parse move 1. e5 in game #5  " +
+            start +
+            "can't parse move 8. Ng8{x/3 in game #9  rnbqkb1r/pppppppp/5n2/8/8/8/PPPPPPPP/RNBQKBNR b KQkq -\n"
+            "can't parse move 9. Nf3! in game #15  " +
+            start + "can't parse move 9. Nf3abcd in game #21  " + start + "can't parse move 1. White in game #23  " +
+            start + "can't parse move 9. Kd5 in game #25  " + start + "read 26 games\n\n");
 }
 
 TEST(GoldenTools, Records) {
     SKIP_WITHOUT_SHARED("golden/tools/cases.json");
     const std::string allocated = "allocated 18000 Mbytes for training data.\n";
     expect_golden({"-epd2bin", "epd2bin_ops.epd"}, "epd2bin_ops.epd", "epd2bin_ops.bin", "epd2bin_ops.bin",
-                  allocated + "reading positions from file epd2bin_ops.epd.\nread 72 positions.\n\n"
-                              "stored 72 positions in epd2bin_ops.bin.\n\n");
+                  allocated +
+                      "reading positions from file epd2bin_ops.epd.\nread 72 positions.\n\n"
+                      "stored 72 positions in epd2bin_ops.bin.\n\n");
     expect_golden({"-bin2epd", "bin2epd_mix.bin"}, "bin2epd_mix.bin", "bin2epd_mix.epd", "bin2epd_mix.epd",
                   allocated + "read 11 positions from bin2epd_mix.bin.\n\n");
     expect_golden({"-bin2epd", "epd2bin_ops.bin"}, "epd2bin_ops.bin", "epd2bin_ops.epd", "bin2epd_ops.epd",

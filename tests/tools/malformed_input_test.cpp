@@ -106,8 +106,9 @@ TEST(MalformedInput, GoodLinesAmidNoise) {
     ScratchDirectory directory;
     const std::string good = "6k1/5ppp/8/8/8/8/8/R5K1 w - - bm Ra8; ce 5; gr 1.0;\n";
     write_file(directory.file("x.epd"), good + "\n" + std::string(3000, '8') + "\n\x01\x02\x80\xFF\n" + good);
-    EXPECT_NE(run_tool({"-anepd", "x.epd", "-d", "2", "-o", "out.epd"}, directory).output.find("2 / 2 correct best moves\n"),
-              std::string::npos);
+    EXPECT_NE(
+        run_tool({"-anepd", "x.epd", "-d", "2", "-o", "out.epd"}, directory).output.find("2 / 2 correct best moves\n"),
+        std::string::npos);
     run_tool({"-epd2bin", "x.epd"}, directory);
     EXPECT_EQ(read_file(directory.file("x.bin")).size(), 80u);
 }
@@ -116,11 +117,16 @@ TEST(FullDisk, EndsInOneLine) {
     if (!std::filesystem::exists("/dev/full")) GTEST_SKIP() << "no /dev/full here";
     const std::string good = "6k1/5ppp/8/8/8/8/8/R5K1 w - - bm Ra8; ce 5; gr 1.0;\n";
     const std::string game = "[Result \"1-0\"]\n\nNf3 Nf6 Ng1 Ng8 Nf3 Nf6 Ng1 Ng8 Nf3 Nf6 Ng1 Ng8 Nf3 Nf6 Ng1 Ng8\n";
-    struct { const char *output; ToolCall call; std::string content; } const cases[] = {
+    struct {
+        const char *output;
+        ToolCall call;
+        std::string content;
+    } const cases[] = {
         {"out.epd", {"x.pgn", {"-scan_pgn", "x.pgn", "-o", "out.epd"}}, game},
         {"x.bin", {"x.epd", {"-epd2bin", "x.epd"}}, good},
         {"x.epd", {"x.bin", {"-bin2epd", "x.bin"}}, std::string(4000, '\1')},
-        {"out.epd", {"x.epd", {"-mktraindata", "x.epd", "-o", "out.epd", "-d", "3"}},
+        {"out.epd",
+         {"x.epd", {"-mktraindata", "x.epd", "-o", "out.epd", "-d", "3"}},
          "rnbqkbnr/pppp1ppp/8/4p3/4P3/8/PPPP1PPP/RNB1KBNR w KQkq -\n"},
         {"out.epd", {"mybook_2mv.epd", {"-gentraindata", "out.epd", "100"}}, std::string(START_FIELDS) + "\n"},
         {"out.epd", {"x.epd", {"-anepd", "x.epd", "-o", "out.epd", "-d", "2"}}, good},

@@ -47,8 +47,9 @@ static PgnGame parsed(std::string text) {
 }
 
 TEST(PgnParse, TagsAndMoves) {
-    const PgnGame game = parsed("[Event \"x\"] [Result \"0-1\"] [FEN \"4k3/8/8/8/8/8/P7/4K3 w - - 0 1\"] "
-                                "1. a4+ Kd7# 2. a8=Q+ $1 (2. a5) e.p. 0-1");
+    const PgnGame game = parsed(
+        "[Event \"x\"] [Result \"0-1\"] [FEN \"4k3/8/8/8/8/8/P7/4K3 w - - 0 1\"] "
+        "1. a4+ Kd7# 2. a8=Q+ $1 (2. a5) e.p. 0-1");
     EXPECT_EQ(game.game_number, 1);
     EXPECT_EQ(game.result, -1);
     EXPECT_STREQ(game.fen, "4k3/8/8/8/8/8/P7/4K3 w - - 0 1");
@@ -93,9 +94,9 @@ TEST(PgnParse, CommentScores) {
     EXPECT_EQ(score_of("{12.5/9}"), 1250);
     EXPECT_EQ(score_of("{95.00/1}"), 9000);
     EXPECT_EQ(score_of("{-95.00/1}"), -9000);
-    EXPECT_EQ(score_of("{0.25}"), 0);      // no slash
-    EXPECT_EQ(score_of("{.5/3}"), 0);      // under three characters
-    EXPECT_EQ(score_of("{.50/3}"), 50);    // three, counted behind the brace
+    EXPECT_EQ(score_of("{0.25}"), 0);    // no slash
+    EXPECT_EQ(score_of("{.5/3}"), 0);    // under three characters
+    EXPECT_EQ(score_of("{.50/3}"), 50);  // three, counted behind the brace
     EXPECT_EQ(score_of("{89.999/4}"), 8999);
     EXPECT_EQ(score_of("{nan/4}"), 0);
     EXPECT_EQ(score_of("{1e300/4}"), 9000);
@@ -123,7 +124,8 @@ TEST(PgnParse, StopsStoringAtTheLimit) {
 
 TEST(PgnParse, ForfeitLeavesTheMovesOfTheGameBefore) {
     PgnGame game{};
-    std::string first = "[Result \"1-0\"] e4 {+0.10/1} e5", second = "[Result \"0-1\"] [Termination \"time forfeit\"] d4";
+    std::string first = "[Result \"1-0\"] e4 {+0.10/1} e5",
+                second = "[Result \"0-1\"] [Termination \"time forfeit\"] d4";
     pgn_parse_game(&game, first.data());
     pgn_parse_game(&game, second.data());
     EXPECT_EQ(game.game_number, 2);
@@ -156,8 +158,9 @@ static std::string knight_moves(int plies) {
 TEST(PgnExport, ANormalGameIsWrittenFromPlySixteen) {
     EXPECT_EQ(exported(parsed(knight_moves(15))), "");
     EXPECT_EQ(exported(parsed("[Result \"1-0\"] " + knight_moves(16) + "Nf3 {+0.25/9} ")),
-              std::string(START_FIELDS) + " ce 25; gr 1.0;\n"
-              "rnbqkbnr/pppppppp/8/8/8/5N2/PPPPPPPP/RNBQKB1R b KQkq - ce 0; gr 0.0;\n");
+              std::string(START_FIELDS) +
+                  " ce 25; gr 1.0;\n"
+                  "rnbqkbnr/pppppppp/8/8/8/5N2/PPPPPPPP/RNBQKB1R b KQkq - ce 0; gr 0.0;\n");
 }
 
 TEST(PgnExport, AGameFromAPositionIsWrittenFromPlyFour) {
@@ -165,7 +168,8 @@ TEST(PgnExport, AGameFromAPositionIsWrittenFromPlyFour) {
     EXPECT_EQ(exported(parsed(fen + "Kd1 Kd8 Ke1 Ke8 ")), "4k3/8/8/8/8/8/8/4K3 w - - ce 0; gr 0.5;\n");
     EXPECT_EQ(exported(parsed(fen + "Kd1 Kd8 Ke1 ")), "");
     // A value of ten characters or fewer is no position.
-    EXPECT_EQ(exported(parsed("[FEN \"8/8/8/8 w \"] " + knight_moves(16))), std::string(START_FIELDS) + " ce 0; gr 0.5;\n");
+    EXPECT_EQ(exported(parsed("[FEN \"8/8/8/8 w \"] " + knight_moves(16))),
+              std::string(START_FIELDS) + " ce 0; gr 0.5;\n");
 }
 
 TEST(PgnExport, AnnotatedGamesGiveBarePositions) {
@@ -207,7 +211,8 @@ TEST(ScanPgn, WritesGamesAndCountsThem) {
     const ToolRun run = run_tool({"-scan_pgn", "g.pgn", "-o", "g.epd"}, directory);
     EXPECT_EQ(run.status, 0);
     EXPECT_EQ(run.output, "read 2 games\n\n");
-    const std::string game = std::string(START_FIELDS) + " ce 32; gr 1.0;\n"
+    const std::string game = std::string(START_FIELDS) +
+                             " ce 32; gr 1.0;\n"
                              "rnbqkbnr/pppppppp/8/8/8/5N2/PPPPPPPP/RNBQKB1R b KQkq - ce 0; gr 0.0;\n";
     EXPECT_EQ(read_file(directory.file("g.epd")), game + game + "\n");
 }
@@ -222,7 +227,8 @@ TEST(ScanPgn, AShortLastGameIsNotRead) {
 TEST(ScanPgn, CarriageReturnsMakeNoDifference) {
     ScratchDirectory directory;
     // A line whose CR is the last character that the line buffer takes.
-    const std::string text = std::string(FIRST_GAME) + "[Result \"1-0\"]\n" + std::string(509, ' ') + "\n" + knight_moves(20) + "\n";
+    const std::string text =
+        std::string(FIRST_GAME) + "[Result \"1-0\"]\n" + std::string(509, ' ') + "\n" + knight_moves(20) + "\n";
     write_file(directory.file("g.pgn"), text);
     write_file(directory.file("h.pgn"), with_crlf(text));
     EXPECT_EQ(run_tool({"-scan_pgn", "g.pgn", "-o", "g.epd"}, directory).output,

@@ -60,7 +60,8 @@ static TrainRecord pawn_record(const char *fen) {
 static std::string pruned(const std::vector<TrainRecord> &records, const ScratchDirectory &directory) {
     testing::internal::CaptureStdout();
     prune_to_file(records.data(), static_cast<i64>(records.size()), directory.file("pruned.bin").c_str());
-    EXPECT_EQ(testing::internal::GetCapturedStdout(), "Collecting stats ...\n\nWriting pruned net to pruned.bin ...\n\n");
+    EXPECT_EQ(testing::internal::GetCapturedStdout(),
+              "Collecting stats ...\n\nWriting pruned net to pruned.bin ...\n\n");
     return read_file(directory.file("pruned.bin"));
 }
 
@@ -68,15 +69,17 @@ constexpr int WORDS = 12;  // of the header
 constexpr std::size_t PRUNED_WORDS = 768 * 1536 + 9 * 3072;
 
 // Node of the old network that stands at place r of the new one.
-static int node_at(const std::string &file, int r) { return word_at(file, static_cast<std::size_t>(WORDS + QUEEN_ROW * 1536 + r)); }
+static int node_at(const std::string &file, int r) {
+    return word_at(file, static_cast<std::size_t>(WORDS + QUEEN_ROW * 1536 + r));
+}
 
 TEST(Prune, DropsTheWeakestPairAndSortsTheOthers) {
     start_engine();
     ScratchDirectory directory;
     load_made_network(directory, 3074, [](int c) { return 10 + 5 * c; });  // node 0 is the weakest
     TrainRecord kingless{};
-    const std::string file = pruned({kingless, pawn_record("4k3/8/8/8/8/8/P7/4K3 w - -"), pawn_record("4k3/p7/8/8/8/8/8/4K3 b - -")},
-                                    directory);
+    const std::string file = pruned(
+        {kingless, pawn_record("4k3/8/8/8/8/8/P7/4K3 w - -"), pawn_record("4k3/p7/8/8/8/8/8/4K3 b - -")}, directory);
     ASSERT_EQ(file.size(), 2 * (WORDS + PRUNED_WORDS));
     const int header[10] = {770, 1500, 3000, 400, 1, 1, 3072, 0, 0, 5};
     for (int i = 0; i < 10; ++i) EXPECT_EQ(word_at(file, i), header[i]) << i;

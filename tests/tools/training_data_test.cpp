@@ -78,10 +78,11 @@ TEST(EpdToRecord, TextThatIsNoNumberReadsAsZero) {
 TEST(EpdToRecord, PacksTheBoard) {
     start_engine();
     TrainRecord record;
-    ASSERT_EQ(record_from_epd_line("rnbqkbnr/pppp1ppp/8/8/3Pp3/8/PPP1PPPP/RNBQKBNR b Kq d3 0 3 ce 2; gr 0.5;", &record), 1);
-    EXPECT_EQ(record.squares[0], 4 | 2 << 4);       // a1 rook, b1 knight
-    EXPECT_EQ(record.squares[13], 1 << 4 | 0);      // c3.. checked below by unpacking
-    EXPECT_EQ(record.squares[31], 10 | 12 << 4);    // g8 knight, h8 rook
+    ASSERT_EQ(record_from_epd_line("rnbqkbnr/pppp1ppp/8/8/3Pp3/8/PPP1PPPP/RNBQKBNR b Kq d3 0 3 ce 2; gr 0.5;", &record),
+              1);
+    EXPECT_EQ(record.squares[0], 4 | 2 << 4);     // a1 rook, b1 knight
+    EXPECT_EQ(record.squares[13], 1 << 4 | 0);    // c3.. checked below by unpacking
+    EXPECT_EQ(record.squares[31], 10 | 12 << 4);  // g8 knight, h8 rook
     EXPECT_EQ(record.stm_castling, 1 | 8 | 1 << 4);
     EXPECT_EQ(record.ep, 19);
     float target;
@@ -145,8 +146,8 @@ TEST(BinToEpd, WritesWhatStands) {
     ScratchDirectory directory;
     std::string records(120, '\0');
     records[33] = 64;
-    records[40] = 0x06;          // a white king on a1 alone
-    records[40 + 32] = 0x1F;     // black to move, all rights wanted
+    records[40] = 0x06;       // a white king on a1 alone
+    records[40 + 32] = 0x1F;  // black to move, all rights wanted
     records[40 + 33] = 64;
     for (int i = 0; i < 40; ++i) records[80 + i] = '\xFF';  // codes that no piece has
     write_file(directory.file("r.bin"), records);

@@ -9,8 +9,8 @@
 #include "control/settings.h"
 #include "search/hash_table.h"
 #include "support/engine.h"
-#include "tools/tool_files.h"
 #include "tools/text_lines.h"
+#include "tools/tool_files.h"
 #include "tools/training_data.h"
 
 static TrainingGame game_from(const char *fen, int fifty = 0) {
@@ -130,7 +130,8 @@ TEST(GenerateTraining, LinesAreSoundAndSurvivePacking) {
         split_epd_line((line + "\n").c_str(), &epd);
         expect_quiet(epd, line);
         EXPECT_LE(std::abs(read_integer(epd.ce)), 10000);
-        EXPECT_TRUE(std::string(epd.gr) == "0.0" || std::string(epd.gr) == "0.5" || std::string(epd.gr) == "1.0") << line;
+        EXPECT_TRUE(std::string(epd.gr) == "0.0" || std::string(epd.gr) == "0.5" || std::string(epd.gr) == "1.0")
+            << line;
         EXPECT_EQ(line, std::string(epd.fen) + " ce " + epd.ce + "; gr " + epd.gr + ";");
         TrainRecord record;
         if (record_from_epd_line(line.c_str(), &record)) kept.push_back(epd.fen + std::string(" ce ") + epd.ce + ";");
@@ -149,11 +150,11 @@ TEST(ConvertTraining, WritesQuietLinesWithTheirScores) {
     ScratchDirectory directory;
     write_file(directory.file("in.epd"),
                "# a remark\n"
-               "rnbqkbnr/pppp1ppp/8/4p3/4P3/8/PPPP1PPP/RNBQKBNR w KQkq -\n"                         // no operations
-               "rnb1kbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - ce 900; gr 1.0;\r\n"           // a queen ahead
-               "rnb1kbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - ce 900; gr 0.0;\n"             // contradicts
-               "4k3/4R3/8/8/8/8/8/4K3 b - - ce 5; gr 0.5;\n"                                        // in check
-               "8/8/8/8/8/8/8/8 w - - ce 5; gr 0.5;\n");                                            // no kings
+               "rnbqkbnr/pppp1ppp/8/4p3/4P3/8/PPPP1PPP/RNBQKBNR w KQkq -\n"                // no operations
+               "rnb1kbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - ce 900; gr 1.0;\r\n"  // a queen ahead
+               "rnb1kbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - ce 900; gr 0.0;\n"    // contradicts
+               "4k3/4R3/8/8/8/8/8/4K3 b - - ce 5; gr 0.5;\n"                               // in check
+               "8/8/8/8/8/8/8/8 w - - ce 5; gr 0.5;\n");                                   // no kings
     const ToolRun run = run_tool({"-mktraindata", "in.epd", "-o", "out.epd", "-d", "4"}, directory);
     EXPECT_EQ(run.status, 0);
     EXPECT_NE(run.output.find("infile= in.epd, outfile= out.epd\n"), std::string::npos);
@@ -184,6 +185,8 @@ TEST(ConvertTraining, WritesQuietLinesWithTheirScores) {
 TEST(ConvertTraining, WrongNamesEndWithoutAWord) {
     ScratchDirectory directory;
     write_file(directory.file("in.txt"), std::string(START_FIELDS) + "\n");
-    EXPECT_EQ(run_tool({"-mktraindata", "in.txt", "-o", "out.epd"}, directory).output.find("infile"), std::string::npos);
-    EXPECT_EQ(run_tool({"-mktraindata", "in.epd", "-o", "out.txt"}, directory).output.find("infile"), std::string::npos);
+    EXPECT_EQ(run_tool({"-mktraindata", "in.txt", "-o", "out.epd"}, directory).output.find("infile"),
+              std::string::npos);
+    EXPECT_EQ(run_tool({"-mktraindata", "in.epd", "-o", "out.txt"}, directory).output.find("infile"),
+              std::string::npos);
 }

@@ -42,8 +42,7 @@ void end_process(int status) { std::_Exit(status); }
 // Opens a regular file for writing without emptying it; -1 when there is none to open. Links are
 // not followed, so that what gets emptied is the file of that name and no other.
 static int open_regular_for_writing(const char *path, int extra_flags) {
-    const int descriptor =
-        open(path, O_WRONLY | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK | extra_flags, 0666);
+    const int descriptor = open(path, O_WRONLY | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK | extra_flags, 0666);
     if (descriptor < 0) return -1;
     struct stat status {};
     if (fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode)) return descriptor;

@@ -35,8 +35,8 @@ bool start_thread(Thread *thread, void (*body)(int *), int *argument) {
     pthread_t handle{};
     bool started = false;
     if (pthread_attr_init(&attributes) == 0) {
-        started = pthread_attr_setstacksize(&attributes, STACK_BYTES) == 0
-                  && pthread_create(&handle, &attributes, thread_entry, start) == 0;
+        started = pthread_attr_setstacksize(&attributes, STACK_BYTES) == 0 &&
+                  pthread_create(&handle, &attributes, thread_entry, start) == 0;
         pthread_attr_destroy(&attributes);
     }
     if (!started) {

@@ -22,6 +22,4 @@ double clock_seconds() {
 u32 calendar_seconds() { return static_cast<u32>(std::time(nullptr)); }
 
 // Its granularity is the timer period, which begin_timer_period shortens.
-void sleep_milliseconds(int milliseconds) {
-    Sleep(milliseconds > 0 ? static_cast<DWORD>(milliseconds) : 0);
-}
+void sleep_milliseconds(int milliseconds) { Sleep(milliseconds > 0 ? static_cast<DWORD>(milliseconds) : 0); }

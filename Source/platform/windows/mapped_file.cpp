@@ -8,8 +8,8 @@ const char DIRECTORY_SEPARATOR = '\\';
 static HANDLE file_handle(FileHandle file) { return reinterpret_cast<HANDLE>(file.handle); }
 
 FileHandle open_read_only(const char *path) {
-    const HANDLE handle = CreateFileA(path, GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING,
-                                      FILE_FLAG_RANDOM_ACCESS, nullptr);
+    const HANDLE handle =
+        CreateFileA(path, GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING, FILE_FLAG_RANDOM_ACCESS, nullptr);
     // A directory can't be opened this way without a special flag, so that nothing else is tested.
     return {handle == INVALID_HANDLE_VALUE ? -1 : reinterpret_cast<i64>(handle)};
 }

@@ -59,9 +59,7 @@ static TbMove *generate(const TbPosition &pos, TbMove *moves, Bitboard targets, 
     return moves;
 }
 
-TbMove *tb_gen_captures(const TbPosition &pos, TbMove *moves) {
-    return generate(pos, moves, tb_enemy(pos), false);
-}
+TbMove *tb_gen_captures(const TbPosition &pos, TbMove *moves) { return generate(pos, moves, tb_enemy(pos), false); }
 
 TbMove *tb_gen_moves(const TbPosition &pos, TbMove *moves) { return generate(pos, moves, ~tb_own(pos), true); }
 
@@ -85,10 +83,10 @@ static Bitboard moved(Bitboard set, Bitboard from, Bitboard to, Bitboard cleared
 static void add_promoted(TbPosition *pos, Bitboard square, int promotion) {
     pos->pawns &= ~square;
     switch (promotion) {
-    case TB_QUEEN: pos->queens |= square; break;
-    case TB_ROOK: pos->rooks |= square; break;
-    case TB_BISHOP: pos->bishops |= square; break;
-    default: pos->knights |= square; break;
+        case TB_QUEEN: pos->queens |= square; break;
+        case TB_ROOK: pos->rooks |= square; break;
+        case TB_BISHOP: pos->bishops |= square; break;
+        default: pos->knights |= square; break;
     }
 }
 

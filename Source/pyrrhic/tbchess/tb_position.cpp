@@ -27,12 +27,12 @@ TbPosition tb_from_position(const Position *position, int rule50) {
 Bitboard tb_men_of_type(const TbPosition &pos, int type) {
     assert(PAWN <= type && type <= KING);
     switch (type) {
-    case PAWN: return pos.pawns;
-    case KNIGHT: return pos.knights;
-    case BISHOP: return pos.bishops;
-    case ROOK: return pos.rooks;
-    case QUEEN: return pos.queens;
-    default: return pos.kings;
+        case PAWN: return pos.pawns;
+        case KNIGHT: return pos.knights;
+        case BISHOP: return pos.bishops;
+        case ROOK: return pos.rooks;
+        case QUEEN: return pos.queens;
+        default: return pos.kings;
     }
 }
 

@@ -8,6 +8,7 @@
 
 // Classes of the first man's square under the symmetries of the board: 0-5 inside the a1-d1-d4
 // triangle, 6-9 on its diagonal.
+// clang-format off
 static constexpr i8 TRIANGLE[64] = {
     6, 0, 1, 2, 2, 1, 0, 6,
     0, 7, 3, 4, 4, 3, 7, 0,
@@ -18,7 +19,9 @@ static constexpr i8 TRIANGLE[64] = {
     0, 7, 3, 4, 4, 3, 7, 0,
     6, 0, 1, 2, 2, 1, 0, 6,
 };
+// clang-format on
 // A square below the a1-h8 diagonal (28 of them) or above it, as one number; 28 and more on it.
+// clang-format off
 static constexpr i8 LOWER[64] = {
     28,  0,  1,  2,  3,  4,  5,  6,
      0, 29,  7,  8,  9, 10, 11, 12,
@@ -29,7 +32,9 @@ static constexpr i8 LOWER[64] = {
      5, 11, 16, 20, 23, 25, 34, 27,
      6, 12, 17, 21, 24, 26, 27, 35,
 };
+// clang-format on
 // Place on the a1-h8 diagonal 0-7, on the h1-a8 diagonal 8-15.
+// clang-format off
 static constexpr i8 DIAG[64] = {
      0,  0,  0,  0,  0,  0,  0,  8,
      0,  1,  0,  0,  0,  0,  9,  0,
@@ -40,7 +45,9 @@ static constexpr i8 DIAG[64] = {
      0, 14,  0,  0,  0,  0,  6,  0,
     15,  0,  0,  0,  0,  0,  0,  7,
 };
+// clang-format on
 // Rank among the squares of the leading pawn: file by file from the edge, each from rank 2 up.
+// clang-format off
 static constexpr i8 FLAP[64] = {
     0,  0,  0,  0,  0,  0,  0, 0,
     0,  6, 12, 18, 18, 12,  6, 0,
@@ -51,8 +58,10 @@ static constexpr i8 FLAP[64] = {
     5, 11, 17, 23, 23, 17, 11, 5,
     0,  0,  0,  0,  0,  0,  0, 0,
 };
+// clang-format on
 // Number of squares that a further pawn of the leading group can stand on when the leading one
 // stands here: those that come later in the order above, both halves of the board.
+// clang-format off
 static constexpr i8 PAWN_TWIST[64] = {
      0,  0,  0,  0,  0,  0,  0,  0,
     47, 35, 23, 11, 10, 22, 34, 46,
@@ -63,6 +72,7 @@ static constexpr i8 PAWN_TWIST[64] = {
     37, 25, 13,  1,  0, 12, 24, 36,
      0,  0,  0,  0,  0,  0,  0,  0,
 };
+// clang-format on
 static constexpr i8 FILE_TO_GROUP[8] = {0, 1, 2, 3, 3, 2, 1, 0};
 
 // Sign of the side of the a1-h8 diagonal: -1 below (rank less than file), 0 on it, 1 above.
@@ -180,8 +190,9 @@ u64 tb_init_enc_info(TbEncInfo *info, const TbBaseEntry *entry, const u8 *bytes,
     for (int i = 0; k < entry->num || i == order || i == order2; ++i) {
         if (i == order) {
             info->factor[0] = factor;
-            factor *= by_files ? PAWN_TABLES.factor_file[info->norm[0] - 1][group]
-                               : entry->kk_enc ? TWO_KINGS_POSITIONS : THREE_MEN_POSITIONS;
+            factor *= by_files        ? PAWN_TABLES.factor_file[info->norm[0] - 1][group]
+                      : entry->kk_enc ? TWO_KINGS_POSITIONS
+                                      : THREE_MEN_POSITIONS;
             leading_placed = true;
         } else if (i == order2) {
             info->factor[second] = factor;
@@ -226,14 +237,10 @@ static u64 remaining_groups(int *squares, int place, const TbEncInfo *info, int 
 static u64 three_men_index(const int *p) {
     const int a = p[1] > p[0], b = (p[2] > p[0]) + (p[2] > p[1]);
     int index;
-    if (off_diag(p[0]))
-        index = TRIANGLE[p[0]] * 63 * 62 + (p[1] - a) * 62 + p[2] - b;
-    else if (off_diag(p[1]))
-        index = 23436 + DIAG[p[0]] * 28 * 62 + LOWER[p[1]] * 62 + p[2] - b;
-    else if (off_diag(p[2]))
-        index = 30380 + DIAG[p[0]] * 7 * 28 + (DIAG[p[1]] - a) * 28 + LOWER[p[2]];
-    else
-        index = 31164 + DIAG[p[0]] * 7 * 6 + (DIAG[p[1]] - a) * 6 + DIAG[p[2]] - b;
+    if (off_diag(p[0])) index = TRIANGLE[p[0]] * 63 * 62 + (p[1] - a) * 62 + p[2] - b;
+    else if (off_diag(p[1])) index = 23436 + DIAG[p[0]] * 28 * 62 + LOWER[p[1]] * 62 + p[2] - b;
+    else if (off_diag(p[2])) index = 30380 + DIAG[p[0]] * 7 * 28 + (DIAG[p[1]] - a) * 28 + LOWER[p[2]];
+    else index = 31164 + DIAG[p[0]] * 7 * 6 + (DIAG[p[1]] - a) * 6 + DIAG[p[2]] - b;
     return static_cast<u64>(index);
 }
 

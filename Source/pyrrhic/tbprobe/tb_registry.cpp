@@ -43,16 +43,14 @@ u64 tb_material_key(const TbPosition &pos, bool mirrored) {
     const Bitboard sides[2] = {mirrored ? pos.black : pos.white, mirrored ? pos.white : pos.black};
     for (int side = 0; side < 2; ++side)
         for (int type = PAWN; type <= QUEEN; ++type)
-            key += MATERIAL_KEYS[side][type] *
-                   static_cast<u64>(popcount(tb_men_of_type(pos, type) & sides[side]));
+            key += MATERIAL_KEYS[side][type] * static_cast<u64>(popcount(tb_men_of_type(pos, type) & sides[side]));
     return key;
 }
 
 static u64 key_of_counts(const u8 (*counts)[KING], bool mirrored) {
     u64 key = 0;
     for (int side = 0; side < 2; ++side)
-        for (int type = PAWN; type <= QUEEN; ++type)
-            key += MATERIAL_KEYS[side ^ mirrored][type] * counts[side][type];
+        for (int type = PAWN; type <= QUEEN; ++type) key += MATERIAL_KEYS[side ^ mirrored][type] * counts[side][type];
     return key;
 }
 
@@ -126,8 +124,7 @@ static void choose_leading_group(TbBaseEntry *entry) {
 // enters it under both keys.
 static void tb_register(const char *name) {
     const bool has_pawns = std::strchr(name, 'P') != nullptr;
-    TbBaseEntry *entry =
-        has_pawns ? &tb_pawn_entries[tb_pawn_count++].base : &tb_piece_entries[tb_piece_count++].base;
+    TbBaseEntry *entry = has_pawns ? &tb_pawn_entries[tb_pawn_count++].base : &tb_piece_entries[tb_piece_count++].base;
     count_men(entry, name);
     entry->key = key_of_counts(entry->counts, false);
     const u64 mirrored_key = key_of_counts(entry->counts, true);
@@ -254,8 +251,8 @@ void tb_init() {
     tb_for_each_name(tb_test_name);
     TB_LARGEST = std::max(largest_all, largest_dtm);
     // Written here and not by print_line: the log doesn't get this line.
-    print_plain("info string Found %d WDL, %d DTM and %d DTZ tablebase files. Largest %d-men\n",
-                tb_wdl_file_count, tb_dtm_file_count, tb_dtz_file_count, TB_LARGEST);
+    print_plain("info string Found %d WDL, %d DTM and %d DTZ tablebase files. Largest %d-men\n", tb_wdl_file_count,
+                tb_dtm_file_count, tb_dtz_file_count, TB_LARGEST);
 }
 
 void tb_free() {

@@ -28,40 +28,40 @@ struct TbEncInfo {
 
 // The head that tables with and without pawns share.
 struct TbBaseEntry {
-    u64 key;                           // material key with the name's left side as white
-    MappedFile mapping[TB_TYPES];      // the mapped files
-    std::atomic<u8> ready[TB_TYPES];   // set last, when that type is mapped and decoded
-    u8 num;                            // men, kings included
-    bool symmetric;                    // both sides have the same material
+    u64 key;                          // material key with the name's left side as white
+    MappedFile mapping[TB_TYPES];     // the mapped files
+    std::atomic<u8> ready[TB_TYPES];  // set last, when that type is mapped and decoded
+    u8 num;                           // men, kings included
+    bool symmetric;                   // both sides have the same material
     bool has_pawns;
-    bool has_dtm, has_dtz;             // a usable file of that type exists
-    bool kk_enc;                       // without pawns: the kings alone lead the index, not three men
-    u8 pawns[2];                       // with pawns: of the leading side, of the other (0 if none)
-    u8 counts[2][KING];                // men by side of the name and type, PAWN to QUEEN
+    bool has_dtm, has_dtz;  // a usable file of that type exists
+    bool kk_enc;            // without pawns: the kings alone lead the index, not three men
+    u8 pawns[2];            // with pawns: of the leading side, of the other (0 if none)
+    u8 counts[2][KING];     // men by side of the name and type, PAWN to QUEEN
 };
 
 struct TbPieceEntry {
     TbBaseEntry base;
-    TbEncInfo wdl[2];    // by side
+    TbEncInfo wdl[2];  // by side
     TbEncInfo dtz[1];
-    const u8 *dtz_map;   // value map, of four parts by result
-    u16 map_offset[4];   // of a part's first value, in values of its width
+    const u8 *dtz_map;  // value map, of four parts by result
+    u16 map_offset[4];  // of a part's first value, in values of its width
     u8 dtz_flags;
 };
 
 // The four file groups hold the positions whose leading pawn stands on files a to d.
 struct TbPawnEntry {
     TbBaseEntry base;
-    TbEncInfo wdl[8];    // group + 4 * side
+    TbEncInfo wdl[8];  // group + 4 * side
     TbEncInfo dtz[4];
     const u8 *dtz_map;
     u16 map_offset[4][4];
-    u8 dtz_flags[4];     // by group
+    u8 dtz_flags[4];  // by group
 };
 
 struct TbHashSlot {
-    u64 key;                            // 0 for an empty slot
-    std::atomic<TbBaseEntry *> entry;   // null when empty, or dropped as unusable
+    u64 key;                           // 0 for an empty slot
+    std::atomic<TbBaseEntry *> entry;  // null when empty, or dropped as unusable
 };
 
 extern TbPieceEntry *tb_piece_entries;  // TB_PIECE_TABLES, allocated on first use, kept

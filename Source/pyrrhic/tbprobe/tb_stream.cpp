@@ -9,10 +9,10 @@
 
 #include "platform/process.h"
 
-constexpr int LEAF = 4095;              // right half of a symbol that is a value
-constexpr int MAX_SYMBOL_DEPTH = 255;   // a symbol stands for at most 256 values
-constexpr int MAX_CODE_LENGTH = 32;     // what a refill of the bit buffer gives
-constexpr int MAX_SHIFT = 32;           // of block size and index spacing; real ones are below 20
+constexpr int LEAF = 4095;             // right half of a symbol that is a value
+constexpr int MAX_SYMBOL_DEPTH = 255;  // a symbol stands for at most 256 values
+constexpr int MAX_CODE_LENGTH = 32;    // what a refill of the bit buffer gives
+constexpr int MAX_SHIFT = 32;          // of block size and index spacing; real ones are below 20
 constexpr u8 CONSTANT_STREAM = 0x80;
 
 const u8 *tb_take(TbCursor *cursor, u64 bytes) {

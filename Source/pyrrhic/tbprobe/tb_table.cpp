@@ -9,10 +9,10 @@
 #include "pyrrhic/tbprobe/tb_stream.h"
 
 static const u32 MAGIC[TB_TYPES] = {0x5D23E871, 0x88AC504B, 0xA50C66D7};
-constexpr u64 HEADER_SIZE = 5;         // magic and a flag byte; the order of men begins behind it
-constexpr u8 SPLIT_FILE = 1;           // of that byte: a WDL file with both sides to move
+constexpr u64 HEADER_SIZE = 5;  // magic and a flag byte; the order of men begins behind it
+constexpr u8 SPLIT_FILE = 1;    // of that byte: a WDL file with both sides to move
 constexpr u64 BLOCK_ALIGNMENT = 64;
-constexpr int HIGHEST_WDL = 4;         // WDL values are stored as 0 to 4
+constexpr int HIGHEST_WDL = 4;  // WDL values are stored as 0 to 4
 
 // Flags of a DTZ stream.
 enum DTZ_FLAG : u8 {
@@ -20,7 +20,7 @@ enum DTZ_FLAG : u8 {
     DTZ_MAPPED = 2,        // the stream holds places in the value map
     DTZ_WIN_IN_PLIES = 4,  // else in moves, to be doubled
     DTZ_LOSS_IN_PLIES = 8,
-    DTZ_WIDE_MAP = 16,     // map values are u16
+    DTZ_WIDE_MAP = 16,  // map values are u16
 };
 static const int WDL_TO_MAP[5] = {1, 3, 0, 2, 0};  // part of the value map, by result + 2
 static const u8 WDL_PLIES_FLAG[5] = {DTZ_LOSS_IN_PLIES, 0, 0, 0, DTZ_WIN_IN_PLIES};
@@ -133,8 +133,7 @@ static bool read_maps(TbBaseEntry *entry, int groups, TbCursor *cursor) {
     const u8 *const map = cursor->data + cursor->at;
     for (int group = 0; group < groups; ++group) {
         const u8 flags = entry->has_pawns ? pawn_entry(entry)->dtz_flags[group] : piece_entry(entry)->dtz_flags;
-        u16 *const offsets =
-            entry->has_pawns ? pawn_entry(entry)->map_offset[group] : piece_entry(entry)->map_offset;
+        u16 *const offsets = entry->has_pawns ? pawn_entry(entry)->map_offset[group] : piece_entry(entry)->map_offset;
         if ((flags & DTZ_MAPPED) && !read_group_map(cursor, map, flags & DTZ_WIDE_MAP, offsets)) return false;
     }
     if (entry->has_pawns) pawn_entry(entry)->dtz_map = map;
@@ -175,8 +174,7 @@ static bool read_table(TbBaseEntry *entry, TB_TYPE type, const MappedFile &mappi
     if (count == 0) return false;
     for (int i = 0; i < count; ++i) {
         u8 flags = 0;
-        streams[i].info->precomp =
-            tb_setup_pairs(&cursor, streams[i].table_size, &streams[i].sizes, &flags, type);
+        streams[i].info->precomp = tb_setup_pairs(&cursor, streams[i].table_size, &streams[i].sizes, &flags, type);
         if (!streams[i].info->precomp) return false;
         if (type != TB_DTZ) continue;
         if (entry->has_pawns) pawn_entry(entry)->dtz_flags[i] = flags;
@@ -305,8 +303,7 @@ int tb_probe_table(const TbPosition &pos, int wdl, int *success, TB_TYPE type) {
     if (!stored) return no_value(slot, success);
     if (type == TB_WDL) return stored[0] <= HIGHEST_WDL ? stored[0] - 2 : no_value(slot, success);
     const u8 *const map = entry->has_pawns ? pawn_entry(entry)->dtz_map : piece_entry(entry)->dtz_map;
-    const u16 *const offsets =
-        entry->has_pawns ? pawn_entry(entry)->map_offset[group] : piece_entry(entry)->map_offset;
+    const u16 *const offsets = entry->has_pawns ? pawn_entry(entry)->map_offset[group] : piece_entry(entry)->map_offset;
     const int distance = unpack_dtz(stored, map, offsets, flags, wdl);
     return distance < 0 ? no_value(slot, success) : distance;
 }

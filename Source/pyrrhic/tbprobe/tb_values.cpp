@@ -79,8 +79,7 @@ int tb_wdl_raw(const TbPosition &pos, int *success) {
 
 // The distance when the table holds the other side to move: one move ahead over the moves that don't
 // zero. `moves` are the legal ones. *success is 0 without an answer.
-static int dtz_one_move_ahead(const TbPosition &pos, int wdl, const TbMove *moves, const TbMove *end,
-                              int *success) {
+static int dtz_one_move_ahead(const TbPosition &pos, int wdl, const TbMove *moves, const TbMove *end, int *success) {
     assert(end != NULL);
     *success = 1;
     TbPosition next;

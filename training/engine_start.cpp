@@ -1,0 +1,71 @@
+#include "engine_start.h"
+
+#include <cstdio>
+#include <cstring>
+
+#include "board/attacks.h"
+#include "board/thread_state.h"
+#include "control/output.h"
+#include "control/settings.h"
+#include "eval/kpk.h"
+#include "eval/network_file.h"
+#include "eval/parameters.h"
+#include "platform/process.h"
+#include "platform/threads.h"
+#include "search/search_state.h"
+
+static constexpr int HEADER_SIZE = 24;
+static constexpr int HIDDEN_SIZE_OFFSET = 12;
+
+// The engine falls back to its built-in network when a file is damaged. A generator must not: its
+// records would come from another network than the one that was named.
+static bool is_loaded_from(const char *path) {
+    std::FILE *file = std::fopen(path, "rb");
+    if (!file) return false;
+    u8 header[HEADER_SIZE] = {};
+    const bool whole_header = std::fread(header, 1, HEADER_SIZE, file) == HEADER_SIZE;
+    std::fseek(file, 0, SEEK_END);
+    const long size = std::ftell(file);
+    std::fclose(file);
+    const int hidden = header[HIDDEN_SIZE_OFFSET] | header[HIDDEN_SIZE_OFFSET + 1] << 8;
+    const long weight_bytes = net_weight_scale < 128 ? 1 : 2;
+    const long stored = net_first_layer_count + 9L * net_hidden_size;
+    return whole_header && hidden == net_hidden_size && size >= HEADER_SIZE + weight_bytes * stored;
+}
+
+static bool load_named_network(const char *network) {
+    if (!std::strcmp(network, "embedded")) {
+        load_network();
+        return true;
+    }
+    if (!file_exists(network)) {
+        std::fprintf(stderr, "can't open the network %s\n", network);
+        return false;
+    }
+    copy_text(settings.nn_file, network, sizeof settings.nn_file);
+    load_network();
+    if (is_loaded_from(network)) return true;
+    std::fprintf(stderr, "%s is not a whole network\n", network);
+    return false;
+}
+
+bool start_engine_library(const char *network, bool use_network) {
+    prepare_process();
+    for (std::atomic<ThreadState *> &worker : worker_states) worker = nullptr;
+    root_thread_state = allocate_thread_state(MASTER_THREAD_ID);
+    if (!root_thread_state || create_spin_lock(&output_lock) != 0 || create_spin_lock(&search_lock) != 0) {
+        std::fputs("no memory for the engine\n", stderr);
+        return false;
+    }
+    init_attack_tables();
+    init_kpk_table();
+    set_start_values();
+    settings.info_min_time = INFO_NEVER;
+    settings.calibration_nps = 1e7f;
+    settings.move_time = 1e7f;
+    settings.use_nn = use_network;
+    init_zobrist();
+    init_parameters();
+    load_parameter_text();
+    return load_named_network(network);
+}

@@ -304,7 +304,7 @@ TEST(ConsoleProgram, ATerminalThatEnds) {
 TEST(ConsoleProgram, TheConversationOfTheReadme) {
     Lines talk;
     bool in_console = false, inside = false;
-    for (const std::string &line : read_lines(std::string(TARN_ROOT) + "/README.md")) {
+    for (const std::string &line : read_lines(project_path("README.md"))) {
         if (line.rfind("## ", 0) == 0) in_console = line == "## Console";
         else if (in_console && line == "```") inside = !inside;
         else if (inside) talk.push_back(line);

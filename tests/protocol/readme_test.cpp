@@ -30,7 +30,7 @@ static Lines cells_of(const std::string &line) {
 static std::vector<Lines> table_under(const std::string &heading) {
     std::vector<Lines> rows;
     bool inside = false;
-    for (const std::string &line : read_lines(std::string(TARN_ROOT) + "/README.md")) {
+    for (const std::string &line : read_lines(project_path("README.md"))) {
         if (line == heading) inside = true;
         else if (inside && line.rfind("## ", 0) == 0) break;
         const Lines cells = cells_of(line);
@@ -76,7 +76,7 @@ TEST(Readme, OptionsAreThoseOfTheProgram) {
 
 TEST(Readme, SwitchesAreThoseOfTheCommandLine) {
     // The names stand as text in the table of the source.
-    const std::string source = read_file(std::string(TARN_ROOT) + "/Source/control/command_line.cpp");
+    const std::string source = read_file(project_path("Source/control/command_line.cpp"));
     std::set<std::string> known, described;
     for (std::size_t at = source.find("{\"-"); at != std::string::npos; at = source.find("{\"-", at + 1))
         known.insert(source.substr(at + 2, source.find('"', at + 2) - at - 2));
@@ -94,7 +94,7 @@ TEST(Readme, SwitchesAreThoseOfTheCommandLine) {
 // Files and headings that README points to are there.
 TEST(Readme, LinksLeadSomewhere) {
     std::set<std::string> headings;
-    const std::vector<std::string> lines = read_lines(std::string(TARN_ROOT) + "/README.md");
+    const std::vector<std::string> lines = read_lines(project_path("README.md"));
     for (const std::string &line : lines) {
         if (line.empty() || line[0] != '#') continue;
         std::string heading = line.substr(line.find_first_not_of("# "));
@@ -108,7 +108,7 @@ TEST(Readme, LinksLeadSomewhere) {
             const std::string target = line.substr(at + 2, line.find(')', at) - at - 2);
             links++;
             if (target[0] == '#') EXPECT_TRUE(headings.count(target)) << target;
-            else EXPECT_FALSE(read_file(std::string(TARN_ROOT) + "/" + target).empty()) << target;
+            else EXPECT_FALSE(read_file(project_path(target)).empty()) << target;
         }
     }
     EXPECT_GE(links, 10);
@@ -116,8 +116,8 @@ TEST(Readme, LinksLeadSomewhere) {
 
 // The command that README opens with is the one that the machine runs.
 TEST(Readme, TestCommandIsTheOneOfTheMachine) {
-    const std::string readme = read_file(std::string(TARN_ROOT) + "/README.md");
+    const std::string readme = read_file(project_path("README.md"));
     EXPECT_NE(readme.substr(0, 300).find("\nmake test "), std::string::npos);
-    EXPECT_NE(read_file(std::string(TARN_ROOT) + "/.ci/run").find("make test"), std::string::npos);
-    EXPECT_NE(read_file(std::string(TARN_ROOT) + "/Makefile").find("\ntest:"), std::string::npos);
+    EXPECT_NE(read_file(project_path(".ci/run")).find("make test"), std::string::npos);
+    EXPECT_NE(read_file(project_path("Makefile")).find("\ntest:"), std::string::npos);
 }

@@ -1,15 +1,17 @@
-// Drives the real program (TARN_PROGRAM) from a test: through pipes, or through a pseudo-terminal as
+// Drives the real program from a test: through pipes, or through a pseudo-terminal as
 // a person at a keyboard would. Test code, so POSIX is used directly.
 #pragma once
 
 #include <string>
 #include <vector>
 
+#include "support/places.h"
+
 struct ProgramSetup {
     std::vector<std::string> arguments;
     std::string directory;  // working directory; empty: the test's own
     bool terminal = false;  // standard input and output are a pseudo-terminal
-    std::string executable = TARN_PROGRAM;
+    std::string executable = program_path();
 };
 
 // Sanitizer builds on a busy machine are slow, so waits are long by default; what is waited for

@@ -6,8 +6,7 @@
 #include <vector>
 
 #include "gtest/gtest.h"
-
-inline std::string shared_path(const std::string &name) { return std::string(TARN_SHARED) + "/" + name; }
+#include "support/places.h"
 
 inline bool shared_exists(const std::string &name) { return std::ifstream(shared_path(name)).good(); }
 

@@ -158,7 +158,7 @@ static bool apply_switch(SwitchId id, const char *value, const char *second, Com
         case SW_CONFIG: set_path(settings.config_path, value); break;
         case SW_TIME: settings.move_time = real_number(value), settings.time_mode = 1; break;
         case SW_DEPTH:
-            settings.max_depth = small_number(value, INT16_MIN, 80);
+            settings.max_depth = small_number(value, 1, 80);
             limit_by_depth_or_nodes(10000.0f);
             break;
         case SW_NODES:

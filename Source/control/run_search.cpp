@@ -2,6 +2,7 @@
 #include "control/run_search.h"
 
 #include "control/input_lines.h"
+#include "control/output.h"
 #include "control/settings.h"
 #include "control/uci.h"
 #include "platform/clock.h"
@@ -11,15 +12,25 @@
 #include "search/search_state.h"
 #include "search/time_check.h"
 
-// Watches a running search about once a millisecond until it is over or the program is to end. Once
-// a stop was asked for, input waits: the next command must not overtake the "bestmove".
+// So long the watch does not sleep while the master is before its first iteration, so that workers
+// start, and the shortest searches end, without delay. Seconds.
+static constexpr float BUSY_START = 0.005f;
+
+// Watches a running search about once a millisecond until it is over or the program is to end. The
+// workers start when the master has reached its first iteration; input is read before that as well.
+// Once a stop was asked for, input waits: the next command must not overtake the "bestmove".
 static void watch_search() {
+    bool workers_wait = settings.threads > 1;
     while (!settings.quit_flag) {
         time_check();
         if (read_search_state() & SEARCH_DONE) return;
+        if (workers_wait && search_depth >= 1 && !stop_search) {
+            start_worker_threads();
+            workers_wait = false;
+        }
         if (!(read_search_state() & SEARCH_STOP)) console_poll();
-        else if (best_pv[1]) stop_search = 1;  // an early stop, which waited for a move to answer with
-        if (read_search_state() & SEARCH_STOP) sleep_milliseconds(stop_search ? 0 : 1);
+        const bool busy = search_depth < 1 && elapsed_time < BUSY_START;
+        if (stop_search || busy) sleep_milliseconds(0);
         else pause_for_input(1);
     }
 }
@@ -31,14 +42,15 @@ void run_search(u16 state, int threaded) {
     }
     write_search_state(state);
     search_setup();
-    if (!start_search_threads()) {
-        write_search_state(0);  // no thread, no result: idle again
-        return;
+    if (start_master_thread()) {
+        watch_search();
+        join_search_threads();
+        // The master thread is detached: its SEARCH_DONE is the sign that it has left the shared data.
+        while (!(read_search_state() & SEARCH_DONE)) sleep_milliseconds(0);
+    } else {
+        print_line("info string can't start a search thread, the move is not searched");
     }
-    watch_search();
-    join_search_threads();
-    // The master thread is detached: its SEARCH_DONE is the sign that it has left the shared data.
-    while (!(read_search_state() & SEARCH_DONE)) sleep_milliseconds(0);
+    take_fallback_move();
     report_iteration(0, 1, best_depth, best_score, best_pv);
     add_search_state(SEARCH_DONE);
     refresh_elapsed_time();

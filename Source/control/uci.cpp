@@ -180,7 +180,7 @@ static void go_command(const char *rest) {
         moves_to_go = static_cast<i16>(limited(value, 0, INT16_MAX));
     }
     if (find_number(rest, "depth", &value)) {
-        settings.max_depth = static_cast<i16>(limited(value, 0, MAX_DEPTH));
+        settings.max_depth = static_cast<i16>(limited(value, 1, MAX_DEPTH));
         set_untimed();
     }
     if (find_number(rest, "nodes", &value)) {
@@ -212,10 +212,10 @@ static void print_identity() {
     print_line("uciok");
 }
 
-// A stop that comes before the first root move has its score waits for that, within milliseconds: the
-// answer is then a move. run_search raises stop_search as soon as there is one.
+// The search ends within a node, with the best move so far or, before the first root move has its
+// score, with the first legal one.
 static void stop_running_search() {
-    if (best_pv[1]) stop_search = 1;
+    stop_search = 1;
     add_search_state(SEARCH_STOP);
 }
 

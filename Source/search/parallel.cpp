@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "control/output.h"
 #include "control/settings.h"
 #include "platform/clock.h"
 #include "platform/process.h"
@@ -15,6 +16,7 @@
 static Thread master;
 static Thread workers[MAX_THREADS];
 static int thread_indices[MAX_THREADS];
+static int workers_started;  // workers 1 to this one run
 
 // A record is made once and refreshed for each search: the game is copied, the tables of the last
 // search stay until root_search resets them.
@@ -61,7 +63,10 @@ int init_thread_state(int index) {
 }
 
 static void master_thread(int *index) {
-    if (init_thread_state(*index) != 0) end_process(-1);
+    if (init_thread_state(*index) != 0) {
+        print_line("info string no memory for a search thread, stopping Tarn");
+        end_process(-1);
+    }
     if (settings.threads > 0) root_search(*index);
     add_search_state(SEARCH_DONE);
 }
@@ -73,24 +78,34 @@ static void worker_thread(int *index) {
     root_search(*index);
 }
 
-// The workers wait for the master's first iteration: by then its root tests, the tablebases among
-// them, are final.
-bool start_search_threads() {
+bool start_master_thread() {
     thread_indices[0] = 0;
+    workers_started = 0;
     if (!start_thread(&master, master_thread, &thread_indices[0])) return false;
     detach_thread(&master);
-    while (search_depth < 1 && !stop_search && !(read_search_state() & SEARCH_DONE)) sleep_milliseconds(0);
+    return true;
+}
+
+void start_worker_threads() {
     for (int i = 1; i < settings.threads; ++i) {
         thread_indices[i] = i;
-        if (!start_thread(&workers[i], worker_thread, &thread_indices[i])) end_process(-1);
+        if (!start_thread(&workers[i], worker_thread, &thread_indices[i])) {
+            print_format("info string can't start search thread %d of %d, stopping Tarn", i + 1,
+                         static_cast<int>(settings.threads));
+            end_process(-1);
+        }
+        workers_started = i;
     }
-    return true;
 }
 
 void join_search_threads() {
     stop_search = 1;
-    for (int i = 1; i < settings.threads; ++i)
-        if (!join_thread(&workers[i])) end_process(-1);
+    for (int i = 1; i <= workers_started; ++i)
+        if (!join_thread(&workers[i])) {
+            print_format("info string can't join search thread %d, stopping Tarn", i + 1);
+            end_process(-1);
+        }
+    workers_started = 0;
 }
 
 void sum_thread_counters() {

@@ -5,10 +5,12 @@
 
 // Makes or refreshes worker_states[index] from the master: 0, or -1 when memory runs out.
 int init_thread_state(int index);
-// Starts the master thread; false when it can't be made. Waits until its first iteration (or its
-// end), then starts the workers.
-bool start_search_threads();
-// Raises stop_search and joins the workers.
+// Starts the master thread, which sets SEARCH_DONE when it is finished; false when it can't be made.
+bool start_master_thread();
+// Starts the other search threads. Called once the master is in its first iteration: by then its root
+// tests, the tablebases among them, are final. A thread that can't be made ends the program with -1.
+void start_worker_threads();
+// Raises stop_search and joins the workers that were started.
 void join_search_threads();
 // Adds up the counters of all threads with a completed depth of 2 into search_totals.
 void sum_thread_counters();

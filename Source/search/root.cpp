@@ -15,6 +15,7 @@
 #include "eval/evaluate.h"
 #include "platform/clock.h"
 #include "pyrrhic/tbprobe/tb_probe.h"
+#include "pyrrhic/tbprobe/tb_values.h"
 #include "search/hash_table.h"
 #include "search/interior.h"
 #include "search/move_picker.h"
@@ -34,9 +35,15 @@ static constexpr int LAST_GAME_PLY = 883;  // game_ply + depth stays within the 
 static constexpr int TB_WIN_SCORE = 9800;
 static constexpr int TB_DEPTH = 99;  // printed for an answer from the tables
 static constexpr int TB_ROOT_PROBE_DEPTH = 80;
+static constexpr int TB_ROOT_MOVES = 256;      // more than seven men have
 static constexpr int TB_RANK_FIFTY = 10;       // from here on progress comes before searching
+static constexpr int TB_RANK_WIN = 60;         // likewise when a win's distance plus the clock exceeds it
 static constexpr float FULL_ROOT_RATE = 2000;  // node rates above search depth 1 with full windows
 static constexpr float PERIODIC_SECONDS = 3.5f;
+
+// The move that answers a search stopped before its first root move had a score; 0 before the root list
+// is made. Written by the master thread, read after the search.
+static Relaxed<u16> fallback_move;
 
 static void print_start_lines() {
     if (!(settings.info_min_time < INFO_NEVER) || (settings.uci_mode && !settings.log_on)) return;
@@ -68,6 +75,7 @@ void search_setup() {
     best_change_depth = 0;
     single_reply = 0;
     best_pv[1] = 0;
+    fallback_move = 0;
     step_hash_age();
     if (settings.hash_mb < 1) hash_enabled = 0;
 
@@ -80,6 +88,7 @@ void search_setup() {
     }
     for (int i = 0; i < MAX_THREADS; ++i)
         if (ThreadState *thread = worker_state(i)) {
+            thread->completed_depth = 0;  // a worker may not be started at all
             thread->nodes = 0;
             thread->tb_hits = 0;
             thread->hash_probes = 0;
@@ -142,7 +151,8 @@ static bool master_root_tests(ThreadState *thread) {
     }
     if (!in_check) {
         u16 line[PV_SIZE] = {};
-        root_quiescence_score = quiesce_moves(position, position->stm, 1, 0, -SCORE_INFINITE, SCORE_INFINITE, 0, line);
+        const int score = quiesce_moves(position, position->stm, 1, 0, -SCORE_INFINITE, SCORE_INFINITE, 0, line);
+        if (!stop_search) root_quiescence_score = score;  // a stopped search has no score
         for (int i = 0; i <= MAX_PLY; ++i) thread->pv_line[i] = line[i];
     }
     if (settings.max_depth > 0) return true;
@@ -170,21 +180,52 @@ static void make_root_list(ThreadState *thread) {
     if (kept - thread->plies[1].move_list == 1) single_reply = 1;
 }
 
-// Removes the root moves that give a table result away and prints the line about it.
-static void filter_by_tables(ThreadState *thread) {
+// The move that the first attempt will try first; 0 for an empty list.
+static Move first_root_move(const ThreadState *thread) {
+    const MoveEntry *first = nullptr;
+    for (const MoveEntry *entry = thread->plies[1].move_list; entry->move != END_OF_LIST; ++entry)
+        if (entry->move && (!first || entry->score > first->score)) first = entry;
+    return first ? first->move : static_cast<Move>(0);
+}
+
+void take_fallback_move() {
+    if (best_pv[1] || settings.max_depth <= 0) return;
+    if (!fallback_move) {
+        make_root_list(root_thread_state);
+        fallback_move = first_root_move(root_thread_state);
+    }
+    best_pv[1] = fallback_move;
+    best_pv[2] = 0;
+}
+
+// True when the move gives away the result `wdl` of the root.
+static bool loses_table_result(Position *position, Move move, int wdl) {
+    make_move(position, move);
+    const int reply = tb_probe_wdl(position, TB_ROOT_PROBE_DEPTH);
+    unmake_move(position);
+    // Compared as unsigned: a move without an answer stays.
+    return static_cast<u32>(4 - reply) < static_cast<u32>(wdl);
+}
+
+// Removes the root moves that give a table result away and prints the line about it. False when no move
+// would be left: damaged tables contradict each other. Then all moves stay.
+static bool filter_by_tables(ThreadState *thread) {
     Position *position = &thread->position;
     const int wdl = tb_root_wdl;
+    MoveEntry *const list = thread->plies[1].move_list;
+    bool loses[TB_ROOT_MOVES];
+    int count = 0, kept = 0;
+    for (const MoveEntry *entry = list; entry->move != END_OF_LIST; ++entry, ++count) {
+        loses[count] = loses_table_result(position, entry->move, wdl);
+        kept += !loses[count];
+    }
     char line[512];
     int length = std::snprintf(line, sizeof line, "info string TB result is %s with moves: ",
                                wdl == 4   ? "WIN"
                                : wdl == 0 ? "LOSS"
                                           : "DRAW");
-    for (MoveEntry *entry = thread->plies[1].move_list; entry->move != END_OF_LIST; ++entry) {
-        make_move(position, entry->move);
-        const int reply = tb_probe_wdl(position, TB_ROOT_PROBE_DEPTH);
-        unmake_move(position);
-        // Compared as unsigned: a move without an answer stays.
-        if (static_cast<u32>(4 - reply) < static_cast<u32>(wdl)) {
+    for (MoveEntry *entry = list; entry->move != END_OF_LIST; ++entry) {
+        if (kept && loses[entry - list]) {
             entry->move = 0;
             entry->score = -SCORE_INFINITE;
         } else if (length < 480) {
@@ -194,17 +235,30 @@ static void filter_by_tables(ThreadState *thread) {
     }
     // The limit lies above the "never" of information lines: this one is printed all the same.
     if (settings.info_min_time < 99999.9f) print_line(line);
+    return kept != 0;
 }
 
-// Master only. True when the tables choose the move themselves: with the half-move clock running,
-// distance to the next capture or pawn move comes before anything a search could find.
+// True when distance to the next capture or pawn move comes before anything a search could find: the
+// half-move clock is running, or a win is so far away that a search could waste it.
+static bool is_ranking_due(const Position *position) {
+    if (position->fifty >= TB_RANK_FIFTY) return true;
+    if (tb_root_wdl != 4) return false;
+    int success = 0;
+    const int distance = tb_probe_dtz(tb_from_position(position, position->fifty), &success);
+    return success && distance + position->fifty > TB_RANK_WIN;
+}
+
+// Master only. True when the tables choose the move themselves.
 static bool answer_from_tables(ThreadState *thread) {
     Position *position = &thread->position;
     tb_root_move = 0;
     tb_root_wdl = tb_probe_wdl(position, TB_ROOT_PROBE_DEPTH);
     if (tb_root_wdl == -1) return false;
-    filter_by_tables(thread);
-    if (position->fifty >= TB_RANK_FIFTY && !position->castling && popcount(occupied(*position)) <= TB_LARGEST) {
+    if (!filter_by_tables(thread)) {
+        tb_root_wdl = -1;  // not to be trusted
+        return false;
+    }
+    if (is_ranking_due(position)) {
         Move move;
         int code;
         if (tb_root_rank(position, &move, &code)) {
@@ -397,9 +451,16 @@ static int choose_worker_depth(ThreadState *thread, int depth) {
     return depth;
 }
 
+// Is there a move for the line? The tables may have ruled out all from its entry on.
+static bool has_line(const ThreadState *thread, int line) {
+    const MoveEntry *entry = thread->plies[1].move_list + line;
+    while (!entry->move) ++entry;
+    return entry->move != END_OF_LIST;
+}
+
 static void search_lines(ThreadState *thread, int depth, bool is_master) {
     for (int line = 0; line < settings.multipv; ++line) {
-        if (thread->plies[1].move_list[line].move == END_OF_LIST) break;
+        if (!has_line(thread, line)) break;
         search_line(thread, line, depth, is_master);
         if (stop_search) break;
         if (settings.multipv > 1 && is_master) {
@@ -438,6 +499,7 @@ void root_search(i32 thread_index) {
     }
     make_root_list(thread);
     if (is_master && answer_from_tables(thread)) return;
+    if (is_master) fallback_move = first_root_move(thread);
     thread->completed_depth = 0;
     deepen(thread, is_master);
     if (is_master) stop_search = 1;
@@ -447,6 +509,7 @@ void search_on_this_thread(u16 state) {
     write_search_state(state);
     search_setup();
     if (init_thread_state(0) == 0 && settings.threads > 0) root_search(0);
+    take_fallback_move();
     add_search_state(SEARCH_DONE);
     refresh_elapsed_time();
 }

@@ -1,6 +1,7 @@
 // Strength by node rate.
 #include "search/strength.h"
 
+#include <algorithm>
 #include <cmath>
 
 #include "control/output.h"
@@ -51,7 +52,8 @@ void calibrate() {
     const ThreadState *worker = worker_state(0);
     const double nodes = worker ? static_cast<double>(worker->nodes) : 0.0;
     settings.calibration_nps = static_cast<float>(nodes / (static_cast<double>(elapsed_time) + 0.002) * SCALE);
-    settings.calibration_elo = static_cast<float>(elo_of_node_rate(settings.calibration_nps));
+    // A search that was cut to nothing has no rate to take the logarithm of.
+    settings.calibration_elo = static_cast<float>(elo_of_node_rate(std::max(settings.calibration_nps, 1.0f)));
     print_format("info string et= %.3f, calibration nps= %0.0f, elo= %0.0f", static_cast<double>(elapsed_time),
                  static_cast<double>(settings.calibration_nps), static_cast<double>(settings.calibration_elo));
 }

@@ -10,6 +10,9 @@
 #include "search/search_state.h"
 
 static constexpr float MIN_TARGET = 0.005f;
+static constexpr float GUARD_FACTOR = 4.0f;  // the first two iterations may take so many targets,
+static constexpr float GUARD_MARGIN = 0.1f;  // and so many seconds beyond it at least,
+static constexpr float GUARD_FLOOR = 0.01f;  // but not the whole clock; a nearly empty one leaves this
 
 void refresh_elapsed_time() {
     const ClockReading now = read_clock();
@@ -71,6 +74,18 @@ static float extra_fraction(const ThreadState *master) {
     return extra;
 }
 
+// The first two iterations run to their end whatever the target, in an instant as a rule. In positions
+// full of captures they may take minutes: this stops them. A fixed time is promised to the front end, so
+// only the margin goes on top of it; a clock must not fall. Seconds.
+static float guard_time(float target) {
+    if (settings.time_mode == 1) return target + GUARD_MARGIN;
+    const float guard = std::max(GUARD_FACTOR * target, target + GUARD_MARGIN);
+    const float clock = side_clock[root_side];
+    if (!(clock > 0.0f)) return guard;
+    const float overhead = 0.001f * static_cast<float>(settings.move_overhead);
+    return std::min(guard, std::max({clock - overhead, clock / 2.0f, GUARD_FLOOR}));
+}
+
 // There is one target and no hard limit beside it: a reason that lasts raises it, and when the
 // reason goes the target may fall below the time used and stop the search at once.
 void time_check() {
@@ -80,8 +95,9 @@ void time_check() {
     if (settings.time_mode == 1) {
         moves_to_go = 1;
         target_time = settings.move_time;
-        if (!clock_runs || search_depth < 2) return;
-        if (elapsed_time >= settings.move_time + increment) stop_search = 1;
+        if (!clock_runs) return;
+        const float limit = settings.move_time + increment;
+        if (elapsed_time >= (search_depth < 2 ? guard_time(limit) : limit)) stop_search = 1;
         return;
     }
     float fraction = base_fraction();
@@ -89,9 +105,13 @@ void time_check() {
     if (settings.ponder) fraction *= 1.25f;
     target_time = fraction * left + increment;
 
-    // The first two iterations always finish; a ponder search has a target but no stop.
+    // A ponder search has a target but no stop.
     const ThreadState *master = worker_state(0);
-    if (!master || !clock_runs || search_depth < 2) return;
+    if (!master || !clock_runs) return;
+    if (search_depth < 2) {
+        if (elapsed_time >= guard_time(target_time)) stop_search = 1;
+        return;
+    }
     fraction += extra_fraction(master);
     float target = fraction * left + increment - 0.001f * static_cast<float>(settings.move_overhead);
     target = std::max(target, MIN_TARGET);

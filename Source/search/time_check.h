@@ -1,7 +1,8 @@
 // How long to think: the target for this move, and the stop when it is reached.
 #pragma once
 
-// Recomputes target_time and raises stop_search when it has passed. About once a millisecond.
+// Recomputes target_time and raises stop_search when it has passed. The first two iterations are exempt
+// from the target, up to a guard far beyond it. About once a millisecond.
 void time_check();
 // elapsed_time from the clock.
 void refresh_elapsed_time();

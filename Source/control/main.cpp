@@ -142,7 +142,7 @@ int main(int argc, char **argv) {
     if (const int error = make_locks()) return error;
     print_format("info string Hello from %s", PROGRAM_NAME);
     shrink_hash_for_small_searches();
-    if (!allocate_hash_table()) return 1;
+    allocate_hash_table();
     set_timer_period();
     if (settings.config_path[0]) load_config_file();
     if (settings.log_on && !log_file) open_log();

@@ -10,7 +10,6 @@
 #include "control/output.h"
 #include "control/settings.h"
 #include "eval/network_file.h"
-#include "platform/process.h"
 #include "pyrrhic/tbprobe/tb_probe.h"
 #include "search/hash_table.h"
 
@@ -124,9 +123,7 @@ static const char *rating_of_opponent(const char *value) {
 static void follow_change(const OptionRow &row) {
     switch (row.rule) {
         case LOADS_CONFIG: load_config_file(); break;
-        case RESIZES_HASH:
-            if (!allocate_hash_table()) end_process(-1);
-            break;
+        case RESIZES_HASH: allocate_hash_table(); break;
         case LOADS_NETWORK: load_network(); break;
         case CLEARS_HASH: clear_hash_table(); break;
         case OPENS_LOG:
@@ -153,6 +150,7 @@ static void set_row(const OptionRow &row, const char *value) {
     } else {
         int number;
         if (row.kind == CHECK) number = std::strstr(value, "true") != nullptr;
+        else if (row.rule == THREAD_COUNT && !value[std::strcspn(value, "0123456789")]) number = 1;
         else if (row.rule == OPPONENT) number = number_in_range(rating_of_opponent(value), row.low, row.high);
         else number = number_in_range(value, row.low, row.high);
         print_format("info string %s set to %d", row.rule == OPPONENT ? "opponent_elo" : row.name, number);
@@ -220,11 +218,17 @@ void load_config_file() {
     // Binary: a carriage return belongs to the value on every system.
     std::FILE *file = std::fopen(settings.config_path, "rb");
     if (!file) return;
+    char line[256];
+    // A directory can be opened, not read.
+    const bool has_lines = std::fgets(line, sizeof line, file) != nullptr;
+    if (!has_lines && std::ferror(file)) {
+        std::fclose(file);
+        return;
+    }
     ++files_read;
     ++depth;
     print_format("info string loading parameters from %s", settings.config_path);
-    char line[256];
-    while (std::fgets(line, sizeof line, file)) {
+    for (bool more = has_lines; more; more = std::fgets(line, sizeof line, file) != nullptr) {
         const std::size_t length = std::strlen(line);
         // The rest of an overlong line goes: it must not act as a line of its own.
         if (length == sizeof line - 1 && line[length - 1] != '\n')

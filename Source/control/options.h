@@ -1,8 +1,8 @@
 // Named options: the table, setting one, and the configuration file.
 #pragma once
 
-// Sets one option by its exact name; unknown names are ignored. May end the program with -1 when
-// the hash can't be allocated. Only while no search runs.
+// Sets one option by its exact name; unknown names are ignored. Only while no search
+// runs.
 void set_option(const char *name, const char *value);
 // Reads settings.config_path; a file that can't be opened is passed over.
 void load_config_file();

@@ -208,6 +208,7 @@ static void load_file(const char *name) {
         print_format("info string loaded %s", name);
     } else {
         print_format("info string %s: %s; using the embedded network", name, text);
+        copy_text(settings.nn_file, "embedded", sizeof settings.nn_file);  // as "uci" shows it
         load_embedded();
     }
 }

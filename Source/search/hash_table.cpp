@@ -52,10 +52,16 @@ static void clear_hash_parallel() {
     static int indices[MAX_THREADS];
     for (int i = 0; i < settings.threads; ++i) {
         indices[i] = i;
-        if (!start_thread(&threads[i], clear_share, &indices[i])) end_process(-1);
+        if (!start_thread(&threads[i], clear_share, &indices[i])) {
+            print_line("info string can't start a thread to clear the hash table, stopping Tarn");
+            end_process(-1);
+        }
     }
     for (int i = 0; i < settings.threads; ++i)
-        if (!join_thread(&threads[i])) end_process(-1);
+        if (!join_thread(&threads[i])) {
+            print_line("info string can't join a thread that clears the hash table, stopping Tarn");
+            end_process(-1);
+        }
 }
 
 void clear_hash_table() {
@@ -66,31 +72,47 @@ void clear_hash_table() {
     else clear_hash_parallel();
 }
 
-// Half the block serves each side; the mask is a power of two, so a size that is none leaves the
-// rest of each half idle. Eight units behind each half take the buckets that begin at its end.
-int allocate_hash_table() {
-    init_zobrist();
-    free_hash_table();
-    const u64 size = static_cast<u64>(settings.hash_mb) * MEGABYTE;
+// Makes the block of so many megabytes and the views on it; false when memory can't be had. Half the
+// block serves each side; the mask is a power of two, so a size that is none leaves the rest of each half
+// idle. Eight units after each half take the buckets that begin at its end.
+static bool make_table(int megabytes) {
+    const u64 size = static_cast<u64>(megabytes) * MEGABYTE;
     hash_entries = static_cast<i64>(size / sizeof(HashEntry));
     hash_mask = ~0ULL;
-    if (size > 15) {
-        hash_bytes = (static_cast<u64>(hash_entries) | 16) * sizeof(HashEntry);
-        hash_memory = static_cast<HashEntry *>(allocate_large(hash_bytes));
-        if (!hash_memory) return 0;
-        hash_tables[0] = hash_memory;
-        hash_tables[1] = hash_memory + size / 32 + 8;
-        u64 entries = 1;
-        while (entries * 2 <= size / 32) entries *= 2;
-        hash_mask = entries - 1;
-        if (!hash_enabled) hash_enabled = 1;  // a size above 0 turns the table on again
-    } else {
+    hash_tables[0] = hash_tables[1] = nullptr;
+    if (megabytes == 0) {
         hash_enabled = 0;
-        hash_tables[0] = hash_tables[1] = nullptr;
+        return true;
     }
-    print_format("info string allocated %d Mbytes for hash table", settings.hash_mb);
+    hash_bytes = (static_cast<u64>(hash_entries) | 16) * sizeof(HashEntry);
+    hash_memory = static_cast<HashEntry *>(allocate_large(hash_bytes));
+    if (!hash_memory) return false;
+    hash_tables[0] = hash_memory;
+    hash_tables[1] = hash_memory + size / 32 + 8;
+    u64 entries = 1;
+    while (entries * 2 <= size / 32) entries *= 2;
+    hash_mask = entries - 1;
+    if (!hash_enabled) hash_enabled = 1;  // a size above 0 turns the table on again
+    return true;
+}
+
+int allocate_hash_table() {
+    static constexpr int NO_SIZE = -1;
+    static int size_in_use = NO_SIZE;
+    init_zobrist();
+    free_hash_table();
+    const int wanted = settings.hash_mb;
+    int size = wanted;
+    if (!make_table(size)) {
+        size = size_in_use == NO_SIZE ? wanted / 2 : size_in_use;
+        while (!make_table(size)) size /= 2;
+    }
+    settings.hash_mb = size_in_use = size;
+    if (size == wanted) print_format("info string allocated %d Mbytes for hash table", size);
+    else print_format("info string can't allocate %d Mbytes for hash table, using %d", wanted, size);
     // The block comes zeroed, its pages do not: touched here, they cost the first search nothing.
     clear_hash_table();
+    if (size != wanted) return 0;
     print_line("info string Cleared hash table");
     return 1;
 }

@@ -27,8 +27,9 @@ extern HashEntry *hash_tables[2];
 extern u64 hash_mask;
 extern Relaxed<float> hashfull;  // share of current entries, 0..1
 
-// Allocates and clears the table of settings.hash_mb megabytes: 1, or 0 when memory can't be had.
-// The first call fills the hash keys.
+// Allocates and clears the table of settings.hash_mb megabytes and returns 1. When memory can't hold it,
+// says so in one line, sets settings.hash_mb to the size that was there before (at the first call: to the
+// largest of its halves that fits), makes that table, and returns 0. The first call fills the hash keys.
 int allocate_hash_table();
 void free_hash_table();
 // Zeroes hashfull and, if the table exists and is enabled, the table. No search may run.

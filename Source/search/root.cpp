@@ -508,8 +508,10 @@ void root_search(i32 thread_index) {
 void search_on_this_thread(u16 state) {
     write_search_state(state);
     search_setup();
-    if (init_thread_state(0) == 0 && settings.threads > 0) root_search(0);
-    take_fallback_move();
+    if (init_thread_state(0) == 0 && settings.threads > 0) {
+        root_search(0);
+        take_fallback_move();
+    }
     add_search_state(SEARCH_DONE);
     refresh_elapsed_time();
 }

@@ -85,7 +85,9 @@ TEST(CommandLine, NumbersAreCut) {
     parse({"-ss", "500"});
     EXPECT_EQ(settings.selectivity, 200);
     parse({"-d", "-99999999999999999999"});
-    EXPECT_EQ(settings.max_depth, INT16_MIN);
+    EXPECT_EQ(settings.max_depth, 1);
+    parse({"-d", "0"});
+    EXPECT_EQ(settings.max_depth, 1);
     parse({"-mpv", "4"});
     EXPECT_EQ(settings.multipv, 4);
 }

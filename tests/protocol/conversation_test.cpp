@@ -41,7 +41,10 @@ TEST(Conversation, IdentityAndOptions) {
 TEST(Conversation, OptionsAnswerWithTheirValue) {
     Session engine;
     EXPECT_EQ(engine.ask("setoption name Threads value 0"), Lines{"info string Threads set to 0"});
-    EXPECT_EQ(engine.search("go depth 3").back(), "bestmove null") << "no thread, no search";
+    const Lines unsearched = engine.search("go depth 3");
+    ASSERT_EQ(unsearched.size(), 1u) << "no thread, no search";
+    EXPECT_NE(unsearched.back(), "bestmove null") << "but a move";
+    EXPECT_EQ(engine.ask("setoption name Threads value"), Lines{"info string Threads set to 1"});
     EXPECT_EQ(engine.ask("setoption name Threads value 1"), Lines{"info string Threads set to 1"});
     EXPECT_EQ(engine.ask("setoption name Ponder value TRUE"), Lines{"info string Ponder set to 0"});
     EXPECT_EQ(engine.ask("setoption name UCI_Opponent value GM 2800 human Some Name"),

@@ -39,6 +39,27 @@ static std::vector<std::string> kept_moves(const std::vector<std::string> &lines
     return moves;
 }
 
+// The board part of a FEN, from 64 letters that begin with a1.
+static std::string fen_of_board(const std::string &board) {
+    std::string fen;
+    for (int rank = 7; rank >= 0; --rank) {
+        int empty = 0;
+        for (int file = 0; file < 8; ++file) {
+            const char man = board[static_cast<std::size_t>(8 * rank + file)];
+            if (man == ' ') {
+                ++empty;
+                continue;
+            }
+            if (empty) fen += std::to_string(empty);
+            empty = 0;
+            fen += man;
+        }
+        if (empty) fen += std::to_string(empty);
+        if (rank) fen += '/';
+    }
+    return fen;
+}
+
 class Tablebases : public SolvedTables {};
 
 TEST_F(Tablebases, SetUpLines) {
@@ -255,6 +276,88 @@ TEST(TablebasesReference, HoldsDrawsOfFourMen) {
         const GameEnd end = play_out(&session, fen, 80, attack);
         EXPECT_NE(end, GAME_MATE) << fen;
     }
+    EXPECT_EQ(quit_program(&session.program), 0);
+    use_tables("");
+}
+
+// Moves that the tables rule out have no line, and no other line stands for theirs.
+TEST_F(Tablebases, AsManyLinesAsMovesThatAreSearched) {
+    Session session;
+    give_tables(&session, directory->path);
+    session.ask("setoption name MultiPV value 40");
+    session.ask("position fen 8/8/8/8/8/3k4/8/3K3Q w - - 0 1");
+    std::string head;
+    const auto lines = session.search("go depth 4");
+    const std::size_t kept = kept_moves(lines, &head).size();
+    EXPECT_EQ(kept, 18u);
+    for (int depth = 1; depth <= 4; ++depth) {
+        std::vector<std::string> first_moves;
+        for (const std::string &line : lines) {
+            if (line.rfind("info multipv ", 0) != 0) continue;
+            if (line.find(" depth " + std::to_string(depth) + " ") == std::string::npos) continue;
+            first_moves.push_back(line.substr(line.find(" pv ") + 4, 4));
+        }
+        // The report at the end repeats the first line.
+        if (depth == 4) first_moves.pop_back();
+        std::sort(first_moves.begin(), first_moves.end());
+        EXPECT_EQ(first_moves.size(), kept) << depth;
+        EXPECT_EQ(std::unique(first_moves.begin(), first_moves.end()), first_moves.end()) << depth;
+    }
+    EXPECT_EQ(quit_program(&session.program), 0);
+}
+
+// Tables that give both sides the win contradict each other: nothing is ruled out, and the search decides.
+TEST_F(Tablebases, ContradictionsRuleNothingOut) {
+    ScratchDirectory other;
+    ASSERT_TRUE(write_file(other.file("KRvK.rtbw"), table_bytes(constant_wdl_plan("KRvK", 4, 4))));
+    ASSERT_TRUE(write_file(other.file("KRvK.rtbz"), table_bytes(constant_dtz_plan("KRvK", 0))));
+    Session session;
+    give_tables(&session, other.path);
+    for (const char *fen : {"8/8/8/4k3/8/8/8/K6R w - - 0 1", "8/8/8/4k3/8/8/8/K6R w - - 50 1"}) {
+        const std::size_t legal = legal_moves(set_up(fen)).size();
+        session.ask(std::string("position fen ") + fen);
+        std::string head;
+        const auto lines = session.search("go depth 5");
+        EXPECT_EQ(kept_moves(lines, &head).size(), legal) << fen;
+        EXPECT_NE(move_of(set_up(fen), best_move(lines)), 0) << lines.back();
+        EXPECT_EQ(info_value(lines, "depth"), 5) << "an ordinary search";
+    }
+    EXPECT_EQ(quit_program(&session.program), 0);
+}
+
+// A win whose distance and clock come to more than 60 is not left to the search, which could waste it.
+TEST(TablebasesReference, DistantWinsAreRankedAtOnce) {
+    SKIP_WITHOUT_SHARED(SHARED_TABLES);
+    start_engine();
+    use_tables(shared_path("data/syzygy"));
+    Session session;
+    give_tables(&session, shared_path("data/syzygy"));
+    std::mt19937 random(11);
+    int ranked = 0, searched = 0;
+    for (int tries = 0; tries < 200000 && (ranked < 20 || searched < 20); ++tries) {
+        // King, bishop and knight against king: wins of up to 66 half-moves.
+        Square squares[4];
+        for (Square &square : squares) square = static_cast<Square>(random() % 64);
+        std::string board(64, ' ');
+        const char men[] = "KBNk";
+        for (int i = 0; i < 4; ++i) board[squares[i]] = men[i];
+        if (std::count(board.begin(), board.end(), ' ') != 60) continue;
+        const int clock = static_cast<int>(random() % 10);
+        const std::string fen = fen_of_board(board) + " w - - " + std::to_string(clock) + " 1";
+        const Position *position = set_up(fen);
+        if (position_defect(position) || tb_probe_wdl(position, 80) != 4) continue;
+        const bool far = dtz_of(tb_from_position(position, clock)).value + clock > 60;
+        if ((far ? ranked : searched) >= 20) continue;
+        ++(far ? ranked : searched);
+        session.ask("position fen " + fen);
+        const auto lines = session.search("go depth 3");
+        const bool at_once = std::any_of(lines.begin(), lines.end(), [](const std::string &line) {
+            return line.rfind("info depth 99 seldepth 99 score cp 9800 ", 0) == 0;
+        });
+        EXPECT_EQ(at_once, far) << fen;
+    }
+    EXPECT_EQ(ranked, 20);
+    EXPECT_EQ(searched, 20);
     EXPECT_EQ(quit_program(&session.program), 0);
     use_tables("");
 }

@@ -115,19 +115,55 @@ TEST(Time, OverheadAndFloor) {
     EXPECT_FLOAT_EQ(target_time, 0.005f);
 }
 
-TEST(Time, NoStopBeforeDepthTwoOrWhilePondering) {
+TEST(Time, NoStopWhilePondering) {
     begin(1000.0f);
-    search_depth = 1;
-    time_check();
-    EXPECT_EQ(stop_search, 0);
-    search_depth = 10;
     write_search_state(SEARCH_PONDER);
     time_check();
     EXPECT_EQ(stop_search, 0);
     EXPECT_FLOAT_EQ(target_time, 0.0f) << "a target all the same";
+    search_depth = 1;
+    time_check();
+    EXPECT_EQ(stop_search, 0);
     write_search_state(SEARCH_RUN);
     time_check();
     EXPECT_EQ(stop_search, 1);
+}
+
+// Does the clock stop a search that is still in its first iteration after so many seconds?
+static bool guard_stops(float seconds, i16 time_mode, float clock, i16 overhead = 0) {
+    begin(seconds);
+    search_depth = 1;
+    settings.time_mode = time_mode;
+    settings.move_time = clock;
+    settings.move_overhead = overhead;
+    side_clock[WHITE] = clock;
+    time_check();
+    return stop_search;
+}
+
+TEST(Time, TheFirstTwoIterationsHaveAGuardFarBeyondTheTarget) {
+    // A clock: four targets of what is left then, 4 / 29 of 257 seconds.
+    EXPECT_FALSE(guard_stops(30.0f, 0, 290.0f));
+    EXPECT_TRUE(guard_stops(37.0f, 0, 290.0f));
+    // A small target: a tenth of a second beyond it.
+    EXPECT_FALSE(guard_stops(0.05f, 0, 0.29f));
+    EXPECT_TRUE(guard_stops(0.15f, 0, 0.29f));
+    // A fixed time: a tenth of a second beyond it, however long it is.
+    EXPECT_FALSE(guard_stops(0.05f, 1, 0.0f));
+    EXPECT_TRUE(guard_stops(0.15f, 1, 0.0f));
+    EXPECT_FALSE(guard_stops(10.0f, 1, 10.0f));
+    EXPECT_TRUE(guard_stops(10.2f, 1, 10.0f));
+    EXPECT_FALSE(guard_stops(100000.0f, 1, 1e7f));
+}
+
+TEST(Time, TheGuardDoesNotLetTheClockFall) {
+    EXPECT_FALSE(guard_stops(0.03f, 0, 0.1f, 50));
+    EXPECT_TRUE(guard_stops(0.06f, 0, 0.1f, 50));
+    EXPECT_TRUE(guard_stops(0.041f, 0, 0.08f, 1000)) << "an overhead beyond the clock leaves half of it";
+    EXPECT_FALSE(guard_stops(0.005f, 0, 0.002f)) << "nearly empty: still time for two short iterations";
+    EXPECT_TRUE(guard_stops(0.02f, 0, 0.002f));
+    EXPECT_FALSE(guard_stops(0.05f, 0, 0.0f)) << "no clock told";
+    EXPECT_TRUE(guard_stops(0.15f, 0, 0.0f));
 }
 
 TEST(Time, FixedTimePerMove) {

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "support/engine.h"
+#include "support/places.h"
 #include "support/program.h"
 #include "support/response.h"
 #include "support/shared_data.h"
@@ -20,7 +21,7 @@ static constexpr double WORST_BAR = 100.0;
 
 // The crowded positions first, then an even choice of the suites, at most half, and random play.
 static std::vector<std::string> choose_positions(std::size_t count) {
-    std::vector<std::string> positions = read_epd_positions(std::string(TARN_ROOT) + "/bench/crowded.epd"), suites;
+    std::vector<std::string> positions = read_epd_positions(project_path("bench/crowded.epd")), suites;
     for (const char *name : {"bratko-kopec", "endgame", "wac-revised", "openings_3moves"})
         for (const std::string &fen : read_epd_positions(shared_path("data/epd/" + std::string(name) + ".epd")))
             suites.push_back(fen);

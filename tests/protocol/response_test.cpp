@@ -6,15 +6,14 @@
 
 #include "protocol/session.h"
 #include "support/engine.h"
+#include "support/places.h"
 #include "support/positions.h"
 #include "support/response.h"
 #include "support/shared_data.h"
 
 static constexpr double HANG = 20.0;  // seconds; the first iteration of the crowded positions takes longer
 
-static std::vector<std::string> crowded_positions() {
-    return read_epd_positions(std::string(TARN_ROOT) + "/bench/crowded.epd");
-}
+static std::vector<std::string> crowded_positions() { return read_epd_positions(project_path("bench/crowded.epd")); }
 
 static const char *const CROWDED[] = {
     "k7/1qQqQqQ1/1QqQqQq1/1qQqQqQ1/1QqQqQq1/1qQqQqQ1/8/7K w - - 0 1",
@@ -147,7 +146,7 @@ static ProgramSetup limited_program(const std::string &directory, int kilobytes,
     ProgramSetup setup;
     setup.executable = "/bin/sh";
     setup.directory = directory;
-    setup.arguments = {"-c", "ulimit -v " + std::to_string(kilobytes) + "; exec " + TARN_PROGRAM + " " + arguments};
+    setup.arguments = {"-c", "ulimit -v " + std::to_string(kilobytes) + "; exec " + program_path() + " " + arguments};
     return setup;
 }
 

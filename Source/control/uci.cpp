@@ -19,7 +19,7 @@
 
 #include "board/make_move.h"
 #include "board/moves.h"
-#include "control/console.h"
+#include "control/console/console.h"
 #include "control/game_driver.h"
 #include "control/input_lines.h"
 #include "control/options.h"

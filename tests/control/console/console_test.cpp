@@ -1,5 +1,5 @@
 // Console lines executed in place: what each word prints and does.
-#include "control/console.h"
+#include "control/console/console.h"
 
 #include <cstring>
 #include <filesystem>

@@ -1,6 +1,6 @@
 // The words of `set`, in the order in which they are tested. Values out of a field's range are brought
 // to its nearest end.
-#include "control/console_set.h"
+#include "control/console/set.h"
 
 #include <algorithm>
 #include <climits>

@@ -1,5 +1,5 @@
 // The reports. They are plain printing: they come only while no search runs.
-#include "control/console_report.h"
+#include "control/console/report.h"
 
 #include <algorithm>
 #include <cstdio>
@@ -10,7 +10,7 @@
 #include "board/make_move.h"
 #include "board/notation.h"
 #include "book/book_probe.h"
-#include "control/console_game.h"
+#include "control/console/game.h"
 #include "control/output.h"
 #include "control/settings.h"
 #include "eval/trace.h"

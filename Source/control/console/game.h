@@ -2,7 +2,7 @@
 // prints the board.
 #pragma once
 
-#include "control/console_words.h"
+#include "control/console/words.h"
 
 // The board, with the evaluation's terms in front when settings.eval_debug is set.
 void show_board();

@@ -9,7 +9,7 @@
 //   bd, pv, ev, ev2, sp, lmr, swap, book    reports
 //   save, set, perft                        the rest
 //   trace, tag                              stored, and read by nothing
-#include "control/console.h"
+#include "control/console/console.h"
 
 #include <algorithm>
 #include <climits>
@@ -18,11 +18,11 @@
 #include <cstring>
 
 #include "board/thread_state.h"
-#include "control/console_edit.h"
-#include "control/console_game.h"
-#include "control/console_report.h"
-#include "control/console_set.h"
-#include "control/console_words.h"
+#include "control/console/edit.h"
+#include "control/console/game.h"
+#include "control/console/report.h"
+#include "control/console/set.h"
+#include "control/console/words.h"
 #include "control/game_driver.h"
 #include "control/output.h"
 #include "control/perft.h"

@@ -1,6 +1,6 @@
 // Positions, the game's moves back and forth, and games from and to files. The moves that were taken
 // back stay in game_stack behind game_ply, so that they can be played again until a new move comes.
-#include "control/console_game.h"
+#include "control/console/game.h"
 
 #include <climits>
 #include <cstdio>

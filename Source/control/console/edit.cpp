@@ -1,5 +1,5 @@
 // The board editor and the mirror.
-#include "control/console_edit.h"
+#include "control/console/edit.h"
 
 #include <cctype>
 #include <cstring>

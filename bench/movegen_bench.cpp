@@ -166,7 +166,7 @@ static void parse_text(benchmark::State &state) {
             char copy[MOVE_TEXT];
             for (int i = 0; i < MOVE_TEXT; ++i) copy[i] = text[static_cast<std::size_t>(i)];
             Move move;
-            benchmark::DoNotOptimize(parse_san(copy, &move));
+            benchmark::DoNotOptimize(parse_san(scene.position, copy, &move));
         }
     state.SetItemsProcessed(state.iterations() * static_cast<i64>(texts.size()));
 }

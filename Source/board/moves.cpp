@@ -154,16 +154,26 @@ void close_move_list(ThreadState *thread, MoveEntry *end) {
     thread->plies[thread->ply + 2].move_list = end + 2;
 }
 
-MoveEntry *generate_all(Position *position) {
-    ThreadState *thread = position->owner;
+// Writes the moves without the end mark.
+static MoveEntry *append_all(const Position *position, MoveEntry *list) {
     const int side = position->stm;
-    MoveEntry *list = thread->plies[thread->ply].move_list;
     list = generate_captures(position, side, list, NO_SQUARE);
     list = generate_promotions(position, side, true, list);
     list = generate_seventh_rank_pushes(position, side, list);
-    list = generate_quiets(position, side, list, NO_SQUARE);
-    close_move_list(thread, list);
+    return generate_quiets(position, side, list, NO_SQUARE);
+}
+
+MoveEntry *generate_all_into(const Position *position, MoveEntry *list) {
+    list = append_all(position, list);
+    list->move = END_OF_LIST;
     return list;
+}
+
+MoveEntry *generate_all(Position *position) {
+    ThreadState *thread = position->owner;
+    MoveEntry *end = append_all(position, thread->plies[thread->ply].move_list);
+    close_move_list(thread, end);
+    return end;
 }
 
 // The king's whole way must be free of attack, its own square included, so castling out of check is
@@ -210,15 +220,17 @@ bool is_move_legal(Position *position, int side, Move move) {
 }
 
 bool has_legal_move(Position *position) {
-    const MoveEntry *entry = position->owner->plies[position->owner->ply].move_list;
-    for (generate_all(position); entry->move != END_OF_LIST; ++entry)
+    MoveEntry list[MOVE_LIST_SIZE];
+    generate_all_into(position, list);
+    for (const MoveEntry *entry = list; entry->move != END_OF_LIST; ++entry)
         if (is_move_legal(position, position->stm, entry->move)) return true;
     return false;
 }
 
 bool is_generated_legal_move(Position *position, Move move) {
-    const MoveEntry *entry = position->owner->plies[position->owner->ply].move_list;
-    for (generate_all(position); entry->move != END_OF_LIST; ++entry)
+    MoveEntry list[MOVE_LIST_SIZE];
+    generate_all_into(position, list);
+    for (const MoveEntry *entry = list; entry->move != END_OF_LIST; ++entry)
         if (entry->move == move) return is_move_legal(position, position->stm, move);
     return false;
 }

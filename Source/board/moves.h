@@ -23,8 +23,12 @@ MoveEntry *generate_piece_moves(const Position *position, int side, int type, Bi
 // Quiet moves. `target` NO_SQUARE: all; else the checker's square, and pieces other than the king
 // only interpose.
 MoveEntry *generate_quiets(const Position *position, int side, MoveEntry *list, Square target);
-// All pseudo-legal moves of the side to move into the list of the owner's ply, with end mark; the
-// lists of the next two plies start behind it. Returns the end mark's entry.
+// Entries that hold the moves of any board, end mark included: 64 men with at most 27 moves each, and castling.
+constexpr int MOVE_LIST_SIZE = 64 * 27 + 3;
+// Writes all pseudo-legal moves of the side to move and the end mark to `list`, which holds MOVE_LIST_SIZE
+// entries. The side must have a king. Returns the end mark's entry.
+MoveEntry *generate_all_into(const Position *position, MoveEntry *list);
+// The same into the list of the owner's ply; the lists of the next two plies start after it.
 MoveEntry *generate_all(Position *position);
 // Ends the list at `end` and moves the list starts of the next two plies behind it.
 void close_move_list(ThreadState *thread, MoveEntry *end);
@@ -32,7 +36,7 @@ void close_move_list(ThreadState *thread, MoveEntry *end);
 // True when the pseudo-legal move leaves the own king unattacked; false for move 0. Changes the
 // position for the length of the call.
 bool is_move_legal(Position *position, int side, Move move);
-// True when the side to move has a legal move. Uses the list of the owner's ply, as generate_all does.
+// True when the side to move has a legal move.
 bool has_legal_move(Position *position);
 // True when `move` is one of the position's legal moves, whatever the word holds.
 bool is_generated_legal_move(Position *position, Move move);

@@ -152,17 +152,15 @@ static void normalise_move_text(char *text) {
         if (*c == 'O' || *c == '0') *c = 'o';
 }
 
-// By comparison: every legal move is spelled in its four forms until the text is one of them.
-int parse_san(char *text, Move *out) {
-    *out = 0;
+// Works by comparison: every legal move is written in its four forms.
+int count_moves_with_text(Position *position, char *text, Move *last) {
+    *last = 0;
     normalise_move_text(text);
-    ThreadState *master = root_thread_state;
-    Position *position = &master->position;
     if (position->king_sq[position->stm] == NO_SQUARE) return 0;
-    master->ply = 1;
-    generate_all(position);
+    MoveEntry list[MOVE_LIST_SIZE];
+    generate_all_into(position, list);
     int matches = 0;
-    for (const MoveEntry *entry = master->plies[1].move_list; entry->move != END_OF_LIST; ++entry) {
+    for (const MoveEntry *entry = list; entry->move != END_OF_LIST; ++entry) {
         char forms[4][MOVE_TEXT];
         move_forms(position, entry->move, forms[0], forms[1], forms[2], forms[3]);
         bool equal = false;
@@ -172,9 +170,14 @@ int parse_san(char *text, Move *out) {
         }
         if (equal && is_move_legal(position, position->stm, entry->move)) {
             ++matches;
-            *out = entry->move;
+            *last = entry->move;
         }
     }
+    return matches;
+}
+
+bool parse_san(Position *position, char *text, Move *out) {
+    const int matches = count_moves_with_text(position, text, out);
     if (matches == 2) print_plain("ambiguous move\n");
     return matches == 1;
 }

@@ -12,6 +12,8 @@ void move_to_text(const Position *position, int side, Move move, char *out);
 void move_to_coord(const Position *position, int side, Move move, char *out);
 // All text forms of a move of the side to move, before it is made; each holds MOVE_TEXT characters.
 void move_forms(Position *position, Move move, char *coord, char *san, char *by_file, char *by_rank);
-// The legal move of the master position whose text this is: 1 and the move, or 0. The text is
-// brought to the forms' spelling in place and can grow by one character. Two matches print "ambiguous move".
-int parse_san(char *text, Move *out);
+// Number of legal moves of the position with this text, and the last of them, 0 without one. The text is
+// brought to the spelling of the forms in place and can grow by one character.
+int count_moves_with_text(Position *position, char *text, Move *last);
+// The same for a text that must name one move: false for none or several; two matches print "ambiguous move".
+bool parse_san(Position *position, char *text, Move *out);

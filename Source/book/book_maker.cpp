@@ -70,7 +70,7 @@ static bool take_move(BookTable *table, GameReading *game, char *text) {
     const u64 key = book_key(position);
     const int outcome = game->result == DRAWN ? 0 : game->result == position->stm ? 1 : -1;
     Move move;
-    if (!parse_san(text, &move)) {
+    if (!parse_san(position, text, &move)) {
         game->failed = true;
         return true;
     }

@@ -34,7 +34,7 @@ static bool next_piece(const char **rest, const char *separators, char *piece) {
 
 static bool is_move_text(char *text, Move move) {
     Move read;
-    return parse_san(text, &read) && read == move;
+    return parse_san(&root_thread_state->position, text, &read) && read == move;
 }
 
 // Points by move: every piece "move=points" of the list; the best of them is what could be earned.
@@ -62,7 +62,7 @@ void judge_answer(const char *bm, const char *am, const char *c0, SuiteTotals *t
     } else if (*am) {
         Move bad;
         copy_text(piece, am, sizeof piece);
-        totals->correct += parse_san(piece, &bad) && bad != answer;
+        totals->correct += parse_san(&root_thread_state->position, piece, &bad) && bad != answer;
     }
     if (*c0) count_points(c0, answer, totals);
 }

@@ -144,7 +144,7 @@ void pgn_export_game(PgnGame *game, std::FILE *out) {
         char text[PGN_MOVE_TEXT + 2];  // the parser of moves can lengthen it
         copy_text(text, game->moves[ply], sizeof text);
         Move move;
-        if (!parse_san(text, &move)) {
+        if (!parse_san(position, text, &move)) {
             char fen[FEN_SIZE];
             position_to_fen(position, fen, 0);
             print_format("can't parse move %d. %s in game #%d  %s", ply / 2 + 1, text, game->game_number, fen);

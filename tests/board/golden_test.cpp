@@ -59,7 +59,7 @@ TEST(BoardGolden, Keys) {
     const auto rows = read_table(shared_path("golden/board/keys.tsv"));
     ASSERT_GT(rows.size(), 300u);
     for (const auto &row : rows) {
-        const Position *position = set_up(row[0]);
+        Position *position = set_up(row[0]);
         EXPECT_EQ(hex16(position->key), row[1]) << row[0];
         EXPECT_EQ(hex16(position->pawn_key), row[2]) << row[0];
     }
@@ -71,7 +71,7 @@ TEST(BoardGolden, Fen) {
     const auto rows = read_table(shared_path("golden/board/fen.tsv"));
     ASSERT_GT(rows.size(), 20u);
     for (const auto &row : rows) {
-        const Position *position = set_up(row[0]);
+        Position *position = set_up(row[0]);
         char fen[FEN_SIZE];
         position_to_fen(position, fen, 1);
         EXPECT_EQ(fen, row[1]) << row[0];
@@ -147,12 +147,12 @@ TEST(BoardGolden, ParseSan) {
     const auto rows = read_table(shared_path("golden/board/parse_san.tsv"));
     ASSERT_GT(rows.size(), 200u);
     for (const auto &row : rows) {
-        const Position *position = set_up(row[0]);
+        Position *position = set_up(row[0]);
         char text[64];
         std::snprintf(text, sizeof text, "%s", row[1].c_str());
         Move move;
         testing::internal::CaptureStdout();
-        const int result = parse_san(text, &move);
+        const bool result = parse_san(position, text, &move);
         const std::string printed = testing::internal::GetCapturedStdout();
         EXPECT_EQ(std::to_string(result), row[2]) << row[0] << " " << row[1];
         EXPECT_EQ(hex4(move), row[3]) << row[0] << " " << row[1];

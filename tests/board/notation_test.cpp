@@ -1,6 +1,9 @@
 // Moves as text and text as moves.
 #include "board/notation.h"
 
+#include <cstring>
+
+#include "board/moves.h"
 #include "control/settings.h"
 #include "gtest/gtest.h"
 #include "support/engine.h"
@@ -39,12 +42,12 @@ void expect_forms(const Forms &forms, const char *coord, const char *san, const 
 
 // The protocol text of what the parser makes of a text, "" when it refuses.
 std::string parsed(const char *fen, const char *text, std::string *printed = nullptr) {
-    const Position *position = set_up(fen);
+    Position *position = set_up(fen);
     char copy[MOVE_TEXT];
     std::snprintf(copy, sizeof copy, "%s", text);
     Move move = 1;
     testing::internal::CaptureStdout();
-    const int result = parse_san(copy, &move);
+    const bool result = parse_san(position, copy, &move);
     const std::string output = testing::internal::GetCapturedStdout();
     if (printed) *printed = output;
     return result ? text_of(position, move) : "";
@@ -158,6 +161,48 @@ TEST_F(NotationTest, AmbiguousTexts) {
     EXPECT_EQ(printed, "");
     // Only legal ones count: one knight is pinned.
     EXPECT_EQ(parsed("1r5k/8/8/1N6/8/5N2/8/1K6 w - -", "Nd4", &printed), "f3d4");
+}
+
+// The parser works on the position that it is given and leaves the owner's lists, ply and position alone.
+TEST_F(NotationTest, ParsingLeavesNoTrace) {
+    ThreadState *thread = allocate_thread_state(0);
+    ASSERT_NE(thread, nullptr);
+    Position *position = &thread->position;
+    set_up("4k3/8/8/8/8/8/8/4K3 w - -");  // the master's position is another one
+    set_position_from_text(position, STARTPOS_FEN);
+    thread->ply = 5;
+    const std::vector<PlyRecord> plies(thread->plies, thread->plies + PLY_RECORDS);
+    char text[MOVE_TEXT] = "Nf3";
+    Move move = 0;
+    EXPECT_TRUE(parse_san(position, text, &move));
+    EXPECT_EQ(move, make_word(6, 21));
+    EXPECT_EQ(thread->ply, 5);
+    EXPECT_EQ(std::memcmp(static_cast<const void *>(plies.data()), thread->plies, sizeof thread->plies), 0);
+    EXPECT_EQ(thread->move_pool[0].move, 0);
+    EXPECT_EQ(fen_of(position), STARTPOS_FEN);
+    free_thread_state(thread);
+}
+
+TEST_F(NotationTest, CountOfMovesWithAText) {
+    struct Count {
+        const char *fen, *text;
+        int count;
+    };
+    for (const Count &row :
+         {Count{STARTPOS_FEN, "e4", 1}, Count{STARTPOS_FEN, "e5", 0}, Count{"7k/8/8/8/8/5N2/8/KN6 w - -", "Nd2", 2},
+          Count{"7k/8/2N5/5N2/8/1N6/8/K7 w - -", "Nd4", 3}}) {
+        char text[MOVE_TEXT];
+        std::snprintf(text, sizeof text, "%s", row.text);
+        Move last = 1;
+        EXPECT_EQ(count_moves_with_text(set_up(row.fen), text, &last), row.count) << row.text;
+        EXPECT_EQ(last != 0, row.count > 0);
+    }
+}
+
+// A board full of queens: the longest list of moves there can be fits the parser's buffer.
+TEST_F(NotationTest, CrowdedBoards) {
+    EXPECT_EQ(parsed("QQQQQQQQ/Q6Q/Q6Q/Q6Q/Q6Q/Q6Q/Q6Q/KQQQQQQk w - -", "Qb7xb6"), "");
+    EXPECT_EQ(parsed("QQQQQQQQ/8/QQQQQQQQ/8/QQQQQQQQ/8/QQQQQQQQ/K6k w - -", "a8a7"), "a8a7");
 }
 
 }  // namespace

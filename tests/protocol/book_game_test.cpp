@@ -40,7 +40,7 @@ static std::string book_of_lines(const std::vector<std::string> &lines) {
             if (move) make_move(position, move);
             std::string text = line.substr(at, 4);
             key = book_key(position);
-            EXPECT_TRUE(parse_san(text.data(), &move)) << line;
+            EXPECT_TRUE(parse_san(position, text.data(), &move)) << line;
         }
         const u16 code = book_code_of_move(move);
         std::string bytes;
@@ -121,7 +121,7 @@ TEST(BookGame, FromRealGamesToMoves) {
         EXPECT_NE(listed.find(" " + move + " "), std::string::npos) << listed;
         std::string text = move;
         Move word;
-        ASSERT_TRUE(parse_san(text.data(), &word)) << move;
+        ASSERT_TRUE(parse_san(position, text.data(), &word)) << move;
         make_move(position, word);
         moves.append(moves.empty() ? "" : " ").append(move);
     }

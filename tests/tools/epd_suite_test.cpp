@@ -151,9 +151,9 @@ TEST(Anepd, SummaryOfARealSuiteAgreesWithItsResultLines) {
         Move good, played;
         char text[EPD_FIELD + 2];
         std::snprintf(text, sizeof text, "%s", asked.bm);
-        if (!parse_san(text, &good)) continue;  // two joined moves
+        if (!parse_san(&root_thread_state->position, text, &good)) continue;  // two joined moves
         std::snprintf(text, sizeof text, "%s", answered.bm);
-        ASSERT_TRUE(parse_san(text, &played)) << results[i];
+        ASSERT_TRUE(parse_san(&root_thread_state->position, text, &played)) << results[i];
         correct += good == played;
     }
     char summary[64];

@@ -127,7 +127,7 @@ void play_move_text(const char *text) {
     char move_text[64];
     copy_text(move_text, text, sizeof move_text - 1);  // the parser may add one character
     Move move = 0;
-    if (!text[0] || !parse_san(move_text, &move)) {
+    if (!text[0] || !parse_san(&master->position, move_text, &move)) {
         print_plain("invalid: %s%s\n", SQUARE_NAMES[from_of(move)], SQUARE_NAMES[to_of(move)]);
         return;
     }
@@ -172,7 +172,7 @@ static void play_game(const PgnGame *game) {
         char text[MOVE_TEXT];
         copy_text(text, game->moves[i], sizeof text);
         Move move;
-        if (!parse_san(text, &move)) {
+        if (!parse_san(position, text, &move)) {
             char fen[FEN_SIZE];
             position_to_fen(position, fen, 0);
             print_format("can't parse move %d. %s in game #%d  %s", i / 2 + 1, text, game->game_number, fen);

@@ -14,13 +14,14 @@
 
 static constexpr int LAST_LISTED_PLY = 4;  // root ply 1; below this one the picker takes over
 
-// At the root a move is judged by making it: a second opinion on is_move_legal. In a castling the
-// king's way counts as well.
+// At the root a move is judged by making it: a second opinion on is_move_legal. In a castling every square
+// of the king's way must be free of attack as well, the first and the last included: in Chess960 they may be
+// the same.
 static bool is_legal_when_made(Position *position, Move move) {
     const int side = position->stm;
     const Square from = from_of(move), to = to_of(move);
     if (flags_of(move) && type_of(position->board[from]) == KING)
-        for (Square square = from; square != to; square += to < from ? -1 : 1)
+        for (Square square = std::min(from, to); square <= std::max(from, to); ++square)
             if (is_square_attacked(position, square, side ^ 1)) return false;
     make_move(position, move);
     const bool safe = !is_square_attacked(position, position->king_sq[side], side ^ 1);

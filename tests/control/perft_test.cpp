@@ -5,6 +5,8 @@
 
 #include "gtest/gtest.h"
 
+#include "board/attacks.h"
+#include "board/moves.h"
 #include "board/position.h"
 #include "control/settings.h"
 #include "support/engine.h"
@@ -47,6 +49,64 @@ INSTANTIATE_TEST_SUITE_P(
                     Known{"4r3/3k4/8/8/8/8/6PP/qR1K1R2 w KQ -", 1, 19},  // castling would uncover the king
                     Known{"nr1qkr1b/ppp1pp1p/4bn2/3p2p1/4P3/1Q6/PPPP1PPP/NRB1KRNB w FBfb -", 4, 942138},
                     Known{"7k/5Q2/6K1/8/8/8/8/8 b - -", 3, 0}));  // stalemate
+
+// Castling with the king on its goal square already: it is in check by a rook that its own rook would block.
+TEST(Perft, CastlingOutOfCheckOnTheGoalSquare) {
+    start_engine();
+    settings.chess960 = 1;
+    for (const char *fen : {"4k3/8/8/8/8/8/8/1RK4r w B -", "4k3/8/8/8/8/8/8/r5KR w H -"}) {
+        Position *position = set_up(fen);
+        EXPECT_EQ(count_move_paths(position, 1), 3u) << fen;
+        EXPECT_EQ(count_leaves(position, 1), 3u) << fen;
+    }
+}
+
+// Castling by the rules alone, on the squares of the first rank: no right, path or attack table is asked.
+static bool may_castle(const Position *position, Square king, Square rook) {
+    const bool kingside = rook > king;
+    const Square king_goal = kingside ? 6 : 2, rook_goal = kingside ? 5 : 3;
+    for (Square square = 0; square < 8; ++square) {
+        const bool on_way = (square >= std::min(king, king_goal) && square <= std::max(king, king_goal)) ||
+                            (square >= std::min(rook, rook_goal) && square <= std::max(rook, rook_goal));
+        if (on_way && square != king && square != rook && position->board[square]) return false;
+    }
+    for (Square square = std::min(king, king_goal); square <= std::max(king, king_goal); ++square)
+        if (is_square_attacked(position, square, BLACK)) return false;
+    // The rook may have shielded the king.
+    Bitboard after = occupied(*position) & ~bit(king) & ~bit(rook);
+    after |= bit(king_goal) | bit(rook_goal);
+    return attacker_of_square(position, king_goal, BLACK, after) == NO_SQUARE;
+}
+
+// Every placing of king, castling rook and one black piece on the first two ranks: the count by made moves, the
+// count by the legality test, and castling by the rules agree.
+TEST(Perft, Chess960CastlingsInEveryPlace) {
+    start_engine();
+    settings.chess960 = 1;
+    int legal_castlings = 0, refused = 0;
+    for (Square king = 1; king < 7; ++king)
+        for (Square rook = 0; rook < 8; ++rook)
+            for (Square black = 0; black < 16; ++black)
+                for (const int type : {KNIGHT, BISHOP, ROOK, QUEEN}) {
+                    if (rook == king || black == king || black == rook) continue;
+                    Position *position = &root_thread_state->position;
+                    clear_position(position);
+                    place_piece(position, piece_code(WHITE, KING), king);
+                    place_piece(position, piece_code(WHITE, ROOK), rook);
+                    place_piece(position, piece_code(BLACK, KING), 60);
+                    place_piece(position, piece_code(BLACK, type), black);
+                    position->stm = WHITE;
+                    set_castling_from_text(position, rook > king ? "K" : "Q");
+                    compute_keys(position);
+                    bool castling = false;
+                    for (const Move move : legal_moves(position)) castling |= flags_of(move) != 0;
+                    EXPECT_EQ(castling, may_castle(position, king, rook)) << fen_of(position);
+                    EXPECT_EQ(count_move_paths(position, 1), count_leaves(position, 1)) << fen_of(position);
+                    (castling ? legal_castlings : refused)++;
+                }
+    EXPECT_GT(legal_castlings, 500);
+    EXPECT_GT(refused, 500);
+}
 
 TEST(Perft, DepthIsBroughtIntoItsRange) {
     start_engine();

@@ -8,6 +8,8 @@
 #include "board/make_move.h"
 #include "board/notation.h"
 #include "book/book_probe.h"
+#include "control/console/console.h"
+#include "control/console/game.h"
 #include "control/input_lines.h"
 #include "control/output.h"
 #include "control/run_search.h"
@@ -159,7 +161,10 @@ static void play_result(Position *position) {
     }
     make_game_move(position, move);
     print_board(position);
-    if (self_play) write_search_state(SEARCH_GO);
+    announce_game_end();
+    if (!self_play) return;
+    write_search_state(SEARCH_GO);
+    console_poll();  // short searches end before they read a "."
 }
 
 // A result waits: prints it and does the book-keeping of the turn.
@@ -186,7 +191,7 @@ static void finish_turn() {
 
 void game_driver() {
     set_position_from_text(&root_thread_state->position, STARTPOS_FEN);
-    if (!settings.uci_mode) print_board(&root_thread_state->position);
+    if (!settings.uci_mode) start_console();
     settings.quit_flag = 0;
     stop_search = 0;
     write_search_state(0);

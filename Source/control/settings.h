@@ -74,7 +74,7 @@ struct Settings {
 };
 
 extern Settings settings;
-extern Settings default_settings;  // what "uci" prints as defaults and `set ss 1` restores
+extern Settings default_settings;  // what "uci" prints as defaults
 
 // Fills `settings` and the run-time words below with their start values and copies `settings` to
 // `default_settings`.
@@ -98,8 +98,14 @@ void write_search_state(u16 state);
 void add_search_state(u16 bits);
 void clear_search_state(u16 bits);
 
+enum HashMode : u8 {
+    HASH_OFF,
+    HASH_ON,
+    HASH_KEPT,  // on, and not cleared between the console's searches
+};
+
 extern Relaxed<u8> stop_search;      // raised by any thread; every search function returns on it
-extern u8 hash_enabled;              // 0 off, 1 on, 2 on and kept between console searches
+extern u8 hash_enabled;              // a HashMode
 extern i16 hash_age;                 // stamp of the current search, 1..31; 0 before the first
 extern float side_clock[2];          // remaining seconds by colour
 extern Relaxed<i16> moves_to_go;     // moves to the next time control

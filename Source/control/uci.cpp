@@ -206,6 +206,7 @@ static void go_command(const char *rest) {
 
 static void print_identity() {
     settings.uci_mode = 1;
+    auto_reply = self_play = 0;
     print_format("id name %s", PROGRAM_NAME);
     print_format("id author %s", PROGRAM_AUTHOR);
     print_options();

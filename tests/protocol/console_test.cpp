@@ -1,4 +1,5 @@
 // The console as a person has it: the real program with -c, through a pipe and at a terminal.
+#include <cstring>
 #include <string>
 #include <vector>
 
@@ -16,11 +17,14 @@ struct Console {
     ScratchDirectory directory;
     Program program;
 
-    explicit Console(bool terminal = false) : program(setup(directory.path, terminal)) {
+    explicit Console(bool terminal = false, bool hinted = true) : program(setup(directory.path, terminal)) {
         program.wait_for("rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - 0 0");
         program.wait_for("white");
         std::string empty;
         program.read_line(&empty);  // the end of the board
+        if (!hinted) return;
+        program.send("nonsense");  // the hint at `help` comes once
+        program.wait_for("type help");
     }
     static ProgramSetup setup(const std::string &directory, bool terminal) {
         ProgramSetup setup;
@@ -197,6 +201,19 @@ TEST(ConsoleProgram, Edit) {
     EXPECT_EQ(quit_program(&console.program), 0);
 }
 
+// Blanks around the dot and the other lines do no harm.
+TEST(ConsoleProgram, EditWithBlanks) {
+    for (const char *end : {". ", "  .  ", ".\t"}) {
+        Console console;
+        console.program.send(std::string("edit\n # \n  w Ke1 Rh1 \nb Ke8\n") + end + "\nnonsense");
+        const Lines lines = console.program.lines_until("invalid: a1a1");
+        bool found = false;
+        for (const std::string &line : lines) found |= line == "4k3/8/8/8/8/8/8/4K2R b K - 0 0";
+        EXPECT_TRUE(found) << end;
+        EXPECT_EQ(quit_program(&console.program), 0);
+    }
+}
+
 TEST(ConsoleProgram, EditMayLoseAKing) {
     Console console;
     console.program.send("edit\nw xe1\n.");
@@ -249,6 +266,82 @@ TEST(ConsoleProgram, UciLeavesTheConsole) {
     console.program.send("isready");
     EXPECT_EQ(console.program.wait_for("readyok"), "readyok");
     EXPECT_EQ(quit_program(&console.program), 0);
+}
+
+// `mv` lets the program move on the board after each search; "uci" ends that.
+TEST(ConsoleProgram, UciEndsAutomaticPlay) {
+    Console console;
+    console.all_of("set depth 3");
+    console.program.send("mv");
+    console.program.wait_for("black");
+    console.program.send("uci");
+    console.program.wait_for("uciok");
+    console.program.send("position startpos");
+    for (int i = 0; i < 2; ++i) {
+        console.program.send("go depth 2");
+        for (const std::string &line : console.program.lines_until("bestmove "))
+            EXPECT_EQ(line.find("rnbqkbnr/"), std::string::npos) << line;
+    }
+    console.program.send("isready");
+    EXPECT_EQ(console.program.lines_until("readyok").size(), 1u);  // no board after the move
+    console.program.send("d");
+    EXPECT_EQ(quit_program(&console.program), 0);
+}
+
+// A dot ends the program's game against itself, during long searches and between short ones.
+TEST(ConsoleProgram, ADotEndsSelfPlay) {
+    for (const char *limit : {"set depth 80", "set depth 1"}) {
+        Console console;
+        console.all_of(limit);
+        console.program.send("self");
+        if (!std::strcmp(limit, "set depth 1")) console.program.wait_for("white");  // two moves were made
+        else console.program.wait_for("00] ");
+        console.program.send(".");
+        console.program.send("swap");
+        const std::vector<std::string> rest = console.program.lines_within(0.5);
+        ASSERT_FALSE(rest.empty());
+        EXPECT_FALSE(console.all_of("bd").empty());  // idle: the board is printed
+        EXPECT_EQ(console.all_of("undo").empty(), !std::strcmp(limit, "set depth 80"));
+        EXPECT_EQ(quit_program(&console.program), 0);
+    }
+}
+
+// The hint comes after the first word that can't be read, and not again.
+TEST(ConsoleProgram, TheHintComesOnce) {
+    ScratchDirectory directory;
+    const Lines lines = run_program({"-c"}, "xyzzy\ne5\nNf9\nquit\n", directory.path);
+    ASSERT_GE(lines.size(), 4u);
+    const Lines last(lines.end() - 4, lines.end());
+    EXPECT_EQ(last, (Lines{"invalid: a1a1", "type help for the list of commands", "invalid: a1a1", "invalid: a1a1"}));
+}
+
+// Without a table in memory no command turns the hash on; pv and go work without it.
+TEST(ConsoleProgram, NoHashTable) {
+    ScratchDirectory directory;
+    int status = -1;
+    const Lines lines =
+        run_program({"-c", "-hash", "0"}, "set hash 1\nset ss 1\nset hash 1\npv\ngo 9\n", directory.path, &status);
+    EXPECT_EQ(status, 0);
+    int refusals = 0, answers = 0;
+    for (const std::string &line : lines) {
+        refusals += line == "there is no hash table: its size is 0";
+        answers += line.rfind("move= ", 0) == 0;
+    }
+    EXPECT_EQ(refusals, 2);
+    EXPECT_EQ(answers, 1);
+}
+
+// `set ss 1` returns to what the command line asked for: the search stops at its depth.
+TEST(ConsoleProgram, SetSsKeepsTheCommandLine) {
+    ScratchDirectory directory;
+    const Lines lines = run_program({"-c", "-d", "4", "-hash", "8"}, "set ss 0\nset ss 1\nmv\n", directory.path);
+    bool fifth = false, fourth = false;
+    for (const std::string &line : lines) {
+        fourth |= line.rfind("00] 04", 0) == 0;
+        fifth |= line.rfind("00] 05", 0) == 0;
+    }
+    EXPECT_TRUE(fourth);
+    EXPECT_FALSE(fifth);
 }
 
 TEST(ConsoleProgram, SavesAndLoads) {
@@ -310,7 +403,7 @@ TEST(ConsoleProgram, TheConversationOfTheReadme) {
         else if (inside) talk.push_back(line);
     }
     ASSERT_GT(talk.size(), 50u);
-    Console console;
+    Console console(false, false);
     for (const std::string &line : talk) {
         if (line.rfind("> ", 0) == 0) {
             console.program.send(line.substr(2));

@@ -1,25 +1,16 @@
-// The console: a person's short commands. A word that is no command is taken as a move.
-//
-//   command        during a search   what it does
-//   quit           acts              ends the program
-//   .              acts              ends the search
-//   new, fen, get, load, edit, reverse      positions and games
-//   mv, go, an, self                        searches, run by the game driver
-//   undo [ ] jump, move                     walking through the game
-//   bd, pv, ev, ev2, sp, lmr, swap, book    reports
-//   save, set, perft                        the rest
-//   trace, tag                              stored, and read by nothing
+// The console: a person's short commands, one table row each. What is no command is taken as moves. During a
+// search only `quit` and `.` act.
 #include "control/console/console.h"
 
-#include <algorithm>
 #include <climits>
-#include <cmath>
-#include <cstdlib>
+#include <cstdio>
 #include <cstring>
 
 #include "board/thread_state.h"
 #include "control/console/edit.h"
 #include "control/console/game.h"
+#include "control/console/game_file.h"
+#include "control/console/play.h"
 #include "control/console/report.h"
 #include "control/console/set.h"
 #include "control/console/words.h"
@@ -32,16 +23,13 @@
 #include "search/search_state.h"
 
 static constexpr float ANALYSIS_SECONDS = 100000.0f;  // move_time of `go`: no end of its own
+static constexpr i16 FIXED_TIME = 1;                  // time_mode
 
 static u64 tag_key;  // the position marked by `tag`
 
-int integer_of(const char *text, int low, int high) {
-    return static_cast<int>(std::clamp<long long>(std::strtoll(text, nullptr, 10), low, high));
-}
-
-double number_of(const char *text, double low, double high) {
-    const double number = std::strtod(text, nullptr);
-    return std::isnan(number) ? low : std::clamp(number, low, high);
+void start_console() {
+    remember_start_settings();
+    print_board(&root_thread_state->position);
 }
 
 // ---- Searches: the driver sees SEARCH_GO on its next pass ----
@@ -52,12 +40,19 @@ static void play_own_move(const ConsoleWords &) {
     write_search_state(SEARCH_GO);
 }
 
+// A depth limit that is no number is refused: taken as 0 it would hold for later searches too.
 static void analyse(const ConsoleWords &words) {
+    long long depth = MAX_DEPTH;
+    const bool has_depth = words.word[1][0] != '\0';
+    if (has_depth && !read_whole_number(words.word[1], 0, MAX_DEPTH, &depth)) {
+        print_format("%s takes a depth, 1 to %d, or nothing: then it searches until \".\"", words.word[0], MAX_DEPTH);
+        return;
+    }
     settings.own_book = 0;
     settings.move_time = ANALYSIS_SECONDS;
-    settings.max_depth = words.word[1][0] ? static_cast<i16>(integer_of(words.word[1], 0, MAX_DEPTH)) : MAX_DEPTH;
-    settings.time_mode = 1;
-    if (hash_enabled < 2) clear_hash_table();
+    settings.max_depth = static_cast<i16>(depth);
+    settings.time_mode = FIXED_TIME;
+    if (hash_enabled < HASH_KEPT) clear_hash_table();
     write_search_state(SEARCH_GO);
 }
 
@@ -67,79 +62,97 @@ static void play_both_sides(const ConsoleWords &) {
     write_search_state(SEARCH_GO);
 }
 
+// `.` ends the search and a game of the program against itself. A search that was asked for and has not begun
+// does not begin.
+static void stop_thinking() {
+    self_play = 0;
+    stop_search = 1;
+    if (read_search_state() == SEARCH_GO) write_search_state(0);
+}
+
+// ---- The rest ----
+
+static void count_paths(const ConsoleWords &words) {
+    if (!is_searchable_position()) return;
+    static KeptRecords kept;
+    keep_records(&kept);
+    run_perft(integer_of(words.word[1], INT_MIN, INT_MAX));
+    restore_records(&kept);
+}
+
+static void mark_position(const ConsoleWords &words) {
+    if (words.word[1][0]) print_line("tag takes no value: it marks the position on the board");
+    else tag_key = root_thread_state->position.key;
+}
+
+static void print_help();
+
 // ---- The table ----
 
 struct CommandRow {
     const char *word;
+    const char *arguments;
+    const char *help;
     void (*run)(const ConsoleWords &words);
 };
 
-// In the order of testing.
 // clang-format off
 static const CommandRow COMMANDS[] = {
-    {"quit", [](const ConsoleWords &) { settings.quit_flag = 1; }},
-    {".", [](const ConsoleWords &) {}},  // only a search can be stopped
-    {"new", [](const ConsoleWords &) { start_new_game(); }},
-    {"fen", set_board},
-    {"mv", play_own_move},
-    {"go", analyse},
-    {"an", analyse},
-    {"bd", [](const ConsoleWords &) { show_board(); }},
-    {"self", play_both_sides},
-    {"get", get_from_suite},
-    {"pv", [](const ConsoleWords &) { show_hash_line(); }},
-    {"trace", [](const ConsoleWords &words) {
-         settings.trace = static_cast<u8>(integer_of(words.word[1], 0, UINT8_MAX));
-     }},
-    {"ev", [](const ConsoleWords &) { show_evaluation(); }},
-    {"ev2", [](const ConsoleWords &) { show_network(); }},
-    {"sp", [](const ConsoleWords &) { show_parameters(); }},
-    {"lmr", [](const ConsoleWords &) { print_pruning_tables(); }},
-    {"undo", [](const ConsoleWords &) { step_back(); }},
-    {"[", [](const ConsoleWords &) { step_back(); }},
-    {"]", [](const ConsoleWords &) { step_forward(); }},
-    {"load", load_game},
-    {"save", [](const ConsoleWords &) { save_game(); }},
-    {"jump", jump_to_move},
-    {"edit", [](const ConsoleWords &) { edit_board(); }},
-    {"book", [](const ConsoleWords &) { show_book_moves(); }},
-    {"tag", [](const ConsoleWords &) { tag_key = root_thread_state->position.key; }},
-    {"perft", [](const ConsoleWords &words) {
-         if (is_searchable_position()) run_perft(integer_of(words.word[1], INT_MIN, INT_MAX));
-     }},
-    {"swap", [](const ConsoleWords &) { show_exchanges(); }},
-    {"reverse", [](const ConsoleWords &) { reverse_board(); }},
-    {"set", set_word},
-    {"move", [](const ConsoleWords &words) { play_move_text(words.word[1]); }},
+    {"help", "", "this list", [](const ConsoleWords &) { print_help(); }},
+    {"?", "", "the same", [](const ConsoleWords &) { print_help(); }},
+    {"quit", "", "end the program", [](const ConsoleWords &) { settings.quit_flag = 1; }},
+    {".", "", "end a search, or the program's game against itself", [](const ConsoleWords &) {}},
+    {"new", "", "start position, both clocks at the time of \"set level\"",
+     [](const ConsoleWords &) { start_new_game(); }},
+    {"fen", "TEXT", "set up a position", set_board},
+    {"mv", "", "the program makes a move, and from then on after each \"mv\" or \"go\"", play_own_move},
+    {"go", "[DEPTH]", "analyse to a depth, or until \".\"", analyse},
+    {"an", "[DEPTH]", "the same", analyse},
+    {"bd", "", "print the board", [](const ConsoleWords &) { show_board(); }},
+    {"self", "", "the program plays against itself", play_both_sides},
+    {"get", "ID", "the position of test.epd with this id", get_from_suite},
+    {"pv", "", "the line that the hash table holds from here", [](const ConsoleWords &) { show_hash_line(); }},
+    {"trace", "N", "store a number",
+     [](const ConsoleWords &words) { settings.trace = static_cast<u8>(integer_of(words.word[1], 0, UINT8_MAX)); }},
+    {"ev", "", "the score by terms", [](const ConsoleWords &) { show_evaluation(); }},
+    {"ev2", "", "the network's score by hidden nodes", [](const ConsoleWords &) { show_network(); }},
+    {"sp", "", "the score by terms and all evaluation parameters", [](const ConsoleWords &) { show_parameters(); }},
+    {"lmr", "", "the tables of reductions and margins", [](const ConsoleWords &) { print_pruning_tables(); }},
+    {"undo", "", "take a move back", [](const ConsoleWords &) { step_back(); }},
+    {"[", "", "the same", [](const ConsoleWords &) { step_back(); }},
+    {"]", "", "make it again", [](const ConsoleWords &) { step_forward(); }},
+    {"load", "FILE TAG", "the first game of a .pgn file with TAG in its header lines", load_game},
+    {"save", "", "append the game to tmp.pgn", save_game},
+    {"jump", "N", "go to the position before move N", jump_to_move},
+    {"edit", "", "edit the board", [](const ConsoleWords &) { edit_board(); }},
+    {"book", "", "the moves of both books", [](const ConsoleWords &) { show_book_moves(); }},
+    {"tag", "", "mark the position", mark_position},
+    {"perft", "N", "count the move paths of N plies", count_paths},
+    {"swap", "", "what an exchange wins on each attacked square", [](const ConsoleWords &) { show_exchanges(); }},
+    {"reverse", "", "exchange the colours", [](const ConsoleWords &) { reverse_board(); }},
+    {"set", "WORD VALUE", "change a setting; \"set\" alone lists them", set_word},
+    {"move", "TEXT", "make moves", [](const ConsoleWords &words) { play_moves(words.after_first); }},
 };
 // clang-format on
 
-// Cuts the text in place at its blanks.
-static void split_words(char *text, ConsoleWords *words) {
-    int count = 0;
-    for (char *at = text; count < CONSOLE_WORDS; ++count) {
-        at += std::strspn(at, " ");
-        words->word[count] = at;  // the end of the text where no word is left
-        at += std::strcspn(at, " ");
-        if (*at) *at++ = '\0';
+static void print_help() {
+    for (const CommandRow &row : COMMANDS) {
+        char command[32];
+        std::snprintf(command, sizeof command, "%s %s", row.word, row.arguments);
+        print_format("%-16s %s", command, row.help);
     }
+    print_format("%-16s %s", "uci", "leave the console for the UCI protocol");
+    print_format("%-16s %s", "e4 e7e5 2. Nf3", "anything else is read as moves");
 }
 
-void console_command(char *line) {
-    constexpr int LONGEST_COMMAND = 1024;  // characters that are cut into words; FEN text is taken whole
-    char text[LONGEST_COMMAND];
-    copy_text(text, line, sizeof text);
+void console_command(const char *line) {
     ConsoleWords words;
-    split_words(text, &words);
-    const char *behind = line + std::strspn(line, " ");
-    behind += std::strcspn(behind, " ");
-    words.behind_first = behind + std::strspn(behind, " ");
-
+    split_words(line, &words);
     const char *command = words.word[0];
     if (!command[0]) return;
     if (read_search_state() != 0) {
         if (!std::strcmp(command, "quit")) settings.quit_flag = 1;
-        if (!std::strcmp(command, ".")) stop_search = 1;
+        if (!std::strcmp(command, ".")) stop_thinking();
         return;
     }
     for (const CommandRow &row : COMMANDS)
@@ -147,5 +160,5 @@ void console_command(char *line) {
             row.run(words);
             return;
         }
-    play_move_text(command);
+    play_moves(words.line);
 }

@@ -60,9 +60,11 @@ void edit_board() {
     Position *position = &master->position;
     static char line[INPUT_LINE_SIZE];
     while (wait_for_input_line(line, sizeof line)) {
-        char *text = line + std::strspn(line, " ");
+        char *text = line + std::strspn(line, " \t");
+        for (std::size_t length = std::strlen(text); length && std::strchr(" \t\r", text[length - 1]);)
+            text[--length] = '\0';
         if (!std::strcmp(text, ".")) break;
-        if (line[0] == '#') clear_position(position);
+        if (text[0] == '#') clear_position(position);
         else edit_line(position, text);
     }
     // Rights are granted anew, by the pieces that stand there now; a right of before must not outlive its rook.

@@ -2,19 +2,32 @@
 // prints the board.
 #pragma once
 
+#include "board/thread_state.h"
 #include "control/console/words.h"
 
-// The board, with the evaluation's terms in front when settings.eval_debug is set.
+// The board, after the evaluation's terms when settings.eval_debug is set.
 void show_board();
-// False, and a line that says why, for a position that no search or evaluation can stand.
+// Returns false and prints the reason if the position cannot be searched or evaluated.
 bool is_searchable_position();
+// Prints a line when the game is over in this position: mate, stalemate or a draw by rule.
+void announce_game_end();
 
-void start_new_game();                           // `new`
-void set_board(const ConsoleWords &words);       // `fen` TEXT
-void get_from_suite(const ConsoleWords &words);  // `get` ID: a line of test.epd
-void step_back();                                // `undo`, `[`
-void step_forward();                             // `]`
-void jump_to_move(const ConsoleWords &words);    // `jump` N
-void load_game(const ConsoleWords &words);       // `load` FILE TAG
-void save_game();                                // `save`: appends to tmp.pgn
-void play_move_text(const char *text);           // a move in any spelling
+void start_new_game();                         // `new`
+void set_board(const ConsoleWords &words);     // `fen` TEXT
+void step_back();                              // `undo`, `[`
+void step_forward();                           // `]`
+void jump_to_move(const ConsoleWords &words);  // `jump` N
+
+// Unmakes the last move of the game; there must be one.
+void unmake_game_move();
+// Gives both sides the time of `set level`.
+void reset_clocks();
+
+// The moves of the game and those that were taken back. Searching the game's own position overwrites the
+// latter, so whoever makes moves on it that are no part of the game keeps the records before and restores
+// them afterwards.
+struct KeptRecords {
+    GameRecord records[GAME_STACK_SIZE];
+};
+void keep_records(KeptRecords *kept);
+void restore_records(const KeptRecords *kept);

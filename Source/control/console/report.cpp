@@ -1,4 +1,4 @@
-// The reports. They are plain printing: they come only while no search runs.
+// The reports. They print without the lock: no search runs meanwhile.
 #include "control/console/report.h"
 
 #include <algorithm>
@@ -24,7 +24,10 @@ void show_hash_line() {
     static Relaxed<u16> line[PV_SIZE];
     for (Relaxed<u16> &word : line) word = 0;
     root_thread_state->ply = 1;
+    static KeptRecords kept;
+    keep_records(&kept);
     pv_from_hash(position, 1, line);
+    restore_records(&kept);
     char text[PV_SIZE * MOVE_TEXT] = "";
     char *end = text;
     for (int i = 1; i < PV_SIZE && line[i]; ++i) {

@@ -1,107 +1,204 @@
-// The words of `set`, in the order in which they are tested. Values out of a field's range are brought
-// to its nearest end.
+// The words of `set`, one row each, in the order in which they are tested.
 #include "control/console/set.h"
 
-#include <algorithm>
 #include <climits>
-#include <cmath>
-#include <cstdlib>
+#include <cstdio>
 #include <cstring>
 
 #include "control/output.h"
 #include "control/settings.h"
+#include "search/hash_table.h"
 #include "search/search_state.h"
 
 static constexpr double LONGEST = 1e9;  // seconds, nodes per second
 
-// Seconds, or minutes:seconds.
-static float read_duration(const char *text) {
-    const char *colon = std::strchr(text, ':');
-    const double seconds = number_of(colon ? colon + 1 : text, 0.0, LONGEST);
-    return static_cast<float>(colon ? number_of(text, 0.0, LONGEST) * 60.0 + seconds : seconds);
+static Settings start_settings;
+
+void remember_start_settings() { start_settings = settings; }
+
+// ---- Values. Each function returns false, and changes nothing, when a value is missing or no number. ----
+
+// A whole number for a field of 8 or 16 bits.
+template <typename Field>
+static bool set_number(const char *text, int low, int high, Field *field) {
+    long long value;
+    if (!read_whole_number(text, low, high, &value)) return false;
+    *field = static_cast<Field>(value);
+    return true;
 }
 
-static void set_level(const ConsoleWords &words) {
-    settings.time_mode = static_cast<i16>(integer_of(words.word[2], 0, INT16_MAX));
-    settings.move_time = read_duration(words.word[3]);
-    settings.time_increment = static_cast<float>(number_of(words.word[4], 0.0, LONGEST));
-    side_clock[0] = side_clock[1] = settings.move_time;
+static bool set_hash(const ConsoleWords &words) {
+    u8 mode;
+    if (!set_number(words.word[2], HASH_OFF, HASH_KEPT, &mode)) return false;
+    if (mode != HASH_OFF && !hash_memory) print_line("there is no hash table: its size is 0");
+    else hash_enabled = mode;
+    return true;
+}
+
+static bool set_noise(const ConsoleWords &words) {
+    double seconds;
+    if (!read_decimal(words.word[2], 0.0, LONGEST, &seconds)) return false;
+    settings.info_min_time = static_cast<float>(seconds);
+    return true;
+}
+
+static bool set_multipv(const ConsoleWords &words) {
+    return set_number(words.word[2], 1, UINT8_MAX, &settings.multipv);
+}
+
+static bool set_debug(const ConsoleWords &words) {
+    return set_number(words.word[2], 0, UINT8_MAX, &settings.eval_debug);
+}
+
+static bool set_chess960(const ConsoleWords &words) {
+    return set_number(words.word[2], 0, UINT8_MAX, &settings.chess960);
+}
+
+// Moves, time and increment; a missing increment is 0.
+static bool set_level(const ConsoleWords &words) {
+    long long moves;
+    double time, increment = 0.0;
+    if (!read_whole_number(words.word[2], 0, INT16_MAX, &moves)) return false;
+    if (!read_duration(words.word[3], LONGEST, &time)) return false;
+    if (words.word[4][0] && !read_decimal(words.word[4], 0.0, LONGEST, &increment)) return false;
+    settings.time_mode = static_cast<i16>(moves);
+    settings.move_time = static_cast<float>(time);
+    settings.time_increment = static_cast<float>(increment);
+    side_clock[WHITE] = side_clock[BLACK] = settings.move_time;
     print_format("set level to %d moves in %0.2f seconds, inc %0.2f", settings.time_mode,
                  static_cast<double>(settings.move_time), static_cast<double>(settings.time_increment));
+    return true;
 }
 
-static void set_node_rate(const char *value) {
-    target_nps = static_cast<float>(number_of(value, 1.0, LONGEST));
+static bool set_depth(const ConsoleWords &words) {
+    return set_number(words.word[2], 0, MAX_DEPTH, &settings.max_depth);
+}
+
+// A limit of 0 nodes would hold for every later search, so it is refused.
+static bool set_nodes(const ConsoleWords &words) {
+    long long nodes;
+    if (!read_whole_number(words.word[2], 0, NO_NODE_LIMIT, &nodes) || nodes == 0) return false;
+    settings.node_limit = nodes;
+    settings.max_depth = MAX_DEPTH;
+    return true;
+}
+
+static bool set_node_rate(const ConsoleWords &words) {
+    double rate;
+    if (!read_decimal(words.word[2], 1.0, LONGEST, &rate)) return false;
+    target_nps = static_cast<float>(rate);
     settings.limit_strength = 1;
     settings.uci_elo = static_cast<i16>(elo_of_node_rate(static_cast<double>(target_nps)));
     print_format("target_nps set to %.0f, Elo= %d", static_cast<double>(target_nps), settings.uci_elo);
+    return true;
 }
 
-// 1 brings the settings back; else all selectivity goes, for a plain alpha-beta search.
-static void set_selective_search(int value) {
+// 1 restores the settings of the start; any other number turns selectivity off, for a plain alpha-beta search.
+static bool set_selective_search(const ConsoleWords &words) {
+    int value;
+    if (!set_number(words.word[2], INT_MIN, INT_MAX, &value)) return false;
     if (value != 1) {
         settings.SEP_depth = 0;
         settings.NMP_depth = 99;
         settings.LMP_depth = 0;
         settings.LMR_depth = 99;
         print_line("selectivity set to OFF");
-        return;
+        return true;
     }
-    // What tells of this run is no setting: the console stays one, and the measured speed stands.
-    const u8 quit_flag = settings.quit_flag, uci_mode = settings.uci_mode;
-    const float calibration_nps = settings.calibration_nps, calibration_elo = settings.calibration_elo;
-    settings = default_settings;
-    settings.quit_flag = quit_flag;
-    settings.uci_mode = uci_mode;
-    settings.calibration_nps = calibration_nps;
-    settings.calibration_elo = calibration_elo;
+    // Run-time state survives the reset: quit flag, protocol mode, calibration, the size of the table in use.
+    const Settings now = settings;
+    settings = start_settings;
+    settings.quit_flag = now.quit_flag;
+    settings.uci_mode = now.uci_mode;
+    settings.calibration_nps = now.calibration_nps;
+    settings.calibration_elo = now.calibration_elo;
+    settings.hash_mb = now.hash_mb;
     print_line("set default Settings");
+    return true;
 }
 
-// The words that are fields: name and range. False for any other word.
-static bool set_field(const char *name, const char *text) {
-    struct FieldRow {
-        const char *name;
-        i16 *field;
-        int low, high;
+// ---- The table ----
+
+struct SetRow {
+    const char *name;
+    const char *values;  // completes "set NAME takes "
+    bool (*apply)(const ConsoleWords &words);
+};
+
+// clang-format off
+static const SetRow ROWS[] = {
+    {"hash", "0 (off), 1 (on) or 2 (on and kept between searches)", set_hash},
+    {"noise", "the seconds of search before lines are printed", set_noise},
+    {"multipv", "the number of lines, 1 to 255", set_multipv},
+    {"debug", "0 or 1", set_debug},
+    {"frc", "0 or 1 (Chess960)", set_chess960},
+    {"level", "moves, time (seconds or minutes:seconds) and increment in seconds", set_level},
+    {"depth", "a depth, 0 to 80", set_depth},
+    {"nodes", "a number of nodes, at least 1", set_nodes},
+    {"target_nps", "nodes per second", set_node_rate},
+    {"ss", "0 (no selectivity) or 1 (the settings of the start)", set_selective_search},
+};
+
+// Plain fields; each confirms its new value.
+struct FieldRow {
+    const char *name;
+    i16 Settings::*field;
+    int low, high;
+};
+static const FieldRow FIELDS[] = {
+    {"NMP_depth", &Settings::NMP_depth, 0, 99},
+    {"SEP_depth", &Settings::SEP_depth, 0, 99},
+    {"FP_depth", &Settings::FP_depth, 0, 99},
+    {"LMP_depth", &Settings::LMP_depth, 0, 99},
+    {"LMR_depth", &Settings::LMR_depth, 0, 99},
+    {"Selectivity", &Settings::selectivity, 0, 200},
+    {"contempt", &Settings::contempt, -150, 150},
+};
+// clang-format on
+
+static void set_field(const FieldRow &row, const char *text) {
+    if (set_number(text, row.low, row.high, &(settings.*row.field)))
+        print_format("%s set to %d", row.name, settings.*row.field);
+    else print_format("set %s takes a number, %d to %d", row.name, row.low, row.high);
+}
+
+static void set_ponder(const char *text) {
+    if (set_number(text, 0, UINT8_MAX, &settings.ponder)) print_format("ponder set to %d", settings.ponder);
+    else print_line("set ponder takes 0 or 1");
+}
+
+static void print_known_words() {
+    char text[512] = "set takes one of these words and its value: ";
+    std::size_t length = std::strlen(text);
+    const auto append = [&](const char *name) {
+        const int written = std::snprintf(text + length, sizeof text - length, "%s, ", name);
+        length += static_cast<std::size_t>(written);
     };
-    // clang-format off
-    static const FieldRow FIELDS[] = {
-        {"NMP_depth", &settings.NMP_depth, 0, 99},
-        {"SEP_depth", &settings.SEP_depth, 0, 99},
-        {"FP_depth", &settings.FP_depth, 0, 99},
-        {"LMP_depth", &settings.LMP_depth, 0, 99},
-        {"LMR_depth", &settings.LMR_depth, 0, 99},
-        {"Selectivity", &settings.selectivity, 0, 200},
-        {"contempt", &settings.contempt, -150, 150},
-    };
-    // clang-format on
-    for (const FieldRow &row : FIELDS)
-        if (!std::strcmp(name, row.name)) {
-            *row.field = static_cast<i16>(integer_of(text, row.low, row.high));
-            print_format("%s set to %d", name, *row.field);
-            return true;
-        }
-    if (std::strcmp(name, "ponder")) return false;
-    settings.ponder = static_cast<u8>(integer_of(text, 0, UINT8_MAX));
-    print_format("%s set to %d", name, settings.ponder);
-    return true;
+    for (const SetRow &row : ROWS) append(row.name);
+    for (const FieldRow &row : FIELDS) append(row.name);
+    std::snprintf(text + length, sizeof text - length, "ponder");
+    print_line(text);
 }
 
 void set_word(const ConsoleWords &words) {
     const char *name = words.word[1], *value = words.word[2];
-    const auto is = [name](const char *word) { return !std::strcmp(name, word); };
-    if (is("hash")) hash_enabled = static_cast<u8>(integer_of(value, 0, UINT8_MAX));
-    else if (is("noise")) settings.info_min_time = static_cast<float>(number_of(value, 0.0, LONGEST));
-    else if (std::strstr(name, "multipv")) settings.multipv = static_cast<u8>(integer_of(value, 1, UINT8_MAX));
-    else if (is("debug")) settings.eval_debug = static_cast<u8>(integer_of(value, 0, UINT8_MAX));
-    else if (is("frc")) settings.chess960 = static_cast<u8>(integer_of(value, 0, UINT8_MAX));
-    else if (is("level")) set_level(words);
-    else if (is("depth")) settings.max_depth = static_cast<i16>(integer_of(value, 0, MAX_DEPTH));
-    else if (is("nodes")) {
-        settings.node_limit = std::clamp<i64>(std::strtoll(value, nullptr, 10), 0, NO_NODE_LIMIT);
-        settings.max_depth = MAX_DEPTH;
-    } else if (is("target_nps")) set_node_rate(value);
-    else if (is("ss")) set_selective_search(integer_of(value, INT_MIN, INT_MAX));
-    else set_field(name, value);
+    for (const SetRow &row : ROWS) {
+        // Any word that contains "multipv" is that word.
+        const bool found =
+            row.apply == set_multipv ? std::strstr(name, row.name) != nullptr : !std::strcmp(name, row.name);
+        if (!found) continue;
+        if (!row.apply(words)) print_format("set %s takes %s", row.name, row.values);
+        return;
+    }
+    for (const FieldRow &row : FIELDS)
+        if (!std::strcmp(name, row.name)) {
+            set_field(row, value);
+            return;
+        }
+    if (!std::strcmp(name, "ponder")) {
+        set_ponder(value);
+        return;
+    }
+    if (name[0]) print_format("set knows no word '%.60s'", name);
+    print_known_words();
 }

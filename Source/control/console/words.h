@@ -1,14 +1,27 @@
-// One console line cut into words, and words read as numbers. For the console's command rooms.
+// One console line cut into words, and words read as numbers.
 #pragma once
 
-constexpr int CONSOLE_WORDS = 10;  // further words of a line are dropped
+#include <cstddef>
+
+constexpr int CONSOLE_WORDS = 10;           // further words of a line are dropped
+constexpr std::size_t CONSOLE_LINE = 1024;  // characters that are cut into words, end mark included
 
 struct ConsoleWords {
-    const char *word[CONSOLE_WORDS];  // the command and its arguments; empty texts where none stands
-    const char *behind_first;         // the whole line behind the command and its blanks
+    char text[CONSOLE_LINE];          // the line with an end mark after each word
+    const char *word[CONSOLE_WORDS];  // the command and its arguments; empty texts after the last
+    const char *line;                 // the whole line from the first word on
+    const char *after_first;          // the same from the second word on
 };
+
+// Cuts the line at its blanks. `line` must outlive the words.
+void split_words(const char *line, ConsoleWords *words);
 
 // Leading number of a text, 0 without one, kept within low..high.
 int integer_of(const char *text, int low, int high);
-// The same with a fraction.
-double number_of(const char *text, double low, double high);
+
+// Read a text that is a number and nothing else, and keep it within low..high. False, and the output stays,
+// when the text is empty or anything else.
+bool read_whole_number(const char *text, long long low, long long high, long long *out);
+bool read_decimal(const char *text, double low, double high, double *out);
+// Seconds, or minutes:seconds; 0..high.
+bool read_duration(const char *text, double high, double *out);

@@ -7,12 +7,12 @@
 #include "platform/clock.h"
 #include "platform/input.h"
 
-// Read at most so many bytes at once, and so many times a poll: the clock must be looked at too.
+// Limits of one read (bytes) and of one poll (reads), so that the clock is checked in between.
 static constexpr int CHUNK = 4998;
 static constexpr int CHUNKS_PER_POLL = 16;
 static constexpr int MOST_FAILURES = 10;
 
-// What was read and is not yet used up as a line; '@' stands for every line end.
+// What was read and not yet taken as a line; '@' marks every line end.
 static char input_pending[INPUT_LINE_SIZE + CHUNK];
 static int pending_size;
 static bool dropping;  // inside the rest of an overlong line
@@ -36,7 +36,7 @@ static void append_chunk(const char *chunk, int size) {
     }
 }
 
-// One read of what waits in the pipe; false when there was nothing to read.
+// Reads once from the pipe; false when there was nothing to read.
 static bool read_chunk() {
     const int waiting = input_bytes_waiting();
     if (waiting < 0) ended = true;
@@ -44,7 +44,7 @@ static bool read_chunk() {
     char chunk[CHUNK];
     const int count = input_read(chunk, waiting < CHUNK ? waiting : CHUNK);
     if (count <= 0) {
-        // Data was announced and did not come. Now and then that may be, but not for ever.
+        // Data was announced and did not come. That may happen, but not for ever.
         print_line("error reading input");
         if (++failed_reads == MOST_FAILURES) ended = true;
         return false;
@@ -54,7 +54,7 @@ static bool read_chunk() {
     return true;
 }
 
-// Takes the first line out of input_pending, with the run of line ends behind it. False when there is
+// Takes the first line out of input_pending, with the line ends that follow it. False when there is
 // none, or an empty one.
 static bool take_pending_line(char *line, int size) {
     char *end = find_line_end();
@@ -74,7 +74,7 @@ static bool take_pending_line(char *line, int size) {
     return length > 0;
 }
 
-// A console hands out whole lines, and only when a key was pressed.
+// A terminal delivers whole lines, and only after a key was pressed.
 static bool read_console_line(char *line, int size) {
     if (!input_read_line(line, size)) {
         ended = true;
@@ -100,7 +100,7 @@ bool wait_for_input_line(char *line, int size) {
     return true;
 }
 
-// Input that has ended would always look ready.
+// Input that has ended always looks ready, so there is nothing to wait for.
 void pause_for_input(int milliseconds) {
     if (ended) sleep_milliseconds(milliseconds);
     else if (!find_line_end()) input_wait(milliseconds);

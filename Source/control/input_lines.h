@@ -1,5 +1,5 @@
 // Standard input cut into lines. The UCI poll and the console's own dialogues read through here, so
-// that text already taken from the pipe is never passed over.
+// that text already read from the pipe is never lost.
 #pragma once
 
 // Holds the longest line that is handled whole: a "position" line of some 13,000 half-moves. The rest
@@ -9,12 +9,12 @@ constexpr int INPUT_LINE_SIZE = 65536;
 // Milliseconds between two polls of an idle program. It wakes for input, and wakes seldom otherwise.
 constexpr int IDLE_PAUSE = 10;
 
-// The next line, without its end, if one can be had without waiting. Empty lines are passed over. A
+// The next line, without its end, if one can be had without waiting. Empty lines are skipped. A
 // '@' ends a line too. After the end of input an unterminated rest counts as the last line.
 bool poll_input_line(char *line, int size);
 // The next line, waiting for it; empty lines count on a console. False at the end of input.
 bool wait_for_input_line(char *line, int size);
-// Passes the time until the next poll is worth while: up to so many milliseconds, less when input comes.
+// Waits until the next poll is worth while: up to this many milliseconds, less when input comes.
 void pause_for_input(int milliseconds);
 // True once input has ended and every line was handed out.
 bool input_has_ended();

@@ -1,5 +1,5 @@
-// The path counter. It goes through everything that a search uses to get at its moves: the whole list
-// near the root, the staged picker below.
+// The path counter. It uses both ways of a search to its moves: the whole list near the root, and the staged
+// picker below.
 #include "control/perft.h"
 
 #include <algorithm>

@@ -8,7 +8,7 @@
 #include "control/input_lines.h"
 #include "control/output.h"
 
-// No game has led here: nothing to take back, to redo or to find a repetition in.
+// Empties the game: nothing to take back, to redo or to find a repetition in.
 static void forget_game(ThreadState *master) {
     master->game_ply = 0;
     master->ply = 1;
@@ -18,8 +18,8 @@ static void forget_game(ThreadState *master) {
     master->game_stack[1] = GameRecord{};
 }
 
-// One word as in "Pa2": what stands there goes, the named piece comes. A letter that is no piece just
-// empties the square. False when the square is not on the board.
+// One word as in "Pa2": the named piece replaces what is on the square. A letter that is no piece empties the
+// square. False when the square is not on the board.
 static bool edit_square(Position *position, int colour, const char *word) {
     static const char LETTERS[] = " PNBRQK";
     if (std::strlen(word) < 3) return false;
@@ -67,7 +67,7 @@ void edit_board() {
         if (text[0] == '#') clear_position(position);
         else edit_line(position, text);
     }
-    // Rights are granted anew, by the pieces that stand there now; a right of before must not outlive its rook.
+    // Castling rights follow from the pieces as they are now: an earlier right must not outlive its rook.
     position->castling = 0;
     set_castling_from_text(position, "KQkq");
     position->ep_square = NO_SQUARE;
@@ -76,8 +76,7 @@ void edit_board() {
     print_board(position);
 }
 
-// The keys stay those of the position before: a reversed position is for looking at its evaluation,
-// and takes its keys from whatever it was mirrored from until a position is set up anew.
+// The keys stay those of the position before the call: a reversed position is for a look at its evaluation.
 void reverse_board() {
     ThreadState *master = root_thread_state;
     Position *position = &master->position;

@@ -13,9 +13,9 @@ may_include() {
         board) echo "platform base board" ;;
         eval) echo "platform base board eval" ;;
         book) echo "platform base board book" ;;
-        pyrrhic) echo "platform base board pyrrhic" ;;
-        search) echo "platform base board eval pyrrhic search" ;;
-        control | tools) echo "platform base board eval book pyrrhic search control tools" ;;
+        tablebase) echo "platform base board tablebase" ;;
+        search) echo "platform base board eval tablebase search" ;;
+        control | tools) echo "platform base board eval book tablebase search control tools" ;;
         *) echo "" ;;
     esac
 }

@@ -10,8 +10,8 @@
 #include "control/output.h"
 #include "control/settings.h"
 #include "eval/network_file.h"
-#include "pyrrhic/tbprobe/tb_probe.h"
 #include "search/hash_table.h"
+#include "tablebase/tablebase.h"
 
 enum OptionKind { TEXT, SPIN, CHECK, BUTTON };
 

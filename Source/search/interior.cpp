@@ -12,13 +12,13 @@
 #include "control/settings.h"
 #include "eval/evaluate.h"
 #include "platform/clock.h"
-#include "pyrrhic/tbprobe/tb_probe.h"
 #include "search/hash_table.h"
 #include "search/move_picker.h"
 #include "search/pruning_tables.h"
 #include "search/quiescence.h"
 #include "search/search_state.h"
 #include "search/time_check.h"
+#include "tablebase/tablebase.h"
 
 const int PIECE_VALUE[7] = {0, 100, 350, 350, 550, 1060, 10000};
 

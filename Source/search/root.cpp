@@ -14,8 +14,6 @@
 #include "control/settings.h"
 #include "eval/evaluate.h"
 #include "platform/clock.h"
-#include "pyrrhic/tbprobe/tb_probe.h"
-#include "pyrrhic/tbprobe/tb_values.h"
 #include "search/hash_table.h"
 #include "search/interior.h"
 #include "search/move_picker.h"
@@ -26,6 +24,8 @@
 #include "search/search_state.h"
 #include "search/strength.h"
 #include "search/time_check.h"
+#include "tablebase/tablebase.h"
+#include "tablebase/tb_values.h"
 
 static constexpr u32 HISTORY_START = 16384;
 static constexpr int QUIET_ORDER = HISTORY_START * 80 / 0x40000;

@@ -8,9 +8,9 @@
 
 #include "control/output.h"
 #include "control/settings.h"
-#include "pyrrhic/tbchess/tb_moves.h"
-#include "pyrrhic/tbprobe/tb_probe.h"
 #include "support/program.h"
+#include "tablebase/tablebase.h"
+#include "tablebase/tb_moves.h"
 
 static constexpr int STATES = 2 * 64 * 64 * 64;
 

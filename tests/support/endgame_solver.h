@@ -4,8 +4,8 @@
 
 #include <string>
 
-#include "pyrrhic/tbchess/tb_position.h"
 #include "support/table_writer.h"
+#include "tablebase/tb_position.h"
 
 // In all of these the side with the man (PAWN, ROOK or QUEEN) is white, and `turn` is 1 for white to
 // move.

@@ -4,13 +4,13 @@
 #include <string>
 
 #include "gtest/gtest.h"
-#include "pyrrhic/tbprobe/tb_probe.h"
-#include "pyrrhic/tbprobe/tb_registry.h"
-#include "pyrrhic/tbprobe/tb_values.h"
 #include "support/endgame_solver.h"
 #include "support/engine.h"
 #include "support/positions.h"
 #include "support/program.h"
+#include "tablebase/tablebase.h"
+#include "tablebase/tb_registry.h"
+#include "tablebase/tb_values.h"
 
 // The engine with the three solved endings, written once per program. No tables are left behind.
 class SolvedTables : public testing::Test {

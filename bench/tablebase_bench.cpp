@@ -10,9 +10,9 @@
 #include "board/attacks.h"
 #include "control/output.h"
 #include "control/settings.h"
-#include "pyrrhic/tbprobe/tb_probe.h"
-#include "pyrrhic/tbprobe/tb_values.h"
 #include "support/engine.h"
+#include "tablebase/tablebase.h"
+#include "tablebase/tb_values.h"
 
 // Legal positions of random material whose tables are there; `quiet`: without a pseudo-legal capture.
 static std::vector<Position> make_positions(bool quiet, std::size_t count) {

@@ -1,5 +1,5 @@
 // Move generation and making of moves on a TbPosition.
-#include "pyrrhic/tbchess/tb_moves.h"
+#include "tablebase/tb_moves.h"
 
 #include "board/attacks.h"
 

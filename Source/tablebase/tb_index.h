@@ -1,7 +1,7 @@
 // From the squares of the men to the number of a position in its table. Used by the table reader.
 #pragma once
 
-#include "pyrrhic/tbprobe/tb_registry.h"
+#include "tablebase/tb_registry.h"
 
 enum TB_ENCODING { TB_ENCODE_PIECES, TB_ENCODE_FILES };
 

@@ -1,8 +1,8 @@
 // The true values of a position: what the tables hold, joined with what captures and en passant
-// change. Behind tb_probe.h; used by the root ranking and the tests.
+// change. Behind tablebase.h; used by the root ranking and the tests.
 #pragma once
 
-#include "pyrrhic/tbchess/tb_moves.h"
+#include "tablebase/tb_moves.h"
 
 // Result for the side to move, captures resolved: -2 loss, -1 loss that the 50-move rule saves, 0,
 // 1 win that it spoils, 2. *success becomes 0 (no answer), 1 (a table value), or 2 (the best move

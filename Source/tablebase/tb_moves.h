@@ -1,7 +1,7 @@
-// The small move generator of the table probes. Used by tbprobe.
+// The small move generator of the table probes. Internal to this folder.
 #pragma once
 
-#include "pyrrhic/tbchess/tb_position.h"
+#include "tablebase/tb_position.h"
 
 using TbMove = u16;  // bits 0-5 to, bits 6-11 from, bits 12-14 promotion
 

@@ -1,11 +1,11 @@
 // The registry of endgame tables: which files exist, by material. Filled by tb_init; the decoder
-// (tb_table.h) adds what it maps. Used by tbprobe and its tests only; everyone else asks tb_probe.h.
+// (tb_table.h) adds what it maps. Internal to this folder and its tests; everyone else includes tablebase.h.
 #pragma once
 
 #include <atomic>
 
 #include "platform/mapped_file.h"
-#include "pyrrhic/tbchess/tb_position.h"
+#include "tablebase/tb_position.h"
 
 constexpr int TB_MAX_MEN = 7;
 constexpr int TB_PIECE_TABLES = 650;  // names without a pawn

@@ -1,6 +1,6 @@
 // Set-up and reading of a compressed stream. The set-up makes sure that symbols consist of symbols and
 // that sizes make sense; the read checks block numbers, symbols and the end of the file.
-#include "pyrrhic/tbprobe/tb_stream.h"
+#include "tablebase/tb_stream.h"
 
 #include <cstdio>
 #include <cstdlib>

@@ -1,9 +1,9 @@
 // Reading tables: those that the tests write are read back value by value, whatever their format.
 #include <thread>
 
-#include "pyrrhic/tbprobe/tb_index.h"
-#include "pyrrhic/tbprobe/tb_table.h"
 #include "support/table_directory.h"
+#include "tablebase/tb_index.h"
+#include "tablebase/tb_table.h"
 
 using Tables = SolvedTables;
 

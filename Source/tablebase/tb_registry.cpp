@@ -1,5 +1,5 @@
 // Finding the table files of settings.syzygy_path and entering them by material.
-#include "pyrrhic/tbprobe/tb_registry.h"
+#include "tablebase/tb_registry.h"
 
 #include <algorithm>
 #include <cstdio>
@@ -9,8 +9,8 @@
 #include "control/output.h"
 #include "control/settings.h"
 #include "platform/process.h"
-#include "pyrrhic/tbprobe/tb_probe.h"
-#include "pyrrhic/tbprobe/tb_table.h"
+#include "tablebase/tablebase.h"
+#include "tablebase/tb_table.h"
 
 int TB_LARGEST;
 TbPieceEntry *tb_piece_entries;

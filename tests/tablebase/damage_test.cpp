@@ -5,9 +5,9 @@
 #include <memory>
 #include <random>
 
-#include "pyrrhic/tbprobe/tb_stream.h"
-#include "pyrrhic/tbprobe/tb_table.h"
 #include "support/table_directory.h"
+#include "tablebase/tb_stream.h"
+#include "tablebase/tb_table.h"
 
 static constexpr const char *WHITE_WINS = "k7/8/1K6/8/8/8/8/7R w - - 0 1";
 static constexpr const char *BLACK_LOSES = "k7/8/1K6/8/8/8/8/7R b - - 0 1";

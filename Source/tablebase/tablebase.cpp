@@ -1,8 +1,8 @@
 // The probe of the search.
-#include "pyrrhic/tbprobe/tb_probe.h"
+#include "tablebase/tablebase.h"
 
 #include "control/settings.h"
-#include "pyrrhic/tbprobe/tb_values.h"
+#include "tablebase/tb_values.h"
 
 int tb_probe_wdl(const Position *position, int depth) {
     if (position->castling) return -1;

@@ -1,11 +1,11 @@
 // Results and distances, with captures resolved by a small search.
-#include "pyrrhic/tbprobe/tb_values.h"
+#include "tablebase/tb_values.h"
 
 #include <cassert>
 #include <climits>
 #include <cstddef>
 
-#include "pyrrhic/tbprobe/tb_table.h"
+#include "tablebase/tb_table.h"
 
 const int TB_DTZ_BEFORE_ZERO[5] = {-1, -101, 0, 101, 1};
 constexpr int NONE = -3;  // below every result

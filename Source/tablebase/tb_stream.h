@@ -3,7 +3,7 @@
 #pragma once
 
 #include "platform/integers.h"
-#include "pyrrhic/tbprobe/tb_registry.h"
+#include "tablebase/tb_registry.h"
 
 constexpr int TB_MAX_SYMS = 4096;
 

@@ -1,7 +1,7 @@
 // The choice of a root move by distance, when the half-move clock begins to matter.
-#include "pyrrhic/tbprobe/tb_probe.h"
-#include "pyrrhic/tbprobe/tb_registry.h"
-#include "pyrrhic/tbprobe/tb_values.h"
+#include "tablebase/tablebase.h"
+#include "tablebase/tb_registry.h"
+#include "tablebase/tb_values.h"
 
 constexpr int CLOCK_LIMIT = 100;  // half-moves without capture or pawn move that make a draw
 

@@ -2,7 +2,7 @@
 // and reads the stream. Used by the probes and the registry.
 #pragma once
 
-#include "pyrrhic/tbprobe/tb_registry.h"
+#include "tablebase/tb_registry.h"
 
 // WDL: -2 to 2 for the side to move. DTZ: half-moves to the next zeroing move behind the first one,
 // not negative, for a position whose result is `wdl` (which WDL itself ignores). Captures are not

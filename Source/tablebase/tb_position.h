@@ -1,5 +1,5 @@
 // The position as the table probes see it: sets of men alone, without the engine's incremental
-// state, so that it is copied freely and any thread can probe. Used by tbprobe.
+// state, so that it is copied freely and any thread can probe. Internal to this folder.
 #pragma once
 
 #include "board/position.h"

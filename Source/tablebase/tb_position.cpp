@@ -1,5 +1,5 @@
 // The position record of the table probes: made from the engine's, and its attack test.
-#include "pyrrhic/tbchess/tb_position.h"
+#include "tablebase/tb_position.h"
 
 #include <cassert>
 

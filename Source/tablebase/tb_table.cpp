@@ -1,12 +1,12 @@
 // The set-up of a mapped table file, and looking a value up in it.
-#include "pyrrhic/tbprobe/tb_table.h"
+#include "tablebase/tb_table.h"
 
 #include <cstdio>
 
 #include "platform/process.h"
-#include "pyrrhic/tbprobe/tb_index.h"
-#include "pyrrhic/tbprobe/tb_probe.h"
-#include "pyrrhic/tbprobe/tb_stream.h"
+#include "tablebase/tablebase.h"
+#include "tablebase/tb_index.h"
+#include "tablebase/tb_stream.h"
 
 static const u32 MAGIC[TB_TYPES] = {0x5D23E871, 0x88AC504B, 0xA50C66D7};
 constexpr u64 HEADER_SIZE = 5;  // magic and a flag byte; the order of men begins behind it

@@ -1,5 +1,5 @@
 // The numbering of positions: symmetry, the leading group, and groups of like men as combinations.
-#include "pyrrhic/tbprobe/tb_index.h"
+#include "tablebase/tb_index.h"
 
 #include <algorithm>
 #include <array>

@@ -34,7 +34,7 @@ static std::vector<Position> make_positions(bool quiet, std::size_t count) {
         if (!placed || position_defect(&position)) continue;
         TbMove captures[TB_MAX_MOVES];
         if (quiet && tb_gen_captures(tb_from_position(&position, 0), captures) != captures) continue;
-        if (tb_probe_wdl(&position, 80) == -1) continue;
+        if (tb_probe_wdl(&position, 80) == TB_NO_ANSWER) continue;
         positions.push_back(position);
     }
     return positions;
@@ -74,10 +74,19 @@ static void probe_result_any(benchmark::State &state) {
 }
 static void probe_distance(benchmark::State &state) {
     run(state, false, [](const Position *position) {
-        int success = 0;
-        return tb_probe_dtz(tb_from_position(position, 0), &success);
+        TbStatus status = TB_NO_VALUE;
+        return tb_probe_dtz(tb_from_position(position, 0), &status);
     });
 }
+// What each search pays at its start, with all tables of the probes above mapped.
+static void check_files(benchmark::State &state) {
+    if (!positions_of(false)) {
+        state.SkipWithError("no tables");
+        return;
+    }
+    for (auto _ : state) tb_check_files();
+}
+BENCHMARK(check_files);
 BENCHMARK(probe_result_quiet)->UseRealTime()->Threads(1)->Threads(2);
 BENCHMARK(probe_result_any)->UseRealTime()->Threads(1)->Threads(2);
 BENCHMARK(probe_distance)->UseRealTime()->Threads(1)->Threads(2);

@@ -56,7 +56,6 @@ static bool make_master() {
 
 // 0, or the error code of the lock that could not be made.
 static int make_locks() {
-    if (const int error = create_mutex(&tb_mutex)) return error;
     if (const int error = create_spin_lock(&output_lock)) return error;
     return create_spin_lock(&search_lock);
 }
@@ -113,7 +112,6 @@ static void release_everything() {
     free_network();
     release_thread(root_thread_state);
     for (std::atomic<ThreadState *> &worker : worker_states) release_thread(worker);
-    destroy_mutex(&tb_mutex);
     destroy_spin_lock(&output_lock);
     destroy_spin_lock(&search_lock);
     end_timer_period();

@@ -25,7 +25,6 @@
 #include "search/strength.h"
 #include "search/time_check.h"
 #include "tablebase/tablebase.h"
-#include "tablebase/tb_values.h"
 
 static constexpr u32 HISTORY_START = 16384;
 static constexpr int QUIET_ORDER = HISTORY_START * 80 / 0x40000;
@@ -62,6 +61,7 @@ void search_setup() {
     elapsed_time = 0.0f;
     build_pruning_tables();
     choose_node_rate();
+    tb_check_files();
 
     // 4-5. Published state, age stamp.
     root_side = root_thread_state->position.stm;
@@ -243,9 +243,8 @@ static bool filter_by_tables(ThreadState *thread) {
 static bool is_ranking_due(const Position *position) {
     if (position->fifty >= TB_RANK_FIFTY) return true;
     if (tb_root_wdl != 4) return false;
-    int success = 0;
-    const int distance = tb_probe_dtz(tb_from_position(position, position->fifty), &success);
-    return success && distance + position->fifty > TB_RANK_WIN;
+    int distance;
+    return tb_root_distance(position, &distance) && distance + position->fifty > TB_RANK_WIN;
 }
 
 // Master only. True when the tables choose the move themselves.
@@ -260,7 +259,7 @@ static bool answer_from_tables(ThreadState *thread) {
     }
     if (is_ranking_due(position)) {
         Move move;
-        int code;
+        TbWdl code;
         if (tb_root_rank(position, &move, &code)) {
             tb_root_wdl = code;
             tb_root_move = move;

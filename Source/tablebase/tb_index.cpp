@@ -163,7 +163,7 @@ static bool order_fits_material(const TbEncInfo *info, const TbBaseEntry *entry)
 // Cuts the order of men into groups and gives each group its multiplier. The leading group and the
 // second pawn group take the turns that the first bytes name, the others follow in their order.
 u64 tb_init_enc_info(TbEncInfo *info, const TbBaseEntry *entry, const u8 *bytes, int shift, int group,
-                     TB_ENCODING encoding) {
+                     TbEncoding encoding) {
     const bool by_files = encoding == TB_ENCODE_FILES;
     const int more_pawns = by_files && entry->pawns[1] > 0;
     for (int i = 0; i < entry->num; ++i) {

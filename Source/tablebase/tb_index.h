@@ -1,18 +1,17 @@
 // From the squares of the men to the number of a position in its table. Used by the table reader.
 #pragma once
 
-#include "tablebase/tb_registry.h"
+#include "tablebase/tb_records.h"
 
-enum TB_ENCODING { TB_ENCODE_PIECES, TB_ENCODE_FILES };
+enum TbEncoding { TB_ENCODE_PIECES, TB_ENCODE_FILES };
 
-constexpr int TB_FILE_GROUPS = 4;
 constexpr u64 TB_NO_INDEX = ~u64{0};
 
 // Reads the order of men from `bytes` (num + 1 of them, one more when both sides have pawns), the
 // low half of each byte with shift 0, the high half with 4, for this file group. Gives the number
 // of positions of the table, or 0 when the bytes don't fit the entry's material.
 u64 tb_init_enc_info(TbEncInfo *info, const TbBaseEntry *entry, const u8 *bytes, int shift, int group,
-                     TB_ENCODING encoding);
+                     TbEncoding encoding);
 
 // The number of the position whose men stand on `squares`, in the order of info->pieces. The squares
 // are changed. TB_NO_INDEX when the kings stand where no table has them.

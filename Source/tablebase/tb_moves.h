@@ -5,7 +5,7 @@
 
 using TbMove = u16;  // bits 0-5 to, bits 6-11 from, bits 12-14 promotion
 
-enum TB_PROMOTION { TB_NO_PROMOTION, TB_QUEEN, TB_ROOK, TB_BISHOP, TB_KNIGHT };
+enum TbPromotion { TB_NO_PROMOTION, TB_QUEEN, TB_ROOK, TB_BISHOP, TB_KNIGHT };
 
 constexpr TbMove tb_move_word(Square from, Square to, int promotion = TB_NO_PROMOTION) {
     return static_cast<TbMove>(promotion << 12 | from << 6 | to);

@@ -1,6 +1,6 @@
 // The choice of a root move by distance, when the half-move clock begins to matter.
 #include "tablebase/tablebase.h"
-#include "tablebase/tb_registry.h"
+#include "tablebase/tb_material.h"
 #include "tablebase/tb_values.h"
 
 constexpr int CLOCK_LIMIT = 100;  // half-moves without capture or pawn move that make a draw
@@ -10,15 +10,15 @@ struct RankedMove {
     int value;  // half-moves to the next zeroing move: above 0 for wins, below for losses, 0 draw
 };
 
-// What the move is worth to the side that plays it; `dtz` is the value before it. *success 0: no
-// answer.
-static int value_of_move(const TbPosition &next, int dtz, int *success) {
+// What the move is worth to the side that plays it; `dtz` is the value before it. *status
+// is TB_NO_VALUE without an answer.
+static int value_of_move(const TbPosition &next, int dtz, TbStatus *status) {
     if (dtz > 0 && tb_is_mate(next)) {
-        *success = 1;
+        *status = TB_VALUE;
         return 1;
     }
-    if (next.rule50 == 0) return TB_DTZ_BEFORE_ZERO[2 - tb_wdl_raw(next, success)];
-    const int distance = tb_probe_dtz(next, success);
+    if (next.rule50 == 0) return TB_DTZ_BEFORE_ZERO[2 - tb_wdl_raw(next, status)];
+    const int distance = tb_probe_dtz(next, status);
     if (distance == 0) return 0;
     return distance < 0 ? 1 - distance : -distance - 1;
 }
@@ -28,11 +28,12 @@ static int rank_moves(const TbPosition &pos, int dtz, RankedMove *ranked) {
     TbMove moves[TB_MAX_MOVES];
     TbMove *const end = tb_gen_legal(pos, moves);
     TbPosition next;
-    int count = 0, success = 0;
+    int count = 0;
+    TbStatus status = TB_NO_VALUE;
     for (const TbMove *move = moves; move != end; ++move) {
         tb_do_move(&next, pos, *move);
-        const int value = value_of_move(next, dtz, &success);
-        if (success == 0) return -1;
+        const int value = value_of_move(next, dtz, &status);
+        if (status == TB_NO_VALUE) return -1;
         ranked[count++] = {*move, value};
     }
     return count;
@@ -63,14 +64,18 @@ static Move engine_move(TbMove move) {
     return make_word(tb_from(move), tb_to(move), PROMOTION_FLAGS[tb_promotion(move)]);
 }
 
-// The code tells what the clock leaves of the result: a win that comes too late is 3, a loss that
-// does is 1.
-bool tb_root_rank(const Position *position, Move *move, int *code) {
+bool tb_root_distance(const Position *position, int *distance) {
     if (position->castling || popcount(occupied(*position)) > TB_LARGEST) return false;
+    TbStatus status = TB_NO_VALUE;
+    *distance = tb_probe_dtz(tb_from_position(position, position->fifty), &status);
+    return status != TB_NO_VALUE;
+}
+
+// A win that comes too late for the clock is TB_CURSED_WIN, such a loss TB_BLESSED_LOSS.
+bool tb_root_rank(const Position *position, Move *move, TbWdl *result) {
+    int dtz;
+    if (!tb_root_distance(position, &dtz)) return false;
     const TbPosition pos = tb_from_position(position, position->fifty);
-    int success = 0;
-    const int dtz = tb_probe_dtz(pos, &success);
-    if (success == 0) return false;
     RankedMove ranked[TB_MAX_MOVES];
     const int count = rank_moves(pos, dtz, ranked);
     if (count < 0) return false;
@@ -78,9 +83,9 @@ bool tb_root_rank(const Position *position, Move *move, int *code) {
         dtz == 0 ? some_draw(pos, ranked, count) : best_by_distance(ranked, count, dtz > 0);
     if (!chosen) return false;
     const int clock = position->fifty;
-    if (dtz > 0) *code = clock + dtz <= CLOCK_LIMIT ? 4 : 3;
-    else if (dtz < 0) *code = clock - dtz > CLOCK_LIMIT ? 1 : 0;
-    else *code = 2;
+    if (dtz > 0) *result = clock + dtz <= CLOCK_LIMIT ? TB_WIN : TB_CURSED_WIN;
+    else if (dtz < 0) *result = clock - dtz > CLOCK_LIMIT ? TB_BLESSED_LOSS : TB_LOSS;
+    else *result = TB_DRAW;
     *move = engine_move(chosen->move);
     return true;
 }

@@ -90,7 +90,7 @@ static TbPairsData *allocate_pairs(int lengths, int symbol_count) {
     return pairs;
 }
 
-static TbPairsData *setup_constant(const u8 *header, TB_TYPE type) {
+static TbPairsData *setup_constant(const u8 *header, TbType type) {
     TbPairsData *const pairs = allocate_pairs(0, 0);
     pairs->const_value[0] = type == TB_WDL ? header[1] : 0;
     return pairs;
@@ -98,7 +98,7 @@ static TbPairsData *setup_constant(const u8 *header, TB_TYPE type) {
 
 // Header: flags, block size, index spacing, padding blocks, u32 blocks, longest and shortest code,
 // first symbol by length, number of symbols, the symbols, a byte of padding when their number is odd.
-TbPairsData *tb_setup_pairs(TbCursor *cursor, u64 table_size, TbStreamSizes *sizes, u8 *flags, TB_TYPE type) {
+TbPairsData *tb_setup_pairs(TbCursor *cursor, u64 table_size, TbStreamSizes *sizes, u8 *flags, TbType type) {
     *sizes = {0, 0, 0};
     const u8 *const header = tb_take(cursor, 2);
     if (!header) return nullptr;

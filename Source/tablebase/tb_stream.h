@@ -3,7 +3,7 @@
 #pragma once
 
 #include "platform/integers.h"
-#include "tablebase/tb_registry.h"
+#include "tablebase/tb_records.h"
 
 constexpr int TB_MAX_SYMS = 4096;
 
@@ -50,7 +50,7 @@ struct TbStreamSizes {
 
 // Reads a stream's header for a table of this many positions and moves past it. Null when the
 // header can't be right; the process ends when memory runs out.
-TbPairsData *tb_setup_pairs(TbCursor *cursor, u64 table_size, TbStreamSizes *sizes, u8 *flags, TB_TYPE type);
+TbPairsData *tb_setup_pairs(TbCursor *cursor, u64 table_size, TbStreamSizes *sizes, u8 *flags, TbType type);
 void tb_free_pairs(TbPairsData *pairs);
 // The two bytes of the value with this number; null when the stream turns out to be damaged there.
 const u8 *tb_decompress(const TbPairsData *pairs, u64 index);

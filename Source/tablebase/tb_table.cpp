@@ -3,19 +3,25 @@
 
 #include <cstdio>
 
+#include "control/output.h"
 #include "platform/process.h"
-#include "tablebase/tablebase.h"
+#include "platform/threads.h"
+#include "tablebase/tb_files.h"
 #include "tablebase/tb_index.h"
+#include "tablebase/tb_material.h"
 #include "tablebase/tb_stream.h"
 
+// Held while a file is opened and set up, never while a value is read.
+static Mutex setup_lock;
+
 static const u32 MAGIC[TB_TYPES] = {0x5D23E871, 0x88AC504B, 0xA50C66D7};
-constexpr u64 HEADER_SIZE = 5;  // magic and a flag byte; the order of men begins behind it
+constexpr u64 HEADER_SIZE = 5;  // magic and a flag byte; the order of men follows
 constexpr u8 SPLIT_FILE = 1;    // of that byte: a WDL file with both sides to move
 constexpr u64 BLOCK_ALIGNMENT = 64;
-constexpr int HIGHEST_WDL = 4;  // WDL values are stored as 0 to 4
+constexpr int HIGHEST_WDL = 4;  // WDL values are stored as 0 to 4, from a loss to a win
 
 // Flags of a DTZ stream.
-enum DTZ_FLAG : u8 {
+enum TbDtzFlag : u8 {
     DTZ_BLACK_TO_MOVE = 1,
     DTZ_MAPPED = 2,        // the stream holds places in the value map
     DTZ_WIN_IN_PLIES = 4,  // else in moves, to be doubled
@@ -27,31 +33,34 @@ static const u8 WDL_PLIES_FLAG[5] = {DTZ_LOSS_IN_PLIES, 0, 0, 0, DTZ_WIN_IN_PLIE
 
 // The records of one type of an entry, in one view for tables with and without pawns.
 struct TypeView {
-    TbEncInfo *info;  // group + groups * side
-    int groups;       // file groups, 1 without pawns
-    int sides;        // 2 for WDL, 1 for DTZ
+    TbEncInfo *info;      // group + groups * side
+    TbDtzFormat *format;  // by group
+    int groups;           // file groups, 1 without pawns
+    int sides;            // 2 for WDL, 1 for DTZ
 };
 
-static TbPieceEntry *piece_entry(TbBaseEntry *entry) { return reinterpret_cast<TbPieceEntry *>(entry); }
-static TbPawnEntry *pawn_entry(TbBaseEntry *entry) { return reinterpret_cast<TbPawnEntry *>(entry); }
-
-static TypeView view_of(TbBaseEntry *entry, TB_TYPE type) {
+static TypeView view_of(TbBaseEntry *entry, TbType type) {
     const int sides = type == TB_WDL ? 2 : 1;
     if (entry->has_pawns) {
-        TbPawnEntry *const pawns = pawn_entry(entry);
-        return {type == TB_WDL ? pawns->wdl : pawns->dtz, TB_FILE_GROUPS, sides};
+        TbPawnEntry *const pawns = reinterpret_cast<TbPawnEntry *>(entry);
+        return {type == TB_WDL ? pawns->wdl : pawns->dtz, pawns->dtz_format, TB_FILE_GROUPS, sides};
     }
-    TbPieceEntry *const pieces = piece_entry(entry);
-    return {type == TB_WDL ? pieces->wdl : pieces->dtz, 1, sides};
+    TbPieceEntry *const pieces = reinterpret_cast<TbPieceEntry *>(entry);
+    return {type == TB_WDL ? pieces->wdl : pieces->dtz, pieces->dtz_format, 1, sides};
 }
 
-void tb_unmap_file(MappedFile *mapping) {
+bool tb_make_lock() { return create_mutex(&setup_lock) == 0; }
+
+void tb_destroy_lock() {
+    if (setup_lock.handle) destroy_mutex(&setup_lock);
+}
+
+static void unmap_table_file(MappedFile *mapping) {
     unsigned long error = 0;
     if (!unmap_file(mapping, &error)) std::fprintf(stderr, "unmap failed, error code %lu\n", error);
 }
 
-void tb_free_streams(TbBaseEntry *entry, TB_TYPE type) {
-    if (type == TB_DTM) return;
+static void free_streams(TbBaseEntry *entry, TbType type) {
     const TypeView view = view_of(entry, type);
     for (int i = 0; i < view.groups * view.sides; ++i) {
         tb_free_pairs(view.info[i].precomp);
@@ -59,24 +68,54 @@ void tb_free_streams(TbBaseEntry *entry, TB_TYPE type) {
     }
 }
 
-// The name of the table's file, without suffix; `name` holds TB_MAX_MEN + 2 characters.
-static void table_name(const TbBaseEntry *entry, char *name) {
-    for (int side = 0; side < 2; ++side) {
-        if (side == 1) *name++ = 'v';
-        *name++ = 'K';
-        for (int type = QUEEN; type >= PAWN; --type)
-            for (int i = 0; i < entry->counts[side][type]; ++i) *name++ = " PNBRQ"[type];
-    }
-    *name = 0;
+static void unmap_type(TbBaseEntry *entry, TbType type) {
+    if (!entry->ready[type].load(std::memory_order_relaxed)) return;
+    unmap_table_file(&entry->mapping[type]);
+    free_streams(entry, type);
+    entry->ready[type].store(0, std::memory_order_relaxed);
 }
 
-// Maps the file for good. False when it can't be opened; the process ends when a file that is there
-// can't be mapped.
-static bool map_table(const TbBaseEntry *entry, TB_TYPE type, MappedFile *mapping) {
-    char name[TB_MAX_MEN + 2];
-    table_name(entry, name);
+void tb_unmap_table(TbBaseEntry *entry) {
+    for (const TbType type : {TB_WDL, TB_DTZ}) unmap_type(entry, type);
+}
+
+static void report_cut_file(const char *name, TbType type) {
+    print_format("info string Tablebase file %s%s is no longer complete and not used", name, TB_SUFFIX[type]);
+}
+
+void tb_check_mappings(TbBaseEntry *entry) {
+    for (const TbType type : {TB_WDL, TB_DTZ}) {
+        if (!entry->ready[type].load(std::memory_order_relaxed)) continue;
+        char name[TB_NAME_SIZE];
+        tb_table_name(entry, name);
+        const FileHandle file = tb_open_file(name, type);
+        if (file.handle == -1) continue;
+        u64 size = 0;
+        const bool known = file_size(file, &size);
+        close_file(file);
+        if (known && size == entry->mapping[type].size) continue;
+        unmap_type(entry, type);
+        if (known && tb_is_complete(size)) continue;
+        report_cut_file(name, type);
+        for (TbHashSlot &slot : tb_hash)
+            if (slot.entry.load(std::memory_order_relaxed) == entry)
+                slot.entry.store(nullptr, std::memory_order_relaxed);
+    }
+}
+
+// Maps the file for good. False when it can't be opened or isn't complete any more; the process ends
+// when a complete file can't be mapped.
+static bool map_table(const TbBaseEntry *entry, TbType type, MappedFile *mapping) {
+    char name[TB_NAME_SIZE];
+    tb_table_name(entry, name);
     const FileHandle file = tb_open_file(name, type);
     if (file.handle == -1) return false;
+    u64 size = 0;
+    if (!file_size(file, &size) || !tb_is_complete(size)) {
+        close_file(file);
+        report_cut_file(name, type);
+        return false;
+    }
     unsigned long error = 0;
     const MapResult result = map_file(file, mapping, &error);
     close_file(file);
@@ -98,7 +137,7 @@ constexpr int MAX_STREAMS = 2 * TB_FILE_GROUPS;
 // group by side. 0 when something doesn't fit, else the number of streams.
 static int read_orders(TbBaseEntry *entry, const TypeView &view, TbCursor *cursor, Stream *streams) {
     const int more_pawns = entry->has_pawns && entry->pawns[1] > 0;
-    const TB_ENCODING encoding = entry->has_pawns ? TB_ENCODE_FILES : TB_ENCODE_PIECES;
+    const TbEncoding encoding = entry->has_pawns ? TB_ENCODE_FILES : TB_ENCODE_PIECES;
     int count = 0;
     for (int group = 0; group < view.groups; ++group) {
         const u8 *const bytes = tb_take(cursor, static_cast<u64>(entry->num + 1 + more_pawns));
@@ -129,15 +168,14 @@ static bool read_group_map(TbCursor *cursor, const u8 *map, bool wide, u16 *offs
     return true;
 }
 
-static bool read_maps(TbBaseEntry *entry, int groups, TbCursor *cursor) {
+static bool read_maps(TbBaseEntry *entry, const TypeView &view, TbCursor *cursor) {
     const u8 *const map = cursor->data + cursor->at;
-    for (int group = 0; group < groups; ++group) {
-        const u8 flags = entry->has_pawns ? pawn_entry(entry)->dtz_flags[group] : piece_entry(entry)->dtz_flags;
-        u16 *const offsets = entry->has_pawns ? pawn_entry(entry)->map_offset[group] : piece_entry(entry)->map_offset;
-        if ((flags & DTZ_MAPPED) && !read_group_map(cursor, map, flags & DTZ_WIDE_MAP, offsets)) return false;
+    for (int group = 0; group < view.groups; ++group) {
+        TbDtzFormat *const format = &view.format[group];
+        const bool wide = format->flags & DTZ_WIDE_MAP;
+        if ((format->flags & DTZ_MAPPED) && !read_group_map(cursor, map, wide, format->map_offset)) return false;
     }
-    if (entry->has_pawns) pawn_entry(entry)->dtz_map = map;
-    else piece_entry(entry)->dtz_map = map;
+    entry->dtz_map = map;
     return tb_align(cursor, 2);
 }
 
@@ -160,7 +198,7 @@ static bool place_sections(TbCursor *cursor, Stream *streams, int count) {
 }
 
 // Reads all of a mapped file but its blocks. False when it can't be a table of this material.
-static bool read_table(TbBaseEntry *entry, TB_TYPE type, const MappedFile &mapping) {
+static bool read_table(TbBaseEntry *entry, TbType type, const MappedFile &mapping) {
     TbCursor cursor = {mapping.data, mapping.size, 0};
     const u8 *const header = tb_take(&cursor, HEADER_SIZE);
     if (!header || tb_read_u32(header) != MAGIC[type]) return false;
@@ -176,23 +214,21 @@ static bool read_table(TbBaseEntry *entry, TB_TYPE type, const MappedFile &mappi
         u8 flags = 0;
         streams[i].info->precomp = tb_setup_pairs(&cursor, streams[i].table_size, &streams[i].sizes, &flags, type);
         if (!streams[i].info->precomp) return false;
-        if (type != TB_DTZ) continue;
-        if (entry->has_pawns) pawn_entry(entry)->dtz_flags[i] = flags;
-        else piece_entry(entry)->dtz_flags = flags;
+        if (type == TB_DTZ) view.format[i].flags = flags;
     }
-    if (type == TB_DTZ && !read_maps(entry, view.groups, &cursor)) return false;
+    if (type == TB_DTZ && !read_maps(entry, view, &cursor)) return false;
     return place_sections(&cursor, streams, count);
 }
 
-// No probe finds the table by this key any more, until the next tb_init. tb_mutex is held.
+// The table is not found under this key again until the next tb_init. The lock is held.
 static void drop_as_corrupted(TbHashSlot *slot) {
     std::fprintf(stderr, "Corrupted table.\n");
     slot->entry.store(nullptr, std::memory_order_relaxed);
 }
 
 // Makes the type ready, for the first thread that needs it; others wait. False when it can't be.
-static bool make_ready(TbHashSlot *slot, TbBaseEntry *entry, TB_TYPE type) {
-    lock_mutex(&tb_mutex);
+static bool make_ready(TbHashSlot *slot, TbBaseEntry *entry, TbType type) {
+    lock_mutex(&setup_lock);
     bool ready = entry->ready[type].load(std::memory_order_relaxed);
     if (!ready && slot->entry.load(std::memory_order_relaxed)) {
         MappedFile mapping = {};
@@ -200,24 +236,24 @@ static bool make_ready(TbHashSlot *slot, TbBaseEntry *entry, TB_TYPE type) {
             slot->entry.store(nullptr, std::memory_order_relaxed);
         } else if (!read_table(entry, type, mapping)) {
             drop_as_corrupted(slot);
-            tb_free_streams(entry, type);
-            tb_unmap_file(&mapping);
+            free_streams(entry, type);
+            unmap_table_file(&mapping);
         } else {
             entry->mapping[type] = mapping;
             entry->ready[type].store(1, std::memory_order_release);
             ready = true;
         }
     }
-    unlock_mutex(&tb_mutex);
+    unlock_mutex(&setup_lock);
     return ready;
 }
 
-// A value that can't be read in a table that looked sound: told once, and the table is dropped.
-static int no_value(TbHashSlot *slot, int *success) {
-    lock_mutex(&tb_mutex);
+// A value cannot be read although the header was sound: report once and drop the table.
+static int no_value(TbHashSlot *slot, TbStatus *status) {
+    lock_mutex(&setup_lock);
     if (slot->entry.load(std::memory_order_relaxed)) drop_as_corrupted(slot);
-    unlock_mutex(&tb_mutex);
-    *success = 0;
+    unlock_mutex(&setup_lock);
+    *status = TB_NO_VALUE;
     return 0;
 }
 
@@ -235,34 +271,44 @@ static bool fill_squares(const TbPosition &pos, const TbEncInfo *info, int first
     return true;
 }
 
-// The distance that a DTZ value stands for; negative when the value map has no such value.
-static int unpack_dtz(const u8 *stored, const u8 *map, const u16 *offsets, u8 flags, int wdl) {
+// The distance that a stored DTZ value means, in half-moves; negative if the value map has no such
+// value.
+static int unpack_dtz(const u8 *stored, const u8 *map, const TbDtzFormat &format, int wdl) {
     int value = stored[0] | (stored[1] & 15) << 8;
-    if (flags & DTZ_MAPPED) {
-        const int offset = offsets[WDL_TO_MAP[wdl + 2]];
-        const bool wide = flags & DTZ_WIDE_MAP;
+    if (format.flags & DTZ_MAPPED) {
+        const int offset = format.map_offset[WDL_TO_MAP[wdl + 2]];
+        const bool wide = format.flags & DTZ_WIDE_MAP;
         const int length = wide ? tb_read_u16(map + 2 * (offset - 1)) : map[offset - 1];
         if (value >= length) return -1;
         value = wide ? tb_read_u16(map + 2 * (offset + value)) : map[offset + value];
     }
-    if (!(flags & WDL_PLIES_FLAG[wdl + 2]) || (wdl & 1)) value *= 2;
-    return value;
+    const bool in_plies = format.flags & WDL_PLIES_FLAG[wdl + 2];
+    const bool is_spoilt = wdl == TB_RESULT_CURSED_WIN || wdl == TB_RESULT_BLESSED_LOSS;
+    return in_plies && !is_spoilt ? value : 2 * value;
 }
 
-// Finds the table, turns the position the way the table sees it, numbers it and reads its value. The
-// last step alone touches the file's blocks.
-int tb_probe_table(const TbPosition &pos, int wdl, int *success, TB_TYPE type) {
+static int no_answer(TbStatus *status, TbStatus why) {
+    *status = why;
+    return 0;
+}
+
+// True if the table of this slot has the position and its file is set up.
+static bool is_usable(TbHashSlot *slot, TbBaseEntry *entry, const TbPosition &pos, TbType type) {
+    if (!entry || (type == TB_DTZ && !entry->has_dtz)) return false;
+    // No table has a pawn on the first or last rank; only a position set up by hand can have one.
+    if (pos.pawns & (RANK_1 | RANK_1 << 56)) return false;
+    return entry->ready[type].load(std::memory_order_acquire) || make_ready(slot, entry, type);
+}
+
+// Finds the table, turns the position the way the table sees it, numbers it and reads its value. Only
+// the last step touches the file's blocks.
+int tb_probe_table(const TbPosition &pos, int wdl, TbStatus *status, TbType type) {
     const u64 key = tb_material_key(pos, false);
-    if (type == TB_WDL && key == 0) return 0;  // two bare kings
+    if (type == TB_WDL && key == 0) return TB_RESULT_DRAW;  // two bare kings
 
     TbHashSlot *const slot = tb_find_slot(key);
     TbBaseEntry *const entry = slot->entry.load(std::memory_order_relaxed);
-    // A table knows no pawn on a last rank; only a set-up by hand can have one.
-    if (!entry || (type == TB_DTZ && !entry->has_dtz) || (pos.pawns & (RANK_1 | RANK_1 << 56)) ||
-        (!entry->ready[type].load(std::memory_order_acquire) && !make_ready(slot, entry, type))) {
-        *success = 0;
-        return 0;
-    }
+    if (!is_usable(slot, entry, pos, type)) return no_answer(status, TB_NO_VALUE);
 
     // Black plays the name's left side, or is to move where both sides are alike: see it mirrored.
     const bool flip = entry->symmetric ? !pos.turn : key != entry->key;
@@ -275,35 +321,23 @@ int tb_probe_table(const TbPosition &pos, int wdl, int *success, TB_TYPE type) {
     if (entry->has_pawns) {
         square_flip = flip ? 0x38 : 0;
         placed = entry->pawns[0];
-        if (!fill_squares(pos, info, 0, placed, colour_flip, square_flip, squares)) {
-            *success = 0;
-            return 0;
-        }
+        if (!fill_squares(pos, info, 0, placed, colour_flip, square_flip, squares))
+            return no_answer(status, TB_NO_VALUE);
         group = tb_put_leading_pawn_first(squares, placed);
         info = &view.info[group];
     }
-    u8 flags = 0;
-    if (type == TB_DTZ) {
-        flags = entry->has_pawns ? pawn_entry(entry)->dtz_flags[group] : piece_entry(entry)->dtz_flags;
-        if ((flags & DTZ_BLACK_TO_MOVE) != side && !entry->symmetric) {
-            *success = -1;
-            return 0;
-        }
-    } else {
-        info += view.groups * side;
-    }
+    if (type == TB_WDL) info += view.groups * side;
+    else if ((view.format[group].flags & DTZ_BLACK_TO_MOVE) != side && !entry->symmetric)
+        return no_answer(status, TB_OTHER_SIDE);
+
     u64 index = TB_NO_INDEX;
     if (fill_squares(pos, info, placed, entry->num, colour_flip, square_flip, squares))
         index = entry->has_pawns ? tb_encode_pawn(squares, info, entry) : tb_encode_piece(squares, info, entry);
-    if (index == TB_NO_INDEX) {
-        *success = 0;
-        return 0;
-    }
+    if (index == TB_NO_INDEX) return no_answer(status, TB_NO_VALUE);
+
     const u8 *const stored = tb_decompress(info->precomp, index);
-    if (!stored) return no_value(slot, success);
-    if (type == TB_WDL) return stored[0] <= HIGHEST_WDL ? stored[0] - 2 : no_value(slot, success);
-    const u8 *const map = entry->has_pawns ? pawn_entry(entry)->dtz_map : piece_entry(entry)->dtz_map;
-    const u16 *const offsets = entry->has_pawns ? pawn_entry(entry)->map_offset[group] : piece_entry(entry)->map_offset;
-    const int distance = unpack_dtz(stored, map, offsets, flags, wdl);
-    return distance < 0 ? no_value(slot, success) : distance;
+    if (!stored) return no_value(slot, status);
+    if (type == TB_WDL) return stored[0] <= HIGHEST_WDL ? stored[0] + TB_RESULT_LOSS : no_value(slot, status);
+    const int distance = unpack_dtz(stored, entry->dtz_map, view.format[group], wdl);
+    return distance < 0 ? no_value(slot, status) : distance;
 }

@@ -1,6 +1,7 @@
 // Endgame tables in the running program: set-up lines, the root's filter and choice, and games played
 // out against best defence.
 #include <algorithm>
+#include <filesystem>
 #include <random>
 #include <sstream>
 
@@ -61,6 +62,26 @@ static std::string fen_of_board(const std::string &board) {
 }
 
 class Tablebases : public SolvedTables {};
+
+// A table file that is emptied between two searches: the next one does without the table.
+TEST_F(Tablebases, AFileCutBetweenSearches) {
+    ScratchDirectory copy;
+    for (const auto &file : std::filesystem::directory_iterator(directory->path))
+        std::filesystem::copy_file(file.path(), copy.file(file.path().filename().string()));
+    Session session;
+    give_tables(&session, copy.path);
+    session.ask("position fen 8/8/8/8/8/3k4/8/3K3Q w - - 0 1");
+    std::string head;
+    EXPECT_FALSE(kept_moves(session.search("go depth 4"), &head).empty());
+    for (const char *name : {"KQvK.rtbw", "KQvK.rtbz"}) std::filesystem::resize_file(copy.file(name), 0);
+    const auto lines = session.search("go depth 4");
+    EXPECT_EQ(std::count(lines.begin(), lines.end(),
+                         "info string Tablebase file KQvK.rtbw is no longer complete and not used"),
+              1);
+    EXPECT_TRUE(kept_moves(lines, &head).empty());
+    EXPECT_NE(best_move(lines), "");
+    EXPECT_EQ(quit_program(&session.program), 0);
+}
 
 TEST_F(Tablebases, SetUpLines) {
     Session session({"-tbpath", directory->path});
@@ -188,7 +209,7 @@ TEST(TablebasesReference, RootPositions) {
 static int distance_behind(Position *position, Move move) {
     make_move(position, move);
     const Answer answer = dtz_of(tb_from_position(position, position->fifty));
-    EXPECT_NE(answer.success, 0);
+    EXPECT_NE(answer.status, TB_NO_VALUE);
     unmake_move(position);
     return answer.value;
 }

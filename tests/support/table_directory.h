@@ -9,6 +9,7 @@
 #include "support/positions.h"
 #include "support/program.h"
 #include "tablebase/tablebase.h"
+#include "tablebase/tb_material.h"
 #include "tablebase/tb_registry.h"
 #include "tablebase/tb_values.h"
 
@@ -38,22 +39,23 @@ inline TbPosition tb_position_of(const std::string &fen) {
     return tb_from_position(position, position->fifty);
 }
 
-// Result and distance with their success words.
+// A result or distance, and how the probe ended.
 struct Answer {
-    int value, success;
+    int value;
+    TbStatus status;
 };
-inline bool operator==(const Answer &a, const Answer &b) { return a.value == b.value && a.success == b.success; }
+inline bool operator==(const Answer &a, const Answer &b) { return a.value == b.value && a.status == b.status; }
 inline std::ostream &operator<<(std::ostream &out, const Answer &answer) {
-    return out << "value " << answer.value << ", success " << answer.success;
+    return out << "value " << answer.value << ", status " << answer.status;
 }
 inline Answer wdl_of(const TbPosition &pos) {
     Answer answer{};
-    answer.value = tb_wdl_raw(pos, &answer.success);
+    answer.value = tb_wdl_raw(pos, &answer.status);
     return answer;
 }
 inline Answer dtz_of(const TbPosition &pos) {
     Answer answer{};
-    answer.value = tb_probe_dtz(pos, &answer.success);
+    answer.value = tb_probe_dtz(pos, &answer.status);
     return answer;
 }
 

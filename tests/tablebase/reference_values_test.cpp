@@ -24,9 +24,9 @@ TEST(ReferenceValues, ResultsAndDistances) {
         const TbPosition pos = tb_from_position(position, 0);
         for (const TbPosition &seen : {pos, mirrored(pos)}) {
             EXPECT_EQ(wdl_of(seen).value, wdl) << line;
-            EXPECT_NE(wdl_of(seen).success, 0) << line;
+            EXPECT_NE(wdl_of(seen).status, TB_NO_VALUE) << line;
             EXPECT_EQ(dtz_of(seen).value, dtz) << line;
-            EXPECT_NE(dtz_of(seen).success, 0) << line;
+            EXPECT_NE(dtz_of(seen).status, TB_NO_VALUE) << line;
         }
         ++lines;
     }

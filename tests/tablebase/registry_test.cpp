@@ -57,21 +57,6 @@ TEST_F(Registry, AllNamesOnce) {
     }
 }
 
-TEST_F(Registry, MaterialKeys) {
-    const auto key = [](const char *fen, bool mirrored_key) {
-        return tb_material_key(tb_position_of(fen), mirrored_key);
-    };
-    EXPECT_EQ(key("8/8/4k3/8/8/4K3/8/8 w - - 0 1", false), 0u);
-    EXPECT_EQ(key("8/8/4k3/8/8/4K3/Q7/8 w - - 0 1", false), 0xA3EC1ABC71E90863);
-    EXPECT_EQ(key("8/8/4k3/8/8/4K3/Q7/8 w - - 0 1", true), 0xD6E4E47D24962951);
-    EXPECT_EQ(key("8/8/4k3/8/8/4K3/q7/8 w - - 0 1", true), 0xA3EC1ABC71E90863);
-    EXPECT_EQ(key("8/8/4k3/8/8/4K3/RR4n1/8 w - - 0 1", false), 2 * 0x985DEB9FC49333F9 + 0xBAEB854CD3259441);
-    EXPECT_EQ(key("8/8/4k3/8/8/4K3/B2p2n1/8 b - - 0 1", false),
-              0xAADC1A2BE446234D + 0xA24F0F571BB202E7 + 0xBAEB854CD3259441);
-    EXPECT_EQ(key("8/8/4k3/8/8/4K3/P2N2b1/r7 b - - 0 1", false),
-              0xEC0ADE190C0F6003 + 0xD2FB81862830191F + 0xD5A4C95928F2FBE3 + 0xFD7866B439B94495);
-}
-
 TEST_F(Registry, NoPathNoLine) {
     EXPECT_EQ(printed(""), "");
     EXPECT_EQ(printed("<empty>"), "");
@@ -100,13 +85,13 @@ TEST_F(Registry, CountsAndLargest) {
               "info string Found 2 WDL, 1 DTM and 1 DTZ tablebase files. Largest 5-men\n");
     EXPECT_EQ(errors, "");
     EXPECT_EQ(TB_LARGEST, 5);
-    EXPECT_EQ(tb_piece_count, 1);
-    EXPECT_EQ(tb_pawn_count, 1);
+    EXPECT_EQ(tb_registry.piece_count, 1);
+    EXPECT_EQ(tb_registry.pawn_count, 1);
     // Setting the path again starts over.
     EXPECT_EQ(printed(directory.path), "info string Found 2 WDL, 1 DTM and 1 DTZ tablebase files. Largest 5-men\n");
     EXPECT_EQ(printed("<empty>"), "");
     EXPECT_EQ(TB_LARGEST, 0);
-    EXPECT_EQ(tb_wdl_file_count + tb_dtm_file_count + tb_dtz_file_count, 0);
+    EXPECT_EQ(tb_registry.wdl_files + tb_registry.dtm_files + tb_registry.dtz_files, 0);
 }
 
 TEST_F(Registry, IncompleteFiles) {
@@ -125,7 +110,7 @@ TEST_F(Registry, IncompleteFiles) {
               "Incomplete tablebase file KQvK..rtbw\n"
               "Incomplete tablebase file KRvK..rtbm\n"
               "Incomplete tablebase file KRvK..rtbz\n");
-    const TbBaseEntry *entry = tb_piece_entries[0].base.num ? &tb_piece_entries[0].base : nullptr;
+    const TbBaseEntry *entry = tb_registry.piece_entries[0].base.num ? &tb_registry.piece_entries[0].base : nullptr;
     ASSERT_NE(entry, nullptr);
     EXPECT_FALSE(entry->has_dtz);
     EXPECT_FALSE(entry->has_dtm);
@@ -146,25 +131,6 @@ TEST_F(Registry, SeveralDirectories) {
               "info string Found 1 WDL, 0 DTM and 0 DTZ tablebase files. Largest 4-men\n");
 }
 
-TEST_F(Registry, SlotsOfTheHash) {
-    for (const char *name : {"KQvKQ.rtbw", "KQvKR.rtbw"}) make_file(name, 80);
-    use_tables(directory.path);
-    const auto used = std::count_if(std::begin(tb_hash), std::end(tb_hash),
-                                    [](const TbHashSlot &slot) { return slot.entry.load() != nullptr; });
-    EXPECT_EQ(used, 3) << "one for the symmetric table, two for the other";
-    const u64 key = tb_material_key(tb_position_of("8/8/4k3/q7/8/4K3/Q7/8 w - - 0 1"), false);
-    ASSERT_NE(tb_find_slot(key)->entry.load(), nullptr);
-    EXPECT_TRUE(tb_find_slot(key)->entry.load()->symmetric);
-    const TbPosition queen = tb_position_of("8/8/4k3/r7/8/4K3/Q7/8 w - - 0 1");
-    const TbBaseEntry *entry = tb_find_slot(tb_material_key(queen, false))->entry.load();
-    ASSERT_NE(entry, nullptr);
-    EXPECT_EQ(entry, tb_find_slot(tb_material_key(queen, true))->entry.load());
-    EXPECT_EQ(entry->key, tb_material_key(queen, false));
-    EXPECT_FALSE(entry->symmetric);
-    EXPECT_EQ(tb_find_slot(tb_material_key(tb_position_of("8/8/4k3/r7/8/4K3/R7/8 w - - 0 1"), false))->entry.load(),
-              nullptr);
-}
-
 // All 1511 tables at once fill the registry exactly, and every one is found by both keys.
 TEST_F(Registry, EveryTable) {
     static std::string path;
@@ -172,8 +138,8 @@ TEST_F(Registry, EveryTable) {
     tb_for_each_name(
         [](const char *name) { ASSERT_TRUE(write_file(path + "/" + name + ".rtbw", std::string(16, 'x'))); });
     EXPECT_EQ(printed(path), "info string Found 1511 WDL, 0 DTM and 0 DTZ tablebase files. Largest 7-men\n");
-    EXPECT_EQ(tb_piece_count, TB_PIECE_TABLES);
-    EXPECT_EQ(tb_pawn_count, TB_PAWN_TABLES);
+    EXPECT_EQ(tb_registry.piece_count, TB_PIECE_TABLES);
+    EXPECT_EQ(tb_registry.pawn_count, TB_PAWN_TABLES);
     std::set<const TbBaseEntry *> found;
     int slots = 0;
     for (const TbHashSlot &slot : tb_hash) {
@@ -185,25 +151,4 @@ TEST_F(Registry, EveryTable) {
     }
     EXPECT_EQ(found.size(), 1511u);
     EXPECT_EQ(slots, 2 * 1511 - 20) << "5 symmetric tables of four men and 15 of six take one slot each";
-}
-
-TEST_F(Registry, LeadingGroups) {
-    for (const char *name :
-         {"KRRvK.rtbw", "KRRvKR.rtbw", "KRRvKRR.rtbw", "KPPvKP.rtbw", "KPvK.rtbw", "KRPvKPP.rtbw", "KPPvKR.rtbw"})
-        make_file(name, 80);
-    use_tables(directory.path);
-    const auto entry_of = [](const char *fen) {
-        return tb_find_slot(tb_material_key(tb_position_of(fen), false))->entry.load();
-    };
-    EXPECT_TRUE(entry_of("8/8/4k3/8/8/4K3/RR6/8 w - - 0 1")->kk_enc);
-    EXPECT_TRUE(entry_of("8/8/rr2k3/8/8/4K3/RR6/8 w - - 0 1")->kk_enc);
-    EXPECT_FALSE(entry_of("8/8/r3k3/8/8/4K3/RR6/8 w - - 0 1")->kk_enc);
-    const auto pawns = [&](const char *fen) {
-        return std::make_pair(int(entry_of(fen)->pawns[0]), int(entry_of(fen)->pawns[1]));
-    };
-    EXPECT_EQ(pawns("8/8/p3k3/8/8/4K3/PP6/8 w - - 0 1"), std::make_pair(1, 2));
-    EXPECT_EQ(pawns("8/8/4k3/8/8/4K3/P7/8 w - - 0 1"), std::make_pair(1, 0));
-    EXPECT_EQ(pawns("8/pp6/4k3/8/8/4K3/PR6/8 w - - 0 1"), std::make_pair(1, 2));
-    EXPECT_EQ(pawns("8/pp6/4k3/8/8/4K3/R7/8 w - - 0 1"), std::make_pair(2, 0));
-    EXPECT_EQ(entry_of("8/pp6/4k3/8/8/4K3/R7/8 w - - 0 1")->num, 5);
 }

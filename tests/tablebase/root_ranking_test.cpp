@@ -7,50 +7,50 @@
 struct Choice {
     bool made;
     std::string move;
-    int code;
+    TbWdl result;
 };
 
 static Choice choose(const std::string &fen) {
     Position *position = set_up(fen);
     Move move = 0;
-    int code = -1;
-    const bool made = tb_root_rank(position, &move, &code);
-    return {made, made ? text_of(position, move) : "", code};
+    TbWdl result = TB_NO_ANSWER;
+    const bool made = tb_root_rank(position, &move, &result);
+    return {made, made ? text_of(position, move) : "", result};
 }
 
 using RootRanking = SolvedTables;
 
 struct RootCase {
     const char *fen;
-    int code;
+    TbWdl result;
     std::vector<std::string> equals;  // the equally good moves
 };
 
 TEST_F(RootRanking, ChoosesOneOfTheBest) {
     const RootCase cases[] = {
-        {"8/8/8/8/8/3k4/8/3K3Q w - - 10 1", 4, {"h1d5", "h1h4"}},
-        {"8/8/8/8/8/3k4/8/3K3Q b - - 12 1", 0, {"d3c4"}},
-        {"k7/8/1K6/8/8/8/8/7R w - - 20 1", 4, {"h1h8"}},
-        {"k7/2K5/8/8/8/8/8/7R w - - 99 1", 4, {"h1a1"}},
-        {"4k3/8/4K3/4P3/8/8/8/8 w - - 10 1", 4, {"e6d6", "e6f6"}},
-        {"4k3/8/4K3/4P3/8/8/8/8 w - - 97 1", 4, {"e6d6", "e6f6"}},
-        {"4k3/8/4K3/4P3/8/8/8/8 w - - 98 1", 3, {"e6d6", "e6f6"}},
-        {"8/8/8/8/8/k1K5/p7/8 b - - 11 1", 4, {"a2a1q"}},
-        {"8/8/8/8/8/k1K5/p7/8 w - - 11 1", 0, {"c3c2", "c3c4", "c3d2", "c3d3", "c3d4"}},
-        {"8/8/8/8/8/2k5/1p6/1K6 w - - 10 1", 0, {"b1a2"}},
-        {"5k2/8/5K2/8/8/8/8/Q7 w - - 98 1", 4, {"a1a8"}},
-        {"5k2/8/5K2/8/8/8/8/Q7 w - - 99 1", 4, {"a1a8"}},
-        {"5k2/8/5K2/8/8/8/8/Q7 w - - 100 1", 3, {"a1a8"}},
-        {"8/8/8/8/8/3k4/8/3K3Q w - - 89 1", 4, {"h1d5", "h1h4"}},
-        {"8/8/8/8/8/3k4/8/3K3Q w - - 90 1", 3, {"h1d5", "h1h4"}},
-        {"8/8/8/8/8/3k4/8/3K3Q b - - 84 1", 0, {"d3c4"}},
-        {"8/8/8/8/8/3k4/8/3K3Q b - - 85 1", 1, {"d3c4"}},
-        {"8/8/8/8/8/3k4/8/3K3Q b - - 255 1", 1, {"d3c4"}},
+        {"8/8/8/8/8/3k4/8/3K3Q w - - 10 1", TB_WIN, {"h1d5", "h1h4"}},
+        {"8/8/8/8/8/3k4/8/3K3Q b - - 12 1", TB_LOSS, {"d3c4"}},
+        {"k7/8/1K6/8/8/8/8/7R w - - 20 1", TB_WIN, {"h1h8"}},
+        {"k7/2K5/8/8/8/8/8/7R w - - 99 1", TB_WIN, {"h1a1"}},
+        {"4k3/8/4K3/4P3/8/8/8/8 w - - 10 1", TB_WIN, {"e6d6", "e6f6"}},
+        {"4k3/8/4K3/4P3/8/8/8/8 w - - 97 1", TB_WIN, {"e6d6", "e6f6"}},
+        {"4k3/8/4K3/4P3/8/8/8/8 w - - 98 1", TB_CURSED_WIN, {"e6d6", "e6f6"}},
+        {"8/8/8/8/8/k1K5/p7/8 b - - 11 1", TB_WIN, {"a2a1q"}},
+        {"8/8/8/8/8/k1K5/p7/8 w - - 11 1", TB_LOSS, {"c3c2", "c3c4", "c3d2", "c3d3", "c3d4"}},
+        {"8/8/8/8/8/2k5/1p6/1K6 w - - 10 1", TB_LOSS, {"b1a2"}},
+        {"5k2/8/5K2/8/8/8/8/Q7 w - - 98 1", TB_WIN, {"a1a8"}},
+        {"5k2/8/5K2/8/8/8/8/Q7 w - - 99 1", TB_WIN, {"a1a8"}},
+        {"5k2/8/5K2/8/8/8/8/Q7 w - - 100 1", TB_CURSED_WIN, {"a1a8"}},
+        {"8/8/8/8/8/3k4/8/3K3Q w - - 89 1", TB_WIN, {"h1d5", "h1h4"}},
+        {"8/8/8/8/8/3k4/8/3K3Q w - - 90 1", TB_CURSED_WIN, {"h1d5", "h1h4"}},
+        {"8/8/8/8/8/3k4/8/3K3Q b - - 84 1", TB_LOSS, {"d3c4"}},
+        {"8/8/8/8/8/3k4/8/3K3Q b - - 85 1", TB_BLESSED_LOSS, {"d3c4"}},
+        {"8/8/8/8/8/3k4/8/3K3Q b - - 255 1", TB_BLESSED_LOSS, {"d3c4"}},
     };
     for (const RootCase &expected : cases) {
         const Choice choice = choose(expected.fen);
         EXPECT_TRUE(choice.made) << expected.fen;
-        EXPECT_EQ(choice.code, expected.code) << expected.fen;
+        EXPECT_EQ(choice.result, expected.result) << expected.fen;
         EXPECT_TRUE(std::count(expected.equals.begin(), expected.equals.end(), choice.move))
             << expected.fen << " " << choice.move;
     }
@@ -59,14 +59,14 @@ TEST_F(RootRanking, ChoosesOneOfTheBest) {
 TEST_F(RootRanking, PromotionsAsEngineMoves) {
     Position *position = set_up("8/8/8/8/8/k1K5/p7/8 b - - 11 1");
     Move move = 0;
-    int code = 0;
-    ASSERT_TRUE(tb_root_rank(position, &move, &code));
+    TbWdl result = TB_NO_ANSWER;
+    ASSERT_TRUE(tb_root_rank(position, &move, &result));
     EXPECT_EQ(move, make_word(8, 0, PROMO_QUEEN));
     // Promoting to a queen would be stalemate; a rook wins.
     position = set_up("8/k1P5/2K5/8/8/8/8/8 w - - 11 1");
-    ASSERT_TRUE(tb_root_rank(position, &move, &code));
+    ASSERT_TRUE(tb_root_rank(position, &move, &result));
     EXPECT_EQ(move, make_word(50, 58, PROMO_ROOK));
-    EXPECT_EQ(code, 4);
+    EXPECT_EQ(result, TB_WIN);
 }
 
 // Among drawing moves the material decides, so that it is the same move each time.
@@ -86,7 +86,7 @@ TEST_F(RootRanking, OneOfTheDraws) {
         ASSERT_GT(draws.size(), 1u);
         const Choice choice = choose(fen);
         EXPECT_TRUE(choice.made);
-        EXPECT_EQ(choice.code, 2);
+        EXPECT_EQ(choice.result, TB_DRAW);
         EXPECT_EQ(choice.move, draws[tb_material_key(pos, !pos.turn) % draws.size()]) << fen;
     }
 }
@@ -124,16 +124,16 @@ TEST_F(RootRanking, SpoiltResults) {
                 position->stm = turn ? WHITE : BLACK;
                 position->fifty = 10;
                 Move move = 0;
-                int code = -1;
-                ASSERT_TRUE(tb_root_rank(position, &move, &code));
-                EXPECT_EQ(code, dtz > 0 ? 3 : 1);
-                EXPECT_EQ(tb_probe_wdl(position, 80), dtz > 0 ? 3 : 1);
+                TbWdl result = TB_NO_ANSWER;
+                ASSERT_TRUE(tb_root_rank(position, &move, &result));
+                EXPECT_EQ(result, dtz > 0 ? TB_CURSED_WIN : TB_BLESSED_LOSS);
+                EXPECT_EQ(tb_probe_wdl(position, 80), result);
                 TbPosition next;
                 ASSERT_TRUE(tb_do_move(&next, pos, tb_move_word(from_of(move), to_of(move))));
                 // The move keeps to the shortest way, or to the longest resistance.
-                const int dtz_behind = ending_dtz(ROOK, !turn, lowest(next.rooks), lowest(next.kings & next.white),
-                                                  lowest(next.kings & next.black));
-                EXPECT_EQ(dtz_behind, dtz > 0 ? 1 - dtz : -dtz - 1);
+                const int dtz_after = ending_dtz(ROOK, !turn, lowest(next.rooks), lowest(next.kings & next.white),
+                                                 lowest(next.kings & next.black));
+                EXPECT_EQ(dtz_after, dtz > 0 ? 1 - dtz : -dtz - 1);
                 ++(dtz > 0 ? wins : losses);
             }
     EXPECT_GT(wins, 50);

@@ -7,11 +7,19 @@ PREFIX ?= /usr/local
 # Read by recipes from the environment, so that no character of a position is special to the shell.
 export FEN DEPTH THREADS
 
+# Of `make network`; a variable without a value leaves the step's own default.
+FROM ?= builtin
+FOLDER ?= build/network
+NETWORK_OPTIONS = --from "$(FROM)" --folder "$(FOLDER)" $(if $(POSITIONS),--positions $(POSITIONS)) \
+    $(if $(MINUTES),--minutes $(MINUTES)) $(if $(GAMES),--games $(GAMES)) $(if $(TC),--tc $(TC)) \
+    $(if $(NODES),--nodes $(NODES)) $(if $(SEED),--seed $(SEED)) \
+    $(if $(filter file,$(origin THREADS)),,--threads $(THREADS)) $(if $(filter yes,$(REPLACE)),--replace)
+
 PROGRAM := build/release/tarn
 BUILD_PACKAGES := g++ cmake ninja-build
 TEST_PACKAGES := $(BUILD_PACKAGES) libgtest-dev
 
-.PHONY: build run test play bench install asan tsan clang windows clean help
+.PHONY: build run test play bench install asan tsan clang windows network clean help
 
 build:
 	@scripts/need_packages.sh $(BUILD_PACKAGES)
@@ -58,8 +66,17 @@ windows:
 	@cmake --preset windows
 	@cmake --build build/windows
 
+network:
+	@scripts/need_packages.sh $(BUILD_PACKAGES) python3
+	@test -f build/release/build.ninja || cmake --preset release -DTARN_TESTS=OFF
+	@cmake build/release -DTARN_TRAINING=ON >/dev/null
+	@cmake --build build/release --target tarn tarn-selfplay tarn-train tarn-referee
+	@python3 training/make_network.py $(NETWORK_OPTIONS)
+
+# Networks in the making are hours of work, so they stay.
 clean:
-	@rm -rf build
+	@rm -rf $(filter-out build/network,$(wildcard build/*))
+	@rmdir build 2>/dev/null || true
 
 help:
 	@echo "make run [FEN=\"...\"] [DEPTH=16] [THREADS=1]"
@@ -74,4 +91,7 @@ help:
 	@echo "make tsan     the tests under the thread sanitizer"
 	@echo "make clang    the tests as clang++ builds them"
 	@echo "make windows  cross-compile build/windows/tarn.exe"
-	@echo "make clean    remove everything that was built"
+	@echo "make network [FROM=builtin|hand|FILE] [POSITIONS=10000000] [MINUTES=60] [GAMES=400] [TC=3+0.03] [THREADS=all]"
+	@echo "              [NODES=] [SEED=1] [FOLDER=build/network] [REPLACE=yes]"
+	@echo "              make the next network: self-play, training, match; the same command goes on after a stop"
+	@echo "make clean    remove everything that was built, but for build/network"

@@ -6,6 +6,7 @@ import argparse
 import dataclasses
 import hashlib
 import json
+import math
 import os
 import random
 import re
@@ -329,10 +330,9 @@ def summary_of(match):
     wins, losses, draws = match.standing.wins_losses_draws()
     pairs = match.standing.pairs()
     elo, normalised = statistics.elo_interval(pairs), statistics.normalised_elo(pairs)
-    number = lambda value: None if value is None or value in (float("inf"), float("-inf")) else value
     return {
         "games": len(match.standing.points), "wanted": match.options.games, "wins": wins, "losses": losses,
-        "draws": draws, "pairs": pairs, "elo": [number(value) for value in elo] if elo else None,
+        "draws": draws, "pairs": pairs, "elo": [value if math.isfinite(value) else None for value in elo] if elo else None,
         "normalised_elo": normalised, "superiority": statistics.likelihood_of_superiority(pairs),
         "sprt": match.verdict or None, "faults": match.standing.faults,
         "complete": bool(match.verdict) or len(match.standing.points) >= match.options.games,

@@ -3,7 +3,7 @@
 It plays the first legal move in alphabetical order. After MOVES moves of a game (default 3) it does
 what its mode says: legal (nothing special), illegal, none, crash, slow (its clock runs out), hang (no
 answer at all), resignable (says that it is lost), level (says that the game is level), deaf (crashes
-between games), mute (never prints uciok)."""
+between games). A network file (option NN_File) replaces the mode by its text."""
 
 import os
 import subprocess
@@ -25,12 +25,16 @@ def main():
     chess960 = False
     for line in sys.stdin:
         words = line.split()
-        if words[:1] == ["uci"] and mode != "mute":
+        if words[:1] == ["uci"]:
             print("id name Fake\noption name Hash type spin default 1 min 1 max 64")
-            print("option name Style type string default plain")
+            print("option name NN_File type string default embedded")
             print("option name UCI_Chess960 type check default false\nuciok", flush=True)
         elif words[:1] == ["setoption"]:
             chess960 |= words[2:] == ["UCI_Chess960", "value", "true"]
+            if words[2] == "NN_File":
+                with open(words[4], encoding="utf-8") as file:
+                    mode = file.read()
+                print(f"info string loaded {words[4]}")
         elif words[:1] == ["isready"]:
             print("readyok", flush=True)
         elif words[:1] == ["ucinewgame"]:

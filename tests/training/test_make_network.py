@@ -1,0 +1,206 @@
+"""The way from one network to the next with small stand-ins for self-play and trainer; the match is a
+real one between scripted engines. TARN_REFEREE names the referee."""
+
+import json
+import os
+import signal
+import subprocess
+import sys
+import tempfile
+import unittest
+
+HERE = os.path.dirname(os.path.abspath(__file__))
+TRAINING = os.path.join(HERE, "..", "..", "training")
+REFEREE = os.environ.get("TARN_REFEREE", "")
+HANG_GUARD = 120.0
+
+sys.path.insert(0, TRAINING)
+
+import make_network
+
+# Appends five records at a time up to --positions; ends at SIGTERM with whole records.
+SELFPLAY = '''#!{python}
+import os, signal, sys, time
+stop = []
+signal.signal(signal.SIGTERM, lambda *_: stop.append(1))
+words = dict(zip(sys.argv[1::2], sys.argv[2::2])) if "--hand" not in sys.argv else dict(zip(sys.argv[1:-1:2], sys.argv[2::2]))
+print("arguments " + " ".join(sys.argv[1:]), flush=True)
+with open(words["--out"], "ab") as file:
+    while not stop and file.tell() < 40 * int(words["--positions"]):
+        file.write(bytes(200))
+        file.flush()
+        print("self-play at work", flush=True)
+        time.sleep({pause})
+'''
+
+# Writes the network that the environment asks for: the text is the mode of the scripted engine.
+TRAIN = '''#!{python}
+import os, sys
+print("arguments " + " ".join(sys.argv[1:]), flush=True)
+with open(sys.argv[sys.argv.index("--out") + 1], "w") as file:
+    file.write("{candidate}")
+'''
+
+ENGINE = '''#!{python}
+import os, sys
+os.execv("{python}", ["{python}", "{fake}", "{referee}", "{builtin}"])
+'''
+
+
+class MakeNetworkTest(unittest.TestCase):
+    def setUp(self):
+        self.temporary = tempfile.TemporaryDirectory()
+        self.folder = os.path.join(self.temporary.name, "network")
+        self.programs = os.path.join(self.temporary.name, "programs")
+        os.makedirs(os.path.join(self.programs, "training"))
+        os.symlink(REFEREE, os.path.join(self.programs, "training", "tarn-referee"))
+
+    def tearDown(self):
+        self.temporary.cleanup()
+
+    def install(self, candidate, builtin, pause=0.0):
+        """The programs; the networks are modes of the scripted engine."""
+        for name, text in (("training/tarn-selfplay", SELFPLAY), ("training/tarn-train", TRAIN), ("tarn", ENGINE)):
+            path = os.path.join(self.programs, name)
+            with open(path, "w", encoding="utf-8") as file:
+                file.write(text.format(python=sys.executable, pause=pause, candidate=candidate, builtin=builtin,
+                                       fake=os.path.join(HERE, "fake_engine.py"), referee=REFEREE))
+            os.chmod(path, 0o755)
+
+    def command(self, *more):
+        return [sys.executable, os.path.join(TRAINING, "make_network.py"), "--folder", self.folder, "--programs",
+                self.programs, "--positions", "100", "--minutes", "0.1", "--games", "8", "--tc", "20", "--threads", "2",
+                *more]
+
+    def run_all(self, *more):
+        run = subprocess.run(self.command(*more), capture_output=True, text=True, timeout=HANG_GUARD)
+        return run.returncode, run.stdout + run.stderr
+
+    def test_a_won_match(self):
+        self.install("winning", "resignable")
+        code, output = self.run_all()
+        self.assertEqual(code, 0, output)
+        for text in ("== generate: 0 of 100 records, about ", "== train: about 6 s", "== match: 8 games, at most about ",
+                     "== won. The new network is ", "candidate against builtin, 8 of 8 games"):
+            self.assertIn(text, output)
+        # Once more: nothing is done twice.
+        code, output = self.run_all()
+        self.assertEqual(code, 0, output)
+        self.assertIn("records, nothing to do", output)
+        self.assertIn("train: done before", output)
+        self.assertIn("8 games were played before", output)
+
+    def test_a_match_that_is_not_won(self):
+        for candidate, builtin in (("resignable", "winning"), ("level", "level")):
+            self.install(candidate, builtin)
+            code, output = self.run_all("--replace")
+            self.assertEqual(code, 0, output)
+            self.assertIn("the match was not won: the network of the program stays", output)
+            for name in os.listdir(self.folder):
+                os.remove(os.path.join(self.folder, name))
+
+    def test_faults_decide_nothing(self):
+        self.install("legal", "illegal")
+        code, output = self.run_all("--replace")
+        self.assertEqual(code, 0, output)
+        self.assertIn("the match is not valid (engine B: ", output)
+
+    def test_stop_and_go_on(self):
+        self.install("winning", "resignable", pause=0.2)
+        run = subprocess.Popen(self.command(), stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True)
+        output = ""
+        while "at work" not in output:
+            line = run.stdout.readline()
+            self.assertTrue(line, output)
+            output += line
+        run.send_signal(signal.SIGINT)
+        output += run.communicate(timeout=HANG_GUARD)[0]
+        self.assertEqual(run.returncode, make_network.EXIT_STOPPED, output)
+        self.assertIn("stopped; the same command goes on from here", output)
+        before = os.path.getsize(os.path.join(self.folder, "selfplay.bin"))
+        self.assertTrue(0 < before < 4000 and before % 40 == 0, before)
+        self.install("winning", "resignable")
+        code, output = self.run_all()
+        self.assertEqual(code, 0, output)
+        self.assertIn(f"== generate: {before // 40} of 100 records", output)
+        self.assertIn("== won. ", output)
+
+    def test_from_the_hand_crafted_evaluation(self):
+        # The scripted engine has no such option, so the match can't start; the steps before it show.
+        self.install("winning", "resignable")
+        code, output = self.run_all("--from", "hand")
+        self.assertEqual(code, 1, output)
+        self.assertRegex(output, r"arguments --out .* --hand\n")
+        self.assertRegex(output, r"arguments .* --network random ")
+        self.assertIn("hand-crafted: the engine has no option Use_NN_eval", output)
+        # The folder belongs to that run.
+        code, output = self.run_all()
+        self.assertEqual(code, 1, output)
+        self.assertIn("was begun with FROM=hand", output)
+
+    def test_broken_steps_are_told(self):
+        self.install("winning", "resignable")
+        os.remove(os.path.join(self.programs, "training", "tarn-train"))
+        code, output = self.run_all()
+        self.assertEqual(code, 1, output)
+        self.assertIn("can't start ", output)
+        with open(os.path.join(self.programs, "training", "tarn-train"), "w", encoding="utf-8") as file:
+            file.write("#!/bin/sh\necho no data\nexit 3\n")
+        os.chmod(os.path.join(self.programs, "training", "tarn-train"), 0o755)
+        code, output = self.run_all()
+        self.assertEqual(code, 1, output)
+        self.assertIn("tarn-train failed (exit code 3)", output)
+        code, output = self.run_all("--from", "/nowhere")
+        self.assertEqual(code, 1, output)
+
+    def test_verdict(self):
+        clean = {side: {"time": 0, "illegal move": 0, "crash": 0, "stall": 0} for side in "ab"}
+        summary = {"complete": True, "games": 400, "wins": 150, "losses": 100, "elo": [30.0, 5.0, 56.0], "faults": clean}
+        self.assertTrue(make_network.is_won(summary))
+        self.assertFalse(make_network.is_won({**summary, "elo": [20.0, -1.0, 41.0]}))
+        self.assertFalse(make_network.is_won({**summary, "complete": False}))
+        self.assertFalse(make_network.is_won({**summary, "elo": [None, None, None], "wins": 0, "losses": 400}))
+        self.assertFalse(make_network.is_won({**summary, "elo": None}))
+        late = {"a": {**clean["a"], "time": 5}, "b": clean["b"]}
+        self.assertFalse(make_network.is_won({**summary, "faults": late}))
+        late["a"]["time"] = 4
+        self.assertTrue(make_network.is_won({**summary, "faults": late}))
+
+    def test_only_a_won_match_replaces_the_network(self):
+        root = os.path.join(self.temporary.name, "root")
+        os.makedirs(os.path.join(root, "net"))
+        with open(os.path.join(root, "CMakeLists.txt"), "w", encoding="utf-8") as file:
+            file.write("set(TARN_NETWORK ${CMAKE_SOURCE_DIR}/net/old.bin)\n")
+        target = os.path.join(root, "net", "old.bin")
+        clean = {side: {"time": 0} for side in "ab"}
+        lost = {"complete": True, "games": 8, "wins": 1, "losses": 7, "elo": [-200.0, -300.0, -100.0], "faults": clean}
+        won = {**lost, "elo": [200.0, 100.0, 300.0]}
+        original = make_network.ROOT
+        make_network.ROOT = root
+        try:
+            for replace, source, summary, expected in ((True, "builtin", lost, "old"), (False, "builtin", won, "old"),
+                                                       (True, "hand", won, "old"), (True, "builtin", won, "new")):
+                with open(target, "w", encoding="utf-8") as file:
+                    file.write("old")
+                options = make_network.make_parser().parse_args(["--folder", self.folder])
+                run = make_network.open_run(options)
+                run.state["from"] = source
+                options.replace = replace
+                with open(run.path("candidate.bin"), "w", encoding="utf-8") as file:
+                    file.write("new")
+                make_network.conclude(run, summary)
+                run.log.close()
+                with open(target, encoding="utf-8") as file:
+                    self.assertEqual(file.read(), expected)
+            # Once in the program it is not put there again.
+            with open(os.path.join(self.folder, "state.json"), encoding="utf-8") as file:
+                self.assertTrue(json.load(file)["replaced"])
+        finally:
+            make_network.ROOT = original
+
+    def test_the_built_in_network_is_found(self):
+        self.assertTrue(os.path.isfile(make_network.embedded_network()))
+
+
+if __name__ == "__main__":
+    unittest.main()

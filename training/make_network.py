@@ -240,12 +240,12 @@ def fault_of_match(summary):
 
 
 def is_won(summary):
-    """A complete match without faults whose 95 % interval is above 0. An interval without a lower bound
-    reaches a score of 0 or 1: then the games decide."""
+    """A complete match without faults whose 95 % interval is above 0. It has no number for a lower bound
+    when that is a score of 0, or when every game was won."""
     if fault_of_match(summary) or not summary["complete"] or summary["elo"] is None or summary["games"] < 2:
         return False
     low = summary["elo"][1]
-    return low > 0.0 if low is not None else summary["wins"] > summary["losses"]
+    return low > 0.0 if low is not None else summary["wins"] == summary["games"] >= 4
 
 
 def embedded_network():

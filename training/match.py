@@ -364,9 +364,13 @@ def run_match(options, openings):
     if options.pgn:
         match.pgn = open(options.pgn, "a", encoding="utf-8")
 
-    def on_signal(signum, _):
-        if match.stop.is_set:
-            os._exit(EXIT_STOPPED)  # asked twice
+    stopped_at = []
+
+    def on_signal(_signum, _frame):
+        # Some programs send a signal to a process and to its group: two at once are one request.
+        if stopped_at and time.perf_counter() - stopped_at[0] > 1.0:
+            os._exit(EXIT_STOPPED)
+        stopped_at.append(time.perf_counter())
         match.stop.set()
 
     signal.signal(signal.SIGINT, on_signal)

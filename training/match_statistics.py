@@ -43,11 +43,13 @@ def moments(pairs):
 
 def elo_interval(pairs):
     """(Elo, lower, upper) with 95 % confidence; None without pairs. A bound is infinite where the
-    interval of the mean score reaches 0 or 1."""
+    interval of the mean score reaches 0 or 1, and both are after one pair, which says nothing of errors."""
     total = sum(pairs)
     if total == 0:
         return None
     mean, variance = moments(pairs)
+    if total == 1:
+        return elo_of_score(mean), -math.inf, math.inf
     margin = CONFIDENCE_95 * math.sqrt(variance / total)
     return elo_of_score(mean), elo_of_score(mean - margin), elo_of_score(mean + margin)
 

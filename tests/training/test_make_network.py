@@ -161,6 +161,8 @@ class MakeNetworkTest(unittest.TestCase):
         self.assertFalse(make_network.is_won({**summary, "complete": False}))
         self.assertFalse(make_network.is_won({**summary, "elo": [None, None, None], "wins": 0, "losses": 400}))
         self.assertFalse(make_network.is_won({**summary, "elo": None}))
+        self.assertFalse(make_network.is_won({**summary, "elo": [30.0, None, None]}))
+        self.assertTrue(make_network.is_won({**summary, "elo": [None, None, None], "wins": 400, "losses": 0}))
         late = {"a": {**clean["a"], "time": 5}, "b": clean["b"]}
         self.assertFalse(make_network.is_won({**summary, "faults": late}))
         late["a"]["time"] = 4

@@ -161,6 +161,7 @@ class MatchTest(unittest.TestCase):
             lines.append(run.stdout.readline())
             self.assertTrue(lines[-1], lines)
         run.send_signal(signal.SIGINT)
+        run.send_signal(signal.SIGTERM)  # at once, so the same request
         output = run.communicate(timeout=HANG_GUARD)[0]
         self.assertEqual(run.returncode, match.EXIT_STOPPED, output)
         self.assertRegex(output, r"alpha against beta, \d+ of 40 games")

@@ -47,6 +47,7 @@ class EloTest(unittest.TestCase):
 
     def test_no_pairs(self):
         self.assertIsNone(statistics.elo_interval([0] * 5))
+        self.assertEqual(statistics.elo_interval([0, 0, 1, 0, 0]), (0.0, -math.inf, math.inf))
         self.assertIsNone(statistics.normalised_elo([0] * 5))
         self.assertIsNone(statistics.likelihood_of_superiority([0] * 5))
 

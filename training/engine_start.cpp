@@ -33,12 +33,13 @@ static bool is_loaded_from(const char *path) {
     return whole_header && hidden == net_hidden_size && size >= HEADER_SIZE + weight_bytes * stored;
 }
 
-static bool load_named_network(const char *network) {
+bool load_named_network(const char *network) {
     if (!std::strcmp(network, "embedded")) {
+        copy_text(settings.nn_file, network, sizeof settings.nn_file);
         load_network();
         return true;
     }
-    if (!file_exists(network)) {
+    if (!file_exists(network) || std::strlen(network) >= sizeof settings.nn_file) {
         std::fprintf(stderr, "can't open the network %s\n", network);
         return false;
     }

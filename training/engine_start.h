@@ -5,3 +5,5 @@
 // file. Everything but the hash table. False after a line on standard error: no memory, or the file
 // can't be opened or is no whole network. `use_network` false selects the hand-crafted evaluation.
 bool start_engine_library(const char *network, bool use_network);
+// Loads another network into the started engine; `network` and result as above.
+bool load_named_network(const char *network);

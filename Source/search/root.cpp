@@ -36,6 +36,7 @@ static constexpr int TB_DEPTH = 99;  // printed for an answer from the tables
 static constexpr int TB_ROOT_PROBE_DEPTH = 80;
 static constexpr int TB_ROOT_MOVES = 256;      // more than seven men have
 static constexpr int TB_RANK_FIFTY = 10;       // from here on progress comes before searching
+static constexpr int TB_CLOCK_LIMIT = 100;     // half-moves without capture or pawn move that make a draw
 static constexpr int TB_RANK_WIN = 60;         // likewise when a win's distance plus the clock exceeds it
 static constexpr float FULL_ROOT_RATE = 2000;  // node rates above search depth 1 with full windows
 static constexpr float PERIODIC_SECONDS = 3.5f;
@@ -207,35 +208,44 @@ static bool loses_table_result(Position *position, Move move, int wdl) {
     return static_cast<u32>(4 - reply) < static_cast<u32>(wdl);
 }
 
-// Removes the root moves that give a table result away and prints the line about it. False when no move
-// would be left: damaged tables contradict each other. Then all moves stay.
+// Removes the marked root moves. False when none would be left, as with damaged tables that contradict each
+// other: then all stay.
+static bool rule_out(MoveEntry *list, const bool *marked) {
+    bool any_left = false;
+    for (const MoveEntry *entry = list; entry->move != END_OF_LIST; ++entry)
+        any_left |= entry->move && !marked[entry - list];
+    if (!any_left) return false;
+    for (MoveEntry *entry = list; entry->move != END_OF_LIST; ++entry)
+        if (marked[entry - list]) {
+            entry->move = 0;
+            entry->score = -SCORE_INFINITE;
+        }
+    return true;
+}
+
+// Removes the root moves that give a table result away and prints the line about it. False when nothing
+// could be removed because no move would be left.
 static bool filter_by_tables(ThreadState *thread) {
     Position *position = &thread->position;
     const int wdl = tb_root_wdl;
     MoveEntry *const list = thread->plies[1].move_list;
     bool loses[TB_ROOT_MOVES];
-    int count = 0, kept = 0;
-    for (const MoveEntry *entry = list; entry->move != END_OF_LIST; ++entry, ++count) {
-        loses[count] = loses_table_result(position, entry->move, wdl);
-        kept += !loses[count];
-    }
+    for (const MoveEntry *entry = list; entry->move != END_OF_LIST; ++entry)
+        loses[entry - list] = loses_table_result(position, entry->move, wdl);
+    const bool consistent = rule_out(list, loses);
+
     char line[512];
     int length = std::snprintf(line, sizeof line, "info string TB result is %s with moves: ",
                                wdl == 4   ? "WIN"
                                : wdl == 0 ? "LOSS"
                                           : "DRAW");
-    for (MoveEntry *entry = list; entry->move != END_OF_LIST; ++entry) {
-        if (kept && loses[entry - list]) {
-            entry->move = 0;
-            entry->score = -SCORE_INFINITE;
-        } else if (length < 480) {
+    for (const MoveEntry *entry = list; entry->move != END_OF_LIST; ++entry)
+        if (entry->move && length < 480)
             length += std::snprintf(line + length, sizeof line - static_cast<std::size_t>(length), "%s%s ",
                                     SQUARE_NAMES[from_of(entry->move)], SQUARE_NAMES[to_of(entry->move)]);
-        }
-    }
     // The limit lies above the "never" of information lines: this one is printed all the same.
     if (settings.info_min_time < 99999.9f) print_line(line);
-    return kept != 0;
+    return consistent;
 }
 
 // True when distance to the next capture or pawn move comes before anything a search could find: the
@@ -245,6 +255,29 @@ static bool is_ranking_due(const Position *position) {
     if (tb_root_wdl != 4) return false;
     int distance;
     return tb_root_distance(position, &distance) && distance + position->fifty > TB_RANK_WIN;
+}
+
+// True when the move wins too late: the fifty-move rule comes before the next capture or pawn move.
+static bool wins_too_late(Position *position, Move move) {
+    make_move(position, move);
+    bool late = false;
+    if (position->fifty) {
+        int success = 0;
+        const int distance = tb_probe_dtz(tb_from_position(position, position->fifty), &success);
+        late = success && position->fifty - distance > TB_CLOCK_LIMIT;
+    }
+    unmake_move(position);
+    return late;
+}
+
+// A won root that is left to the search: also removes the moves that would lose the win to the half-move
+// clock, which the filter above does not look at.
+static void filter_late_wins(ThreadState *thread) {
+    MoveEntry *const list = thread->plies[1].move_list;
+    bool late[TB_ROOT_MOVES];
+    for (const MoveEntry *entry = list; entry->move != END_OF_LIST; ++entry)
+        late[entry - list] = entry->move && wins_too_late(&thread->position, entry->move);
+    rule_out(list, late);
 }
 
 // Master only. True when the tables choose the move themselves.
@@ -268,6 +301,8 @@ static bool answer_from_tables(ThreadState *thread) {
                 return true;
             }
         }
+    } else if (tb_root_wdl == 4) {
+        filter_late_wins(thread);
     }
     thread->plies[1].tb_wdl = tb_root_wdl;
     return false;

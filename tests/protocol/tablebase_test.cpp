@@ -383,6 +383,43 @@ TEST(TablebasesReference, DistantWinsAreRankedAtOnce) {
     use_tables("");
 }
 
+// Random positions with these men that are won under the fifty-move rule, clock included.
+static std::vector<std::string> random_wins(const std::string &men, int count, unsigned seed) {
+    std::mt19937 random(seed);
+    std::vector<std::string> wins;
+    for (int tries = 0; tries < 100000 && static_cast<int>(wins.size()) < count; ++tries) {
+        std::string board(64, ' ');
+        for (const char man : men) board[random() % 64] = man;
+        if (std::count(board.begin(), board.end(), ' ') != 64 - static_cast<int>(men.size())) continue;
+        const int clock = static_cast<int>(random() % 4 ? random() % 10 : random() % 60);
+        const std::string fen =
+            fen_of_board(board) + (random() % 2 ? " w" : " b") + " - - " + std::to_string(clock) + " 1";
+        const Position *position = set_up(fen);
+        if (position_defect(position) || tb_probe_wdl(position, 80) != 4) continue;
+        if (dtz_of(tb_from_position(position, clock)).value + clock <= 100) wins.push_back(fen);
+    }
+    return wins;
+}
+
+// No win that the clock allows is spoilt against the longest resistance.
+TEST(TablebasesReference, RandomWinsOfFourMen) {
+    SKIP_WITHOUT_SHARED(SHARED_TABLES);
+    start_engine();
+    use_tables(shared_path("data/syzygy"));
+    Session session;
+    give_tables(&session, shared_path("data/syzygy"));
+    unsigned seed = 1;
+    int games = 0;
+    for (const char *men : {"KBNk", "KBBk", "KQkr", "KRkn", "KRkb", "KQkp", "KPkp", "KRkp", "KNNk", "KPPk"})
+        for (const std::string &fen : random_wins(men, 5, ++seed)) {
+            EXPECT_EQ(play_out(&session, fen, 400, longest_resistance), GAME_MATE) << fen;
+            ++games;
+        }
+    EXPECT_GE(games, 45);
+    EXPECT_EQ(quit_program(&session.program), 0);
+    use_tables("");
+}
+
 // Interior nodes ask as well: the counter of hits rises, with several threads too.
 TEST_F(Tablebases, HitsInTheTree) {
     Session session;

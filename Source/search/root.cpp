@@ -248,11 +248,25 @@ static bool filter_by_tables(ThreadState *thread) {
     return consistent;
 }
 
+// Has any position since the last capture or pawn move been on the board twice?
+static bool has_repetition(const Position *position) {
+    const ThreadState *thread = position->owner;
+    const GameRecord *stack = thread->game_stack;
+    const int last = thread->game_ply, first = std::max(0, last - position->fifty);
+    const auto key_at = [&](int ply) { return ply == last ? position->key : stack[ply].key; };
+    for (int later = last; later >= first; --later)
+        for (int earlier = later - 2; earlier >= first && stack[earlier].move; earlier -= 2)
+            if (key_at(later) == key_at(earlier)) return true;
+    return false;
+}
+
 // True when distance to the next capture or pawn move comes before anything a search could find: the
-// half-move clock is running, or a win is so far away that a search could waste it.
+// half-move clock is running, or a search could waste a win, as it is far away or the game has begun to
+// repeat. (Ranked moves come nearer to the goal one by one, so that no position comes a third time.)
 static bool is_ranking_due(const Position *position) {
     if (position->fifty >= TB_RANK_FIFTY) return true;
-    if (tb_root_wdl != 4) return false;
+    if (tb_root_wdl != TB_WIN) return false;
+    if (has_repetition(position)) return true;
     int distance;
     return tb_root_distance(position, &distance) && distance + position->fifty > TB_RANK_WIN;
 }
@@ -260,12 +274,9 @@ static bool is_ranking_due(const Position *position) {
 // True when the move wins too late: the fifty-move rule comes before the next capture or pawn move.
 static bool wins_too_late(Position *position, Move move) {
     make_move(position, move);
-    bool late = false;
-    if (position->fifty) {
-        int success = 0;
-        const int distance = tb_probe_dtz(tb_from_position(position, position->fifty), &success);
-        late = success && position->fifty - distance > TB_CLOCK_LIMIT;
-    }
+    int distance;
+    const bool late =
+        position->fifty && tb_root_distance(position, &distance) && position->fifty - distance > TB_CLOCK_LIMIT;
     unmake_move(position);
     return late;
 }
@@ -285,9 +296,9 @@ static bool answer_from_tables(ThreadState *thread) {
     Position *position = &thread->position;
     tb_root_move = 0;
     tb_root_wdl = tb_probe_wdl(position, TB_ROOT_PROBE_DEPTH);
-    if (tb_root_wdl == -1) return false;
+    if (tb_root_wdl == TB_NO_ANSWER) return false;
     if (!filter_by_tables(thread)) {
-        tb_root_wdl = -1;  // not to be trusted
+        tb_root_wdl = TB_NO_ANSWER;  // not to be trusted
         return false;
     }
     if (is_ranking_due(position)) {
@@ -301,7 +312,7 @@ static bool answer_from_tables(ThreadState *thread) {
                 return true;
             }
         }
-    } else if (tb_root_wdl == 4) {
+    } else if (tb_root_wdl == TB_WIN) {
         filter_late_wins(thread);
     }
     thread->plies[1].tb_wdl = tb_root_wdl;

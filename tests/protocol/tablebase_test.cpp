@@ -383,6 +383,18 @@ TEST(TablebasesReference, DistantWinsAreRankedAtOnce) {
     use_tables("");
 }
 
+// A repetition in a won ending hands it to the ranking before the clock does.
+TEST_F(Tablebases, ARepetitionIsRankedAtOnce) {
+    Session session;
+    give_tables(&session, directory->path);
+    const std::string start = "position fen 8/8/8/8/8/3k4/8/3K3Q w - - 0 1 moves h1h8 d3c4 h8h1";
+    for (const auto &[moves, ranked] : {std::pair<const char *, bool>{" c4d3", true}, {" c4b3", false}}) {
+        session.ask(start + moves);
+        EXPECT_EQ(info_value(session.search("go depth 3"), "depth") == 99, ranked) << moves;
+    }
+    EXPECT_EQ(quit_program(&session.program), 0);
+}
+
 // Random positions with these men that are won under the fifty-move rule, clock included.
 static std::vector<std::string> random_wins(const std::string &men, int count, unsigned seed) {
     std::mt19937 random(seed);

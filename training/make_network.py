@@ -239,13 +239,14 @@ def fault_of_match(summary):
     return ""
 
 
-def is_won(summary):
-    """A complete match without faults whose 95 % interval is above 0. It has no number for a lower bound
+def is_won(summary, least_games):
+    """A complete match of `least_games` or more, without faults, whose 95 % interval is above 0: the
+    interval supposes a normal distribution, which a few games don't have. It has no number for a lower bound
     when that is a score of 0, or when every game was won."""
-    if fault_of_match(summary) or not summary["complete"] or summary["elo"] is None or summary["games"] < 2:
+    if fault_of_match(summary) or not summary["complete"] or summary["games"] < least_games or not summary["elo"]:
         return False
     low = summary["elo"][1]
-    return low > 0.0 if low is not None else summary["wins"] == summary["games"] >= 4
+    return low > 0.0 if low is not None else summary["wins"] == summary["games"]
 
 
 def embedded_network():
@@ -275,7 +276,9 @@ def conclude(run, summary):
         run.say(f"the match is not valid ({fault}): the network of the program stays")
     elif run.state.get("replaced"):
         run.say("the program has this network already; give another FOLDER for the next one")
-    elif not is_won(summary):
+    elif summary["games"] < run.options.least_games:
+        run.say(f"fewer than {run.options.least_games} games decide nothing: the network of the program stays")
+    elif not is_won(summary, run.options.least_games):
         run.say("the match was not won: the network of the program stays")
     elif run.state["from"] == "hand":
         run.say("won against the hand-crafted evaluation. The network of the program stays until one wins against it: "
@@ -292,6 +295,7 @@ def make_parser():
     parser.add_argument("--positions", type=int, default=10000000, help="training records to generate")
     parser.add_argument("--minutes", type=float, default=60.0, help="minutes of training")
     parser.add_argument("--games", type=int, default=400, help="games of the match")
+    parser.add_argument("--least-games", type=int, default=100, help="a shorter match is not won (default 100)")
     parser.add_argument("--tc", default="3+0.03", help="clocks of the match")
     parser.add_argument("--nodes", type=int, help="nodes a move instead of clocks")
     parser.add_argument("--threads", type=int, default=os.cpu_count() or 1, help="cores to use")

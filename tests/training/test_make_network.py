@@ -69,8 +69,8 @@ class MakeNetworkTest(unittest.TestCase):
 
     def command(self, *more):
         return [sys.executable, os.path.join(TRAINING, "make_network.py"), "--folder", self.folder, "--programs",
-                self.programs, "--positions", "100", "--minutes", "0.1", "--games", "8", "--tc", "20", "--threads", "2",
-                *more]
+                self.programs, "--positions", "100", "--minutes", "0.1", "--games", "8", "--least-games", "8", "--tc", "20",
+                "--threads", "2", *more]
 
     def run_all(self, *more):
         run = subprocess.run(self.command(*more), capture_output=True, text=True, timeout=HANG_GUARD)
@@ -98,6 +98,12 @@ class MakeNetworkTest(unittest.TestCase):
             self.assertIn("the match was not won: the network of the program stays", output)
             for name in os.listdir(self.folder):
                 os.remove(os.path.join(self.folder, name))
+
+    def test_a_short_match_decides_nothing(self):
+        self.install("winning", "resignable")
+        code, output = self.run_all("--replace", "--least-games", "100")
+        self.assertEqual(code, 0, output)
+        self.assertIn("fewer than 100 games decide nothing: the network of the program stays", output)
 
     def test_faults_decide_nothing(self):
         self.install("legal", "illegal")
@@ -156,17 +162,18 @@ class MakeNetworkTest(unittest.TestCase):
     def test_verdict(self):
         clean = {side: {"time": 0, "illegal move": 0, "crash": 0, "stall": 0} for side in "ab"}
         summary = {"complete": True, "games": 400, "wins": 150, "losses": 100, "elo": [30.0, 5.0, 56.0], "faults": clean}
-        self.assertTrue(make_network.is_won(summary))
-        self.assertFalse(make_network.is_won({**summary, "elo": [20.0, -1.0, 41.0]}))
-        self.assertFalse(make_network.is_won({**summary, "complete": False}))
-        self.assertFalse(make_network.is_won({**summary, "elo": [None, None, None], "wins": 0, "losses": 400}))
-        self.assertFalse(make_network.is_won({**summary, "elo": None}))
-        self.assertFalse(make_network.is_won({**summary, "elo": [30.0, None, None]}))
-        self.assertTrue(make_network.is_won({**summary, "elo": [None, None, None], "wins": 400, "losses": 0}))
+        self.assertTrue(make_network.is_won(summary, 100))
+        self.assertFalse(make_network.is_won({**summary, "elo": [20.0, -1.0, 41.0]}, 100))
+        self.assertFalse(make_network.is_won({**summary, "complete": False}, 100))
+        self.assertFalse(make_network.is_won({**summary, "elo": [None, None, None], "wins": 0, "losses": 400}, 100))
+        self.assertFalse(make_network.is_won({**summary, "elo": None}, 100))
+        self.assertFalse(make_network.is_won({**summary, "elo": [30.0, None, None]}, 100))
+        self.assertTrue(make_network.is_won({**summary, "elo": [None, None, None], "wins": 400, "losses": 0}, 100))
+        self.assertFalse(make_network.is_won({**summary, "games": 98}, 100))
         late = {"a": {**clean["a"], "time": 5}, "b": clean["b"]}
-        self.assertFalse(make_network.is_won({**summary, "faults": late}))
+        self.assertFalse(make_network.is_won({**summary, "faults": late}, 100))
         late["a"]["time"] = 4
-        self.assertTrue(make_network.is_won({**summary, "faults": late}))
+        self.assertTrue(make_network.is_won({**summary, "faults": late}, 100))
 
     def test_only_a_won_match_replaces_the_network(self):
         root = os.path.join(self.temporary.name, "root")
@@ -184,7 +191,7 @@ class MakeNetworkTest(unittest.TestCase):
                                                        (True, "hand", won, "old"), (True, "builtin", won, "new")):
                 with open(target, "w", encoding="utf-8") as file:
                     file.write("old")
-                options = make_network.make_parser().parse_args(["--folder", self.folder])
+                options = make_network.make_parser().parse_args(["--folder", self.folder, "--least-games", "8"])
                 run = make_network.open_run(options)
                 run.state["from"] = source
                 options.replace = replace

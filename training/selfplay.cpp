@@ -136,6 +136,16 @@ static void print_progress(const Run &run, double seconds, double rate) {
                  static_cast<long long>(run.records_before + run_records(run)));
 }
 
+// The last line: what the searches cost.
+static void print_cost(const Run &run) {
+    const double nodes = static_cast<double>(run.counters->nodes),
+                 searches = static_cast<double>(run.counters->searches);
+    const double records = static_cast<double>(run_records(run));
+    if (searches > 0.0 && records > 0.0)
+        std::fprintf(stderr, "%.0f searches, %.0f nodes per search, %.0f per position\n", searches, nodes / searches,
+                     nodes / records);
+}
+
 // Watches the workers until the run is over: stopped, complete, out of time, or a worker failed.
 static bool watch_workers(Run *run, double start) {
     constexpr timespec PAUSE = {0, 100000000};
@@ -208,6 +218,7 @@ int main(int argc, char **argv) {
         if (worker) kill(worker, SIGTERM);
     good = reap_workers(&run, 0) && good;
     print_progress(run, now_seconds() - start, 0.0);
+    print_cost(run);
     if (!good) std::fputs("a worker failed\n", stderr);
     return good ? 0 : 1;
 }

@@ -65,14 +65,14 @@ static void count_game(const GameRecords &records, SharedCounters *counters) {
 }
 
 // Plays games until told to stop. The exit status of the worker.
-static int run_worker(const Run &run, pid_t parent) {
+static int run_worker(const Run &run, int parent) {
     const int null = open("/dev/null", O_WRONLY);
     if (null >= 0) dup2(null, STDOUT_FILENO);
     const int game_file = open_records(run.options.output), inner_file = open_records(run.inner_output);
     SeenPositions seen;
-    if (game_file < 0 || inner_file < 0 || !start_selfplay_worker(&seen)) return 1;
+    if (game_file < 0 || inner_file < 0 || !start_selfplay_worker(parent, &seen)) return 1;
     GameRecords records;
-    while (!stop_requested() && getppid() == parent) {
+    while (!stop_requested()) {
         Random random =
             make_random(static_cast<u64>(run.options.seed), static_cast<u64>(run.state.run), run.counters->next_game++);
         const bool played = play_selfplay_game(run.options, run.openings, &random, &seen, &records);
@@ -88,7 +88,7 @@ static int run_worker(const Run &run, pid_t parent) {
 }
 
 static bool start_workers(Run *run) {
-    const pid_t parent = getpid();
+    const int parent = getpid();
     for (int i = 0; i < run->options.jobs; ++i) {
         const pid_t child = fork();
         if (child == 0) _exit(run_worker(*run, parent));

@@ -4,6 +4,8 @@
 #include <csignal>
 #include <cstdlib>
 
+#include <unistd.h>
+
 #include "board/make_move.h"
 #include "board/moves.h"
 #include "board/thread_state.h"
@@ -18,20 +20,23 @@ static constexpr int HASH_MEGABYTES = 1;   // fits the second-level cache
 static constexpr u64 SEEN_SIZE = 1 << 16;  // positions, a power of two
 static constexpr int OPENING_LIMIT = 250;  // centipawns: a start beyond it is no game
 static constexpr int ENDING_LIMIT = 500;   // the same for random endings
-static constexpr int RESIGN_PLIES = 4;     // plies in a row that decide a game
-static constexpr int LEVEL_SCORE = 10;     // centipawns: a level position
-static constexpr int LEVEL_FIFTY = 10;     // half-moves without progress before a draw is called
-static constexpr int LAST_PLY = 400;       // a longer game is drawn
+static constexpr int START_TRIES = 50;
+static constexpr int RESIGN_PLIES = 4;  // plies in a row that decide a game
+static constexpr int LEVEL_SCORE = 10;  // centipawns: a level position
+static constexpr int LEVEL_FIFTY = 10;  // half-moves without progress before a draw is called
+static constexpr int LAST_PLY = 400;    // a longer game is drawn
 
 static volatile std::sig_atomic_t stop_flag;
+static int parent_process;
 
 void request_stop() {
     stop_flag = 1;
     stop_search = 1;
 }
-bool stop_requested() { return stop_flag != 0; }
+bool stop_requested() { return stop_flag != 0 || (parent_process && getppid() != parent_process); }
 
-bool start_selfplay_worker(SeenPositions *seen) {
+bool start_selfplay_worker(int parent, SeenPositions *seen) {
+    parent_process = parent;
     settings.hash_mb = HASH_MEGABYTES;
     seen->keys.assign(SEEN_SIZE, 0);
     return allocate_hash_table() != 0;
@@ -122,17 +127,14 @@ static void set_results(GameRecords *records) {
     }
 }
 
-// Plays from the master position to the end of the game. False when stopped, or when the first
-// score is beyond `start_limit`.
-static bool play_moves(const SelfplayOptions &options, int start_limit, Random *random, SeenPositions *seen,
-                       GameRecords *records) {
+// Plays from the master position to the end of the game. False when stopped.
+static bool play_moves(const SelfplayOptions &options, Random *random, SeenPositions *seen, GameRecords *records) {
     Position *position = &root_thread_state->position;
     Adjudicator adjudicator = {};
     for (int ply = 0; ply < LAST_PLY; ++ply) {
         if (is_over(&records->result)) return true;
         const Labelled label = search_and_label(options.nodes, options.max_nodes, options.min_depth, records);
         if (stop_requested()) return false;
-        if (ply == 0 && std::abs(label.score) > start_limit) return false;
         if (label.quiet && !is_answered_by_rule(position) && take_position(seen, position))
             records->game.push_back(make_record(label.score, 0));
         for (int i = 0; i < options.inner; ++i) take_inner_position(options, random, seen, records);
@@ -145,6 +147,24 @@ static bool play_moves(const SelfplayOptions &options, int start_limit, Random *
     return true;
 }
 
+// Sets the master position up as the start of a game that is not decided yet. The kind of start is
+// drawn once and kept: most random pawn endings are decided, and would be rare otherwise. False when
+// no such start was found, or stopped.
+static bool find_start(const SelfplayOptions &options, const std::vector<std::string> &openings, Random *random,
+                       GameRecords *records) {
+    const bool ending = percent_chance(random, options.endings);
+    const EndingKind kind = draw_ending_kind(random);
+    // One ply more or less changes who is to move.
+    const int random_plies = options.random_plies ? options.random_plies + random_below(random, 2) : 0;
+    for (int i = 0; i < START_TRIES && !stop_requested(); ++i) {
+        if (ending) set_random_ending(kind, random);
+        else if (!set_random_opening(openings, random_plies, random)) continue;
+        const Labelled label = search_and_label(options.nodes, options.max_nodes, options.min_depth, records);
+        if (label.best && std::abs(label.score) <= (ending ? ENDING_LIMIT : OPENING_LIMIT)) return !stop_requested();
+    }
+    return false;
+}
+
 bool play_selfplay_game(const SelfplayOptions &options, const std::vector<std::string> &openings, Random *random,
                         SeenPositions *seen, GameRecords *records) {
     records->game.clear();
@@ -152,13 +172,8 @@ bool play_selfplay_game(const SelfplayOptions &options, const std::vector<std::s
     records->nodes = records->searches = 0;
     hash_age = 0;
     clear_hash_table();
-    const bool ending = percent_chance(random, options.endings);
-    if (ending) set_random_ending(random);
-    // One ply more or less changes who is to move.
-    else if (!set_random_opening(openings, options.random_plies ? options.random_plies + random_below(random, 2) : 0,
-                                 random))
-        return false;
-    if (!play_moves(options, ending ? ENDING_LIMIT : OPENING_LIMIT, random, seen, records)) {
+    if (!find_start(options, openings, random, records)) return false;
+    if (!play_moves(options, random, seen, records)) {
         records->game.clear();
         records->inner.clear();
         return false;

@@ -34,10 +34,12 @@ struct Labelled {
 
 // Raised by a signal handler: the running search ends soon, and the game with it.
 void request_stop();
+// True after request_stop, and in a worker whose parent has ended.
 bool stop_requested();
 
-// Allocates the worker's hash table and the table of seen positions. False without memory.
-bool start_selfplay_worker(SeenPositions *seen);
+// Allocates the worker's hash table and the table of seen positions. `parent` is the process whose
+// end ends the worker, 0 for none. False without memory.
+bool start_selfplay_worker(int parent, SeenPositions *seen);
 // Searches the master position with these limits; nodes are added to `records`.
 Labelled search_and_label(i64 nodes, i64 max_nodes, int min_depth, GameRecords *records);
 // False for a position seen before; else true, and it is seen from now on.
@@ -45,7 +47,7 @@ bool take_position(SeenPositions *seen, const Position *position);
 // The record of the master position: `score` as both scores, `result` as gr_score.
 TrainRecord make_record(int score, int result);
 
-// Plays one game from a start that `random` chooses. False when it was stopped, or the start was
-// unbalanced or over at once: then there are no records.
+// Plays one game from a start that `random` chooses. False when it was stopped, or no balanced start
+// was found: then there are no records.
 bool play_selfplay_game(const SelfplayOptions &options, const std::vector<std::string> &openings, Random *random,
                         SeenPositions *seen, GameRecords *records);

@@ -67,12 +67,12 @@ struct EndingPieces {
     const char *letters;
     int value;
 };
-// Grouped by what they are in the network's material count, so that each of its heads for few pieces
-// gets its share: no piece, one piece, two pieces.
+// The groups are what the network's material count tells apart, so that each of its heads for few
+// pieces gets its share.
 static constexpr EndingPieces NO_PIECES[] = {{"", 0}};
-static constexpr EndingPieces ONE_PIECE[] = {{"N", 3}, {"B", 3}, {"R", 5}, {"R", 5}, {"Q", 9}};
-static constexpr EndingPieces TWO_PIECES[] = {{"NN", 6}, {"BN", 6},  {"BB", 6},  {"RN", 8},
-                                              {"RB", 8}, {"RR", 10}, {"QQ", 18}, {"R", 5}};
+static constexpr EndingPieces SINGLE_PIECES[] = {{"N", 3}, {"B", 3}, {"R", 5}, {"R", 5}, {"Q", 9}};
+static constexpr EndingPieces PIECE_PAIRS[] = {{"NN", 6}, {"BN", 6},  {"BB", 6},  {"RN", 8},
+                                               {"RB", 8}, {"RR", 10}, {"QQ", 18}, {"R", 5}};
 static constexpr int MAX_PAWNS = 7;
 static constexpr int MATERIAL_MARGIN = 2;  // pawns
 
@@ -86,25 +86,31 @@ struct EndingSide {
     int pawns;
 };
 
-static EndingSide draw_side(int group, Random *random) {
-    EndingSide side;
-    side.pieces = group == 0   ? draw_pieces(NO_PIECES, random)
-                  : group == 1 ? draw_pieces(ONE_PIECE, random)
-                               : draw_pieces(TWO_PIECES, random);
+static EndingSide draw_side(EndingKind kind, Random *random) {
+    EndingSide side = {};
+    switch (kind) {
+        case EndingKind::PAWNS: side.pieces = draw_pieces(NO_PIECES, random); break;
+        case EndingKind::ONE_PIECE: side.pieces = draw_pieces(SINGLE_PIECES, random); break;
+        case EndingKind::TWO_PIECES: side.pieces = draw_pieces(PIECE_PAIRS, random); break;
+    }
     side.pawns = random_below(random, MAX_PAWNS + 1);
     return side;
+}
+
+EndingKind draw_ending_kind(Random *random) {
+    const int draw = random_below(random, 100);
+    return draw < 40 ? EndingKind::PAWNS : draw < 75 ? EndingKind::ONE_PIECE : EndingKind::TWO_PIECES;
 }
 
 static int total_value(const EndingSide &side) { return side.pieces.value + side.pawns; }
 
 // Both sides, close in value and with a pawn on the board. Now and then one side has a piece less,
 // and pawns for it.
-static void draw_material(EndingSide *sides, Random *random) {
-    const int draw = random_below(random, 100);
-    const int group = draw < 30 ? 0 : draw < 75 ? 1 : 2;
+static void draw_material(EndingKind kind, EndingSide *sides, Random *random) {
+    const EndingKind weaker = kind == EndingKind::TWO_PIECES ? EndingKind::ONE_PIECE : EndingKind::PAWNS;
     do {
-        sides[0] = draw_side(group, random);
-        sides[1] = draw_side(group > 0 && one_in(random, 4) ? group - 1 : group, random);
+        sides[0] = draw_side(kind, random);
+        sides[1] = draw_side(one_in(random, 4) ? weaker : kind, random);
     } while (std::abs(total_value(sides[0]) - total_value(sides[1])) > MATERIAL_MARGIN ||
              sides[0].pawns + sides[1].pawns == 0);
     if (one_in(random, 2)) std::swap(sides[0], sides[1]);
@@ -141,12 +147,12 @@ static void place_side(Position *position, int side, const EndingSide &material,
     place_piece(position, piece_code(side, KING), empty_square(position, random));
 }
 
-void set_random_ending(Random *random) {
+void set_random_ending(EndingKind kind, Random *random) {
     Position *position = &root_thread_state->position;
     Move moves[MAX_LEGAL_MOVES];
     for (;;) {
         EndingSide sides[2];
-        draw_material(sides, random);
+        draw_material(kind, sides, random);
         set_position_from_text(position, "8/8/8/8/8/8/8/8 w - -");
         for (int side = WHITE; side <= BLACK; ++side) place_side(position, side, sides[side], random);
         position->stm = static_cast<u8>(random_below(random, 2));

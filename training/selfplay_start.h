@@ -14,8 +14,12 @@ std::vector<std::string> read_openings(const char *path);
 // Sets the master position up from a random line (the start position without lines) and plays random
 // legal moves. False when the game is over on the way.
 bool set_random_opening(const std::vector<std::string> &lines, int random_plies, Random *random);
+
+// Endings by the pieces of the stronger side, kings and pawns left out.
+enum class EndingKind { PAWNS, ONE_PIECE, TWO_PIECES };
+EndingKind draw_ending_kind(Random *random);
 // Sets the master position up as a random ending: legal, nobody in check, material within two pawns.
-void set_random_ending(Random *random);
+void set_random_ending(EndingKind kind, Random *random);
 
 // The legal moves of the master position; `moves` holds MAX_LEGAL_MOVES. Returns their number.
 int list_legal_moves(Move *moves);

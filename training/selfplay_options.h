@@ -16,7 +16,7 @@ struct SelfplayOptions {
     i64 seconds = 0;       // 0: no limit
     int report = 10;       // seconds between two lines of progress
     int random_plies = 6;  // random moves after an opening line
-    int endings = 25;      // percent of the games that start from a random ending
+    int endings = 30;      // percent of the games that start from a random ending
     i64 nodes = 2500;      // per move, soft: counts once min_depth is completed
     i64 max_nodes = 8000;  // per move, hard
     int min_depth = 6;

@@ -99,7 +99,7 @@ static EndingSide draw_side(EndingKind kind, Random *random) {
 
 EndingKind draw_ending_kind(Random *random) {
     const int draw = random_below(random, 100);
-    return draw < 40 ? EndingKind::PAWNS : draw < 75 ? EndingKind::ONE_PIECE : EndingKind::TWO_PIECES;
+    return draw < 50 ? EndingKind::PAWNS : draw < 82 ? EndingKind::ONE_PIECE : EndingKind::TWO_PIECES;
 }
 
 static int total_value(const EndingSide &side) { return side.pieces.value + side.pawns; }

@@ -175,6 +175,81 @@ TEST(SelfplayProgram, ADamagedNetworkIsRefused) {
     EXPECT_TRUE(read_file(scratch.file("a.bin")).empty());
 }
 
+// The batch script, started as the scheduler does: by its variables.
+ProgramSetup slurm_task(const ScratchDirectory &scratch, std::vector<std::string> more) {
+    ProgramSetup setup;
+    setup.executable = "/usr/bin/env";
+    setup.arguments = {std::string("PROGRAM=") + TARN_SELFPLAY_PROGRAM,
+                       "OPENINGS=" + project_path("training/openings.epd"),
+                       "OUT=" + scratch.file("data"),
+                       "SLURM_ARRAY_TASK_ID=7",
+                       "SLURM_CPUS_PER_TASK=1",
+                       project_path("training/generate.slurm"),
+                       "--nodes",
+                       "200",
+                       "--inner-nodes",
+                       "100"};
+    setup.arguments.insert(setup.arguments.end(), more.begin(), more.end());
+    return setup;
+}
+
+TEST(SelfplayProgram, ASlurmTaskHasItsSeedAndItsFileAndTakesTheSignal) {
+    const ScratchDirectory scratch;
+    {
+        Program program(slurm_task(scratch, {"--positions", "100"}));
+        ASSERT_EQ(program.wait_exit(300), 0);
+        EXPECT_NE(program.error_output().find("seed 7, 1 jobs"), std::string::npos);
+    }
+    const std::string path = scratch.file("data/selfplay-7.bin");
+    EXPECT_GE(read_file(path).size(), RECORD_SIZE);
+    Program program(slurm_task(scratch, {}));
+    const std::size_t before = read_file(path).size();
+    constexpr timespec PAUSE = {0, 20000000};
+    for (int i = 0; i < 3000 && read_file(path).size() == before; ++i) nanosleep(&PAUSE, nullptr);
+    kill(program.process_id(), SIGTERM);
+    EXPECT_EQ(program.wait_exit(120), 0);
+    EXPECT_GT(read_file(path).size(), before);
+    EXPECT_EQ(read_file(path).size() % RECORD_SIZE, 0u);
+}
+
+TEST(SelfplayProgram, TwoGeneratorsRunUnderGnuParallel) {
+    const ScratchDirectory scratch;
+    ProgramSetup setup;
+    setup.executable = "/usr/bin/parallel";
+    if (access(setup.executable.c_str(), X_OK) != 0) GTEST_SKIP() << "GNU parallel is not installed";
+    setup.arguments = {"--will-cite",
+                       "--sshlogin",
+                       "2/:",
+                       TARN_SELFPLAY_PROGRAM,
+                       "--out",
+                       scratch.file("{}.bin"),
+                       "--seed",
+                       "{}",
+                       "--jobs",
+                       "1",
+                       "--positions",
+                       "100",
+                       "--nodes",
+                       "200",
+                       "--inner-nodes",
+                       "100",
+                       ":::",
+                       "1",
+                       "2"};
+    Program program(setup);
+    program.close_input();
+    ASSERT_EQ(program.wait_exit(300), 0) << program.error_output();
+    const std::string first = read_file(scratch.file("1.bin")), second = read_file(scratch.file("2.bin"));
+    ASSERT_GE(first.size(), RECORD_SIZE);
+    ASSERT_GE(second.size(), RECORD_SIZE);
+    EXPECT_NE(first.substr(0, RECORD_SIZE), second.substr(0, RECORD_SIZE));
+    // Files concatenate: what comes of it is a record file again.
+    ASSERT_TRUE(write_file(scratch.file("both.bin"), first + second));
+    const int file = open_records(scratch.file("both.bin"));
+    EXPECT_EQ(count_records(file), static_cast<i64>((first.size() + second.size()) / RECORD_SIZE));
+    close(file);
+}
+
 TEST(SelfplayProgram, HelpNamesEveryOption) {
     Program program(selfplay({"--help"}));
     std::string text;

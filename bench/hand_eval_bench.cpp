@@ -6,7 +6,7 @@
 
 #include "board/make_move.h"
 #include "board/moves.h"
-#include "eval/hand_eval.h"
+#include "eval/handcrafted/hand_eval.h"
 #include "support/engine.h"
 #include "tools/benchmark.h"
 

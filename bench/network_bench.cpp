@@ -4,7 +4,7 @@
 
 #include <vector>
 
-#include "eval/network_eval.h"
+#include "eval/network/forward.h"
 #include "support/engine.h"
 
 namespace {

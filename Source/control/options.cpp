@@ -9,7 +9,7 @@
 
 #include "control/output.h"
 #include "control/settings.h"
-#include "eval/network_file.h"
+#include "eval/network/file.h"
 #include "search/hash_table.h"
 #include "tablebase/tablebase.h"
 

@@ -4,9 +4,9 @@
 #include <cstring>
 
 #include "control/output.h"
-#include "eval/hand_eval.h"
-#include "eval/network_eval.h"
-#include "eval/parameters.h"
+#include "eval/handcrafted/hand_eval.h"
+#include "eval/handcrafted/parameters.h"
+#include "eval/network/forward.h"
 
 static void print_term(const char *label, int white, int black, int material) {
     print_plain("%-10s  %4d   %4d    %4d\n", label, white, black, material);

@@ -3,8 +3,8 @@
 #include <cmath>
 
 #include "control/output.h"
-#include "eval/network_eval.h"
-#include "eval/network_file.h"
+#include "eval/network/file.h"
+#include "eval/network/forward.h"
 #include "eval/trace.h"
 
 static constexpr float NOTEWORTHY = 20.0f;  // centipawns

@@ -5,8 +5,8 @@
 
 #include "board/thread_state.h"
 #include "control/output.h"
-#include "eval/network_eval.h"
-#include "eval/network_file.h"
+#include "eval/network/file.h"
+#include "eval/network/forward.h"
 #include "search/search_state.h"
 #include "tools/text_lines.h"
 

@@ -4,8 +4,8 @@
 #include <cstdlib>
 
 #include "control/settings.h"
-#include "eval/hand_eval.h"
-#include "eval/network_eval.h"
+#include "eval/handcrafted/hand_eval.h"
+#include "eval/network/forward.h"
 #include "gtest/gtest.h"
 #include "support/engine.h"
 

@@ -4,9 +4,9 @@
 #include <cstring>
 #include <string>
 
-#include "eval/hand_eval.h"
-#include "eval/network_eval.h"
-#include "eval/network_file.h"
+#include "eval/handcrafted/hand_eval.h"
+#include "eval/network/file.h"
+#include "eval/network/forward.h"
 #include "gtest/gtest.h"
 #include "support/engine.h"
 #include "support/shared_data.h"

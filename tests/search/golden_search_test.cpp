@@ -3,7 +3,7 @@
 #include <cstring>
 
 #include "control/settings.h"
-#include "eval/network_file.h"
+#include "eval/network/file.h"
 #include "search/pruning_tables.h"
 #include "search/report.h"
 #include "search/search_state.h"

@@ -2,9 +2,9 @@
 
 #include "board/attacks.h"
 #include "control/settings.h"
+#include "eval/handcrafted/parameters.h"
 #include "eval/kpk.h"
-#include "eval/network_file.h"
-#include "eval/parameters.h"
+#include "eval/network/file.h"
 #include "search/hash_table.h"
 
 ThreadState *start_engine() {

@@ -3,7 +3,7 @@
 #include "board/notation.h"
 #include "board/thread_state.h"
 #include "control/settings.h"
-#include "eval/network_eval.h"
+#include "eval/network/forward.h"
 #include "search/hash_table.h"
 #include "search/root.h"
 #include "search/search_state.h"

@@ -6,7 +6,7 @@
 
 #include "board/thread_state.h"
 #include "control/settings.h"
-#include "eval/network_file.h"
+#include "eval/network/file.h"
 #include "support/engine.h"
 #include "tools/tool_files.h"
 

@@ -3,7 +3,7 @@
 
 #include <cstring>
 
-#include "eval/network_eval.h"
+#include "eval/network/forward.h"
 #include "search/hash_table.h"
 #include "support/console_fixture.h"
 

@@ -1,13 +1,13 @@
 // The hand-crafted evaluation: known scores, each term on a board made for it, the blend, the scale
 // of endings, and the symmetries that must hold.
-#include "eval/hand_eval.h"
+#include "eval/handcrafted/hand_eval.h"
 
 #include <algorithm>
 #include <cctype>
 #include <string>
 
 #include "board/attacks.h"
-#include "eval/parameters.h"
+#include "eval/handcrafted/parameters.h"
 #include "gtest/gtest.h"
 #include "support/engine.h"
 #include "support/shared_data.h"

@@ -3,7 +3,7 @@
 //
 // Make and unmake know nothing of it. Each thread keeps its last position with the sums of both
 // perspectives, and a pass applies only the pieces that differ, whatever moves lie between.
-#include "eval/network_eval.h"
+#include "eval/network/forward.h"
 
 #include <cmath>
 #include <cstring>
@@ -11,8 +11,8 @@
 
 #include "control/output.h"
 #include "eval/evaluate.h"
-#include "eval/network_file.h"
-#include "eval/network_rows.h"
+#include "eval/network/file.h"
+#include "eval/network/rows.h"
 
 constexpr int ENEMY_ROWS = 384;  // rows of the perspective's own pieces come first
 constexpr int BUCKET_ROWS = 768;

@@ -1,5 +1,5 @@
 // The inner loop of the network: one perspective's sums, activation and share of the output in one walk.
-// Used by network_eval; a portable twin gives the same numbers.
+// Used by forward; a portable twin gives the same numbers.
 #pragma once
 
 #include "platform/integers.h"

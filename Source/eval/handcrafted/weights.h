@@ -3,7 +3,7 @@
 // Each entry equals what the products of packed_share give at that place.
 #pragma once
 
-#include "eval/parameters.h"
+#include "eval/handcrafted/parameters.h"
 
 enum PASSER_STATE { PASSER_BLOCKED, PASSER_MOBILE, PASSER_FREE };
 enum OUTPOST_STATE { OUTPOST_NONE, OUTPOST_EYED, OUTPOST_HELD, OUTPOST_DEFENDED };

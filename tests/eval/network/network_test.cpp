@@ -10,10 +10,10 @@
 #include "board/moves.h"
 #include "control/output.h"
 #include "control/settings.h"
-#include "eval/network_eval.h"
-#include "eval/network_file.h"
-#include "eval/network_rows.h"
-#include "eval/reference_network.h"
+#include "eval/network/file.h"
+#include "eval/network/forward.h"
+#include "eval/network/reference_network.h"
+#include "eval/network/rows.h"
 #include "support/engine.h"
 #include "support/shared_data.h"
 
@@ -98,7 +98,7 @@ void operator delete(void *block, std::size_t, std::align_val_t alignment) noexc
 
 TEST_F(Network, EmbeddedNetworkIsWhatTheFileSays) {
     EXPECT_EQ(load("embedded"), "info string loaded embedded network\n");
-    const std::string path = project_path("Source/eval/embedded_network.bin");
+    const std::string path = project_path("Source/eval/network/embedded_network.bin");
     std::ifstream file(path, std::ios::binary);
     const std::string bytes((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
     ASSERT_GT(bytes.size(), 24u);

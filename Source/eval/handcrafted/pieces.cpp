@@ -1,10 +1,10 @@
 // Knights to queens, king safety, and threats. Every stage runs per colour; `own` and `enemy` are
 // the piece sets of that colour by type, [0] all.
-#include "eval/hand_eval_pieces.h"
+#include "eval/handcrafted/pieces.h"
 
 #include "board/attacks.h"
-#include "eval/eval_weights.h"
-#include "eval/hand_eval_pawns.h"
+#include "eval/handcrafted/pawns.h"
+#include "eval/handcrafted/weights.h"
 
 constexpr Bitboard CENTRE_BOX = 0x00003C3C3C3C0000ULL;  // c3..f6
 constexpr Bitboard ENEMY_HALF[2] = {0xFFFFFFFF00000000ULL, 0x00000000FFFFFFFFULL};

@@ -1,6 +1,6 @@
 // The network's inner loop with 256-bit instructions. A tile of sums stays in registers from the first
 // row to the output product, so that each word of memory is touched once.
-#include "eval/network_rows.h"
+#include "eval/network/rows.h"
 
 #include <immintrin.h>
 

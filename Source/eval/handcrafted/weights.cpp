@@ -1,5 +1,5 @@
 // The factors of the evaluation's scaled terms, and the ready-made weights.
-#include "eval/eval_weights.h"
+#include "eval/handcrafted/weights.h"
 
 #include "board/types.h"
 

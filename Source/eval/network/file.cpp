@@ -1,7 +1,7 @@
 // The owner of the network in memory: its three sources (a file, the block built into the program, an
 // empty one for the tools), the header and its geometry. Called at start and by the option; the forward
 // pass reads what stands here.
-#include "eval/network_file.h"
+#include "eval/network/file.h"
 
 #include <cstdio>
 #include <cstdlib>

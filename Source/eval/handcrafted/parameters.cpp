@@ -1,11 +1,11 @@
 // Registration of the parameter table, the reader of the parameter text, and a table's print-out.
-#include "eval/parameters.h"
+#include "eval/handcrafted/parameters.h"
 
 #include <cstring>
 
 #include "control/output.h"
-#include "eval/eval_weights.h"
-#include "eval/parameter_text.h"
+#include "eval/handcrafted/parameter_text.h"
+#include "eval/handcrafted/weights.h"
 
 ParamRecord param_table[PARAM_TABLE_SIZE];
 int param_count;

@@ -1,14 +1,14 @@
 // The frame of the hand-crafted evaluation. Each side's terms add up in one packed word; the order
 // of the stages matters, since later ones read the attack sets that earlier ones leave.
-#include "eval/hand_eval.h"
+#include "eval/handcrafted/hand_eval.h"
 
 #include <algorithm>
 #include <cmath>
 
 #include "board/attacks.h"
-#include "eval/hand_eval_pawns.h"
-#include "eval/hand_eval_pieces.h"
-#include "eval/parameters.h"
+#include "eval/handcrafted/parameters.h"
+#include "eval/handcrafted/pawns.h"
+#include "eval/handcrafted/pieces.h"
 
 // A king on the edge has its zone moved one step in, so that every zone has nine squares.
 static const u8 ZONE_CENTRE[8] = {1, 1, 2, 3, 4, 5, 6, 6};

@@ -1,10 +1,10 @@
 // The parameter table: its order and values, and the reader of its text.
-#include "eval/parameters.h"
+#include "eval/handcrafted/parameters.h"
 
 #include <cstring>
 #include <string>
 
-#include "eval/eval_weights.h"
+#include "eval/handcrafted/weights.h"
 #include "gtest/gtest.h"
 #include "support/engine.h"
 

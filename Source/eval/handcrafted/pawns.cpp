@@ -1,11 +1,11 @@
 // Pawn structure, passed pawns and candidates.
-#include "eval/hand_eval_pawns.h"
+#include "eval/handcrafted/pawns.h"
 
 #include <algorithm>
 
 #include "board/attacks.h"
 #include "board/exchange.h"
-#include "eval/eval_weights.h"
+#include "eval/handcrafted/weights.h"
 
 // Part of the cache key beside the pawns: which king stands on the queen side.
 constexpr u64 WHITE_QUEENSIDE_KEY = 0x6C43EB52AULL;

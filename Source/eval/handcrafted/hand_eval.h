@@ -1,5 +1,5 @@
 // The hand-crafted evaluation: its frame (set-up, order of the stages, blend, ending scale). The
-// stages stand in hand_eval_pawns and hand_eval_pieces. Called by evaluate and by the trace.
+// stages are in pawns and pieces. Called by evaluate and by the trace.
 #pragma once
 
 #include "board/thread_state.h"

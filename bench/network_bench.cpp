@@ -29,9 +29,10 @@ void by_difference(benchmark::State &state) {
     near[1] = thread->position;
     int which = 0;
     thread->eval_ply = 3;
+    int score;
     for (auto _ : state) {
         thread->position = near[which ^= 1];
-        benchmark::DoNotOptimize(network_eval(thread));
+        benchmark::DoNotOptimize(network_eval(thread, &score));
     }
 }
 BENCHMARK(by_difference)->DenseRange(0, 3);
@@ -46,9 +47,10 @@ void between_siblings(benchmark::State &state) {
     }
     std::size_t which = 0;
     thread->eval_ply = 3;
+    int score;
     for (auto _ : state) {
         thread->position = siblings[which = (which + 1) % 3];
-        benchmark::DoNotOptimize(network_eval(thread));
+        benchmark::DoNotOptimize(network_eval(thread, &score));
     }
 }
 BENCHMARK(between_siblings);
@@ -57,7 +59,8 @@ void rebuild(benchmark::State &state) {
     ThreadState *thread = start_engine();
     set_position_from_text(&thread->position, state.range(0) ? MIDDLE_GAME : STARTPOS_FEN);
     thread->eval_ply = 1;
-    for (auto _ : state) benchmark::DoNotOptimize(network_eval(thread));
+    int score;
+    for (auto _ : state) benchmark::DoNotOptimize(network_eval(thread, &score));
 }
 BENCHMARK(rebuild)->DenseRange(0, 1);
 

@@ -11,7 +11,7 @@
 #include "control/options.h"
 #include "control/output.h"
 #include "control/settings.h"
-#include "eval/handcrafted/parameters.h"
+#include "eval/handcrafted/weights.h"
 #include "eval/kpk.h"
 #include "eval/network/file.h"
 #include "eval/network/forward.h"
@@ -144,8 +144,7 @@ int main(int argc, char **argv) {
     set_timer_period();
     if (settings.config_path[0]) load_config_file();
     if (settings.log_on && !log_file) open_log();
-    init_parameters();
-    load_parameter_text();
+    load_weights();
     load_network();
     if (std::strlen(settings.syzygy_path) > 1) tb_init();
 

@@ -9,7 +9,7 @@
 #include "eval/handcrafted/hand_eval.h"
 #include "eval/network/forward.h"
 
-u8 root_side;
+u8 contempt_side = NO_CONTEMPT;
 
 constexpr int CACHE_FIRST_PLY = 3;     // earlier plies are always computed afresh
 constexpr int CONTEMPT_FIRST_PLY = 5;  // of the game: no contempt in the first moves
@@ -27,6 +27,11 @@ static int contempt_term(const Position &position) {
     const double share = settings.contempt * 0.0001201923076923077 * material;                 // 1 / 8320
     const double drift = settings.contempt_drift * 0.0002403846153846154 * (material - 4160);  // 1 / 4160
     return static_cast<int>(share + drift);
+}
+
+void choose_contempt_side(const ThreadState *master, bool benchmark) {
+    const bool on = master->game_ply >= CONTEMPT_FIRST_PLY && !benchmark;
+    contempt_side = on ? static_cast<u8>(master->position.stm) : NO_CONTEMPT;
 }
 
 // Recognised endings are not cached. Cached scores include the contempt at the time they were computed; the cache
@@ -48,15 +53,15 @@ int evaluate(ThreadState *thread, int side, int ply, int in_check) {
     }
 
     if (settings.use_nn) {
-        score = network_eval(thread);
+        if (!network_eval(thread, &score)) score = NO_NETWORK_SCORE;
         if (has_opposite_bishops(position)) score -= score / 4;
     } else {
         score = hand_eval(thread);
     }
 
-    if (root_thread_state->game_ply >= CONTEMPT_FIRST_PLY && !(read_search_state() & SEARCH_BENCH)) {
+    if (contempt_side != NO_CONTEMPT) {
         const int term = contempt_term(position);
-        score += side == root_side ? term : -term;
+        score += side == contempt_side ? term : -term;
     }
 
     entry.key = position.key;

@@ -4,10 +4,15 @@
 
 #include "board/thread_state.h"
 
-// Side to move of the master at the start of a search: contempt is on its side. Set by search_setup.
-extern u8 root_side;
+constexpr u8 NO_CONTEMPT = 2;
+// The side that contempt favours in the current search: WHITE, BLACK or NO_CONTEMPT.
+extern u8 contempt_side;
+// Sets contempt_side before a search from the master's position. A benchmark, and the first moves of a game, have no
+// contempt.
+void choose_contempt_side(const ThreadState *master, bool benchmark);
 
-constexpr int EVAL_LIMIT = 2500;  // the network's range either way
+// What a search gets as a score if the network cannot be evaluated for lack of memory.
+constexpr int NO_NETWORK_SCORE = -10001;
 
 // Score for `side` in centipawns, about -2600..2600 (hand-crafted -9000..9000). `in_check` non-zero: the side to
 // move is in check, which has no static score: -2500.

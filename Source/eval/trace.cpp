@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "control/output.h"
+#include "eval/evaluate.h"
 #include "eval/handcrafted/hand_eval.h"
 #include "eval/handcrafted/parameters.h"
 #include "eval/network/forward.h"
@@ -12,14 +13,14 @@ static void print_term(const char *label, int white, int black, int material) {
     print_plain("%-10s  %4d   %4d    %4d\n", label, white, black, material);
 }
 
-static void print_stage(const EvalScratch &scratch, const char *label, TRACE_TERM term) {
+static void print_stage(const EvalScratch &scratch, const char *label, TraceTerm term) {
     print_term(label, blend_score(scratch.trace_terms[term][WHITE], scratch.phase),
                blend_score(scratch.trace_terms[term][BLACK], scratch.phase), 0);
 }
 
 // A stage of one piece type with the material taken out, and the material in a column of its own.
 // Returns the material difference from white's view.
-static int print_piece_stage(const ThreadState *thread, const char *label, TRACE_TERM term, int type,
+static int print_piece_stage(const ThreadState *thread, const char *label, TraceTerm term, int type,
                              const ParamRecord *material) {
     const EvalScratch &scratch = thread->scratch;
     int worth[2], positional[2];
@@ -60,7 +61,8 @@ void trace_eval(ThreadState *thread, int mode, int quiescence_score) {
     const Position &position = thread->position;
     EvalScratch &scratch = thread->scratch;
     scratch.trace_on = 1;
-    const int network_score = network_eval(thread);
+    int network_score = NO_NETWORK_SCORE;
+    static_cast<void>(network_eval(thread, &network_score));
     const int hand_score = hand_eval(thread);
     scratch.trace_on = 0;
 

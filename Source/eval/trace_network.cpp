@@ -15,11 +15,11 @@ struct HiddenRange {
 
 // One perspective's half: the nodes with a noteworthy share; returns the sum of all shares.
 static float trace_half(const char *name, const i16 *hidden, const i16 *weights, HiddenRange *range) {
-    const float activation_scale = static_cast<float>(net_activation_scale);
-    const float scale = static_cast<float>(net_output_scale) / (activation_scale * activation_scale);
+    const float activation_scale = static_cast<float>(network.activation_scale);
+    const float scale = static_cast<float>(network.output_scale) / (activation_scale * activation_scale);
     print_plain("%s nodes contributing more than %.0f cp\n", name, static_cast<double>(NOTEWORTHY));
     float sum = 0.0f;
-    for (int i = 0; i < net_hidden_size / 2; ++i) {
+    for (int i = 0; i < network.hidden_size / 2; ++i) {
         const float share = static_cast<float>(hidden[i]) * static_cast<float>(weights[i]) * scale;
         sum += share;
         if (std::fabs(share) > NOTEWORTHY)
@@ -31,13 +31,13 @@ static float trace_half(const char *name, const i16 *hidden, const i16 *weights,
 }
 
 void trace_network(ThreadState *thread) {
-    network_eval(thread);
-    if (!fill_accumulator(thread)) return;  // no memory, as the line printed has said
+    int score;
+    if (!network_eval(thread, &score) || !fill_accumulator(thread)) return;
     const i16 *white_row, *black_row;
     network_output_rows(thread, &white_row, &black_row);
     HiddenRange range{99999, -99999};
     const float white = trace_half("HL1wp", thread->accumulator, white_row, &range);
-    const float black = trace_half("HL1bp", thread->accumulator + net_hidden_size / 2, black_row, &range);
+    const float black = trace_half("HL1bp", thread->accumulator + network.hidden_size / 2, black_row, &range);
     print_plain("\n nneval= %5.0f, ev_wp= %5.0f, ev_bp= %5.0f, output node= %d\n\n", static_cast<double>(white + black),
                 static_cast<double>(white), static_cast<double>(black), thread->output_head);
     print_plain("\n hmin= %d, hmax= %d\n\n", range.low, range.high);

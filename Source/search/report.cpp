@@ -9,7 +9,6 @@
 #include "board/notation.h"
 #include "control/output.h"
 #include "control/settings.h"
-#include "eval/evaluate.h"
 #include "search/hash_table.h"
 #include "search/interior.h"
 #include "search/parallel.h"

@@ -66,6 +66,7 @@ void search_setup() {
 
     // 4-5. Published state, age stamp.
     root_side = root_thread_state->position.stm;
+    choose_contempt_side(root_thread_state, (read_search_state() & SEARCH_BENCH) != 0);
     root_thread_state->ply = 1;
     stop_search = 0;
     search_depth = 0;

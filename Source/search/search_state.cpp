@@ -2,6 +2,7 @@
 #include "search/search_state.h"
 
 SpinLock search_lock;
+u8 root_side;
 Relaxed<u16> best_pv[PV_SIZE];
 Relaxed<i16> best_score;
 Relaxed<i16> best_depth;

@@ -15,6 +15,7 @@ constexpr int DEPTH_RECORDS = 128;  // per-depth accounts; a tablebase answer pu
 // Guards depth_nodes and `rand`.
 extern SpinLock search_lock;
 
+extern u8 root_side;                   // side to move at the root
 extern Relaxed<u16> best_pv[PV_SIZE];  // word 1 the best move, 2 the ponder move
 extern Relaxed<i16> best_score;
 extern Relaxed<i16> best_depth;

@@ -5,7 +5,6 @@
 #include <cstdlib>
 
 #include "control/settings.h"
-#include "eval/evaluate.h"
 #include "platform/clock.h"
 #include "search/search_state.h"
 

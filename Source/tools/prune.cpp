@@ -29,8 +29,8 @@ static void add_contributions(float *stats, const i16 *hidden, const i16 *weight
 
 // Zeroed arrays, on the first usable record; false with a message without memory.
 static bool have_arrays() {
-    const std::size_t nodes = static_cast<std::size_t>(net_hidden_size);
-    const std::size_t weights = static_cast<std::size_t>(net_weight_count);
+    const std::size_t nodes = static_cast<std::size_t>(network.hidden_size);
+    const std::size_t weights = static_cast<std::size_t>(network.weight_count);
     if (!prune_stats) prune_stats = static_cast<float *>(std::calloc(nodes, sizeof(float)));
     if (!prune_stats) {
         print_line("alloc for stats failed");
@@ -43,14 +43,15 @@ static bool have_arrays() {
 
 static void collect_stats(const TrainRecord *records, i64 count) {
     ThreadState *thread = root_thread_state;
-    const int half = net_hidden_size / 2;
+    const int half = network.hidden_size / 2;
     for (i64 i = 0; i < count; ++i) {
         float target;
         const u8 *bytes = reinterpret_cast<const u8 *>(records);
         if (!set_position_from_record(bytes, static_cast<u32>(i), &thread->position, &target)) continue;
         if (!have_arrays()) continue;
-        thread->eval_ply = 0;                                   // the sums are rebuilt for each record
-        if (network_eval(thread) == -SCORE_INFINITE) continue;  // no memory for the pass
+        thread->eval_ply = 0;  // the sums are rebuilt for each record
+        int score;
+        if (!network_eval(thread, &score)) continue;
         fill_accumulator(thread);
         const i16 *white_row, *black_row;
         network_output_rows(thread, &white_row, &black_row);
@@ -78,16 +79,16 @@ static int take_strongest(int half) {
 // Copies the weights of hidden pair `best` to place r of the new network.
 static void copy_pair(int r, int best) {
     constexpr int PRUNED_SIZE = 2 * PRUNED_PAIRS;
-    const int hidden = net_hidden_size, half = hidden / 2, rows = net_king_buckets * 768;
-    for (int row = 0; row < rows; ++row) prune_weights[row * PRUNED_PAIRS + r] = first_layer_weights[row * half + best];
+    const int hidden = network.hidden_size, half = hidden / 2, rows = network.king_buckets * 768;
+    for (int row = 0; row < rows; ++row) prune_weights[row * PRUNED_PAIRS + r] = network.first_layer[row * half + best];
     i16 *outputs = prune_weights + rows * PRUNED_PAIRS;
     for (int head = 0; head < 8; ++head) {
-        outputs[head * PRUNED_SIZE + r] = output_weights[head * hidden + best];
-        outputs[head * PRUNED_SIZE + PRUNED_PAIRS + r] = output_weights[head * hidden + half + best];
+        outputs[head * PRUNED_SIZE + r] = network.output_rows[head * hidden + best];
+        outputs[head * PRUNED_SIZE + PRUNED_PAIRS + r] = network.output_rows[head * hidden + half + best];
     }
     i16 *biases = outputs + 8 * PRUNED_SIZE;
-    biases[r] = hidden_biases[best];
-    biases[PRUNED_PAIRS + r] = hidden_biases[half + best];
+    biases[r] = network.hidden_biases[best];
+    biases[PRUNED_PAIRS + r] = network.hidden_biases[half + best];
 }
 
 // Little-endian, whatever the machine.
@@ -100,12 +101,12 @@ static void write_word(int word, std::FILE *out) {
 static void write_network(const char *path) {
     std::FILE *out = std::fopen(path, "wb");
     if (!out) return;
-    for (const int field : {net_id, net_activation_scale, net_weight_scale, net_output_scale, net_king_buckets,
-                            net_flags, net_hidden_size, 0, 0, net_output_count})
+    for (const int field : {network.id, network.activation_scale, network.weight_scale, network.output_scale,
+                            network.king_buckets, network.flags, network.hidden_size, 0, 0, network.output_count})
         write_word(field, out);
-    write_word(net_weight_count, out);
-    write_word(net_weight_count >> 16, out);
-    for (i32 i = 0; i < net_weight_count; ++i) write_word(prune_weights[i], out);
+    write_word(network.weight_count, out);
+    write_word(network.weight_count >> 16, out);
+    for (i32 i = 0; i < network.weight_count; ++i) write_word(prune_weights[i], out);
     close_output(out, path);
 }
 
@@ -113,11 +114,11 @@ void prune_to_file(const TrainRecord *records, i64 count, const char *output_pat
     print_line("Collecting stats ...\n");
     collect_stats(records, count);
     print_line("Writing pruned net to pruned.bin ...\n");
-    if (net_hidden_size > 2 * PRUNED_PAIRS + 1 && prune_stats && prune_weights) {
-        const int half = net_hidden_size / 2;
+    if (network.hidden_size > 2 * PRUNED_PAIRS + 1 && prune_stats && prune_weights) {
+        const int half = network.hidden_size / 2;
         for (int r = 0; r < PRUNED_PAIRS; ++r) copy_pair(r, take_strongest(half));
-        net_hidden_size = 2 * PRUNED_PAIRS;
-        net_weight_count = net_king_buckets * 768 * PRUNED_PAIRS + 9 * 2 * PRUNED_PAIRS;
+        network.hidden_size = 2 * PRUNED_PAIRS;
+        network.weight_count = network.king_buckets * 768 * PRUNED_PAIRS + 9 * 2 * PRUNED_PAIRS;
         write_network(output_path);
     }
     std::free(prune_stats);

@@ -17,13 +17,13 @@ struct Evaluate : ::testing::Test {
 
     Evaluate() {
         for (EvalCacheEntry &entry : thread->eval_cache) entry = {0x123456789ABCDEFULL, 0};
-        root_side = WHITE;
+        contempt_side = NO_CONTEMPT;
         settings.contempt = 0;
     }
     ~Evaluate() override {
         start_engine();
         thread->game_ply = 0;
-        root_side = WHITE;
+        contempt_side = NO_CONTEMPT;
     }
     void set(const char *fen) {
         set_position_from_text(&thread->position, fen);
@@ -37,7 +37,9 @@ struct Evaluate : ::testing::Test {
     int network(const char *fen) {
         set(fen);
         thread->eval_ply = 1;
-        return network_eval(thread);
+        int score = NO_NETWORK_SCORE;
+        EXPECT_TRUE(network_eval(thread, &score));
+        return score;
     }
     EvalCacheEntry &entry(int side) { return thread->eval_cache[(thread->position.key & 0xFFF) + 4096 * side]; }
     bool cached(int side) { return entry(side).key == thread->position.key; }
@@ -196,8 +198,7 @@ TEST_F(Evaluate, HandCraftedEvaluationInstead) {
 TEST_F(Evaluate, ContemptByMaterialAndSide) {
     const auto term = [&](const char *fen, u8 engine) {
         const int raw = network(fen);
-        root_side = engine;
-        thread->game_ply = 5;
+        contempt_side = engine;
         const int with = evaluate(thread, thread->position.stm, 1, 0);
         EXPECT_EQ(entry(thread->position.stm).score, with);
         return with - raw;
@@ -224,12 +225,13 @@ TEST_F(Evaluate, ContemptWaitsForTheFifthPly) {
     const int raw = network(STARTPOS_FEN);
     settings.contempt = 100;
     thread->game_ply = 4;
+    choose_contempt_side(thread, false);
     EXPECT_EQ(evaluate(thread, WHITE, 1, 0), raw);
     thread->game_ply = 5;
-    EXPECT_EQ(evaluate(thread, WHITE, 1, 0), raw + 118);
-    add_search_state(SEARCH_BENCH);
+    choose_contempt_side(thread, true);
     EXPECT_EQ(evaluate(thread, WHITE, 1, 0), raw);
-    clear_search_state(SEARCH_BENCH);
+    choose_contempt_side(thread, false);
+    EXPECT_EQ(evaluate(thread, WHITE, 1, 0), raw + 118);
     // It is the master's count that matters, on every thread.
     ThreadState *worker = allocate_thread_state(0);
     ASSERT_NE(worker, nullptr);
@@ -238,6 +240,7 @@ TEST_F(Evaluate, ContemptWaitsForTheFifthPly) {
     EXPECT_EQ(evaluate(worker, WHITE, 1, 0), raw + 118);
     worker->game_ply = 9;
     thread->game_ply = 4;
+    choose_contempt_side(thread, false);
     EXPECT_EQ(evaluate(worker, WHITE, 1, 0), raw);
     free_network_buffers(worker);
     free_thread_state(worker);

@@ -17,7 +17,7 @@ namespace {
 struct Trace : ::testing::Test {
     ThreadState *thread = start_engine();
 
-    Trace() { std::memset(net_weights, 0, sizeof(i16) * static_cast<std::size_t>(net_weight_count)); }
+    Trace() { std::memset(network.weights, 0, sizeof(i16) * static_cast<std::size_t>(network.weight_count)); }
     ~Trace() override {
         testing::internal::CaptureStdout();
         load_network();
@@ -33,7 +33,7 @@ struct Trace : ::testing::Test {
         trace_eval(thread, mode, quiescence_score);
         return testing::internal::GetCapturedStdout();
     }
-    std::string network(const std::string &fen) {
+    std::string nodes(const std::string &fen) {
         set(fen);
         testing::internal::CaptureStdout();
         trace_network(thread);
@@ -122,19 +122,19 @@ TEST_F(Trace, ParameterListing) {
 // Two hidden nodes of the start position count: 40 centipawns from white's half, which is listed, and
 // 5 from black's, which is only summed.
 TEST_F(Trace, NetworkNodeByNode) {
-    const int half = net_hidden_size / 2;
-    hidden_biases[3] = 1500;
-    output_weights[3] = 150;
-    hidden_biases[half + 7] = -6400;  // -100 behind the activation
-    output_weights[half + 7] = -300;
-    EXPECT_EQ(network("rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq -"),
+    const int half = network.hidden_size / 2;
+    network.hidden_biases[3] = 1500;
+    network.output_rows[3] = 150;
+    network.hidden_biases[half + 7] = -6400;  // -100 behind the activation
+    network.output_rows[half + 7] = -300;
+    EXPECT_EQ(nodes("rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq -"),
               "HL1wp nodes contributing more than 20 cp\n"
               "   3.   1500 *   150 ->     40\n"
               "HL1bp nodes contributing more than 20 cp\n"
               "\n nneval=    45, ev_wp=    40, ev_bp=     5, output node= 0\n\n"
               "\n hmin= -100, hmax= 1500\n\n");
     // With black to move the first half of the row belongs to black: nothing meets a weight.
-    EXPECT_EQ(network("rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR b KQkq -"),
+    EXPECT_EQ(nodes("rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR b KQkq -"),
               "HL1wp nodes contributing more than 20 cp\n"
               "HL1bp nodes contributing more than 20 cp\n"
               "\n nneval=     0, ev_wp=     0, ev_bp=     0, output node= 0\n\n"

@@ -2,7 +2,6 @@
 #include "search/time_check.h"
 
 #include "control/settings.h"
-#include "eval/evaluate.h"
 #include "platform/clock.h"
 #include "search/parallel.h"
 #include "search/search_state.h"

@@ -2,7 +2,7 @@
 
 #include "board/attacks.h"
 #include "control/settings.h"
-#include "eval/handcrafted/parameters.h"
+#include "eval/handcrafted/weights.h"
 #include "eval/kpk.h"
 #include "eval/network/file.h"
 #include "search/hash_table.h"
@@ -16,8 +16,7 @@ ThreadState *start_engine() {
         init_attack_tables();
         init_kpk_table();
         allocate_hash_table();
-        init_parameters();
-        load_parameter_text();
+        load_weights();
         load_network();
     }
     hash_age = 0;

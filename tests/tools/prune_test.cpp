@@ -39,7 +39,7 @@ static void load_made_network(const ScratchDirectory &directory, int hidden, con
     testing::internal::CaptureStdout();
     load_network();
     testing::internal::GetCapturedStdout();
-    ASSERT_EQ(net_hidden_size, hidden);
+    ASSERT_EQ(network.hidden_size, hidden);
 }
 
 static void load_embedded_network() {
@@ -102,7 +102,7 @@ TEST(Prune, DropsTheWeakestPairAndSortsTheOthers) {
     testing::internal::CaptureStdout();
     load_network();
     EXPECT_NE(testing::internal::GetCapturedStdout().find("info string loaded "), std::string::npos);
-    EXPECT_EQ(net_hidden_size, 3072);
+    EXPECT_EQ(network.hidden_size, 3072);
     load_embedded_network();
 }
 
@@ -130,7 +130,7 @@ TEST(Prune, WithoutStrengthNodeZeroFillsThePlaces) {
 TEST(Prune, SmallNetworksAndEmptyFilesWriteNothing) {
     start_engine();
     ScratchDirectory directory;
-    EXPECT_EQ(net_hidden_size, 2560);
+    EXPECT_EQ(network.hidden_size, 2560);
     EXPECT_EQ(pruned({pawn_record("4k3/8/8/8/8/8/P7/4K3 w - -")}, directory), "");
     load_made_network(directory, 3080, [](int c) { return c; });
     EXPECT_EQ(pruned({}, directory), "");

@@ -65,7 +65,7 @@ static void set_up(const Position &position, EvalScratch &scratch) {
 }
 
 // For the trace: keeps what a stage added. `before` is the running score at the last snapshot.
-static void take_snapshot(EvalScratch &scratch, TRACE_TERM term, i32 (&before)[2]) {
+static void take_snapshot(EvalScratch &scratch, TraceTerm term, i32 (&before)[2]) {
     if (!scratch.trace_on) return;
     for (int side = WHITE; side <= BLACK; ++side) {
         scratch.trace_terms[term][side] =

@@ -5,7 +5,7 @@
 #include "board/thread_state.h"
 
 // Rows of EvalScratch::trace_terms.
-enum TRACE_TERM {
+enum TraceTerm {
     TRACE_PAWNS,
     TRACE_PASSERS,
     TRACE_KNIGHTS,

@@ -1,4 +1,4 @@
-// The values of the parameter table as the text that load_parameter_text reads: "name,mg,eg" lines in
+// The values of the parameter table as the text that load_weights reads: "name,mg,eg" lines in
 // centipawns; a table's line goes on over its 64 pairs. Below, a table is laid out with one rank per
 // row, the owner's first rank on top, files a..h from left to right.
 #include "eval/handcrafted/parameter_text.h"

@@ -1,4 +1,4 @@
-// The built-in parameter text, read once at start by load_parameter_text.
+// The built-in parameter text, read once at start by load_weights.
 #pragma once
 
 extern const char PARAMETER_TEXT[];

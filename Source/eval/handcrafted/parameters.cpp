@@ -4,8 +4,6 @@
 #include <cstring>
 
 #include "control/output.h"
-#include "eval/handcrafted/parameter_text.h"
-#include "eval/handcrafted/weights.h"
 
 ParamRecord param_table[PARAM_TABLE_SIZE];
 int param_count;
@@ -109,7 +107,6 @@ void init_parameters() {
     for (const NamedSlot &table : TABLES)
         for (int i = 0; i < 64; ++i) register_param_zero(table.slot + i, table.name);
     for (int i = 0; i < TTUNE_PARAMS; ++i) register_param_zero(nullptr, "ttune");
-    derive_eval_weights();
 }
 
 static bool ends_line(char c) { return c == '\n' || c == '\r' || c == ' '; }
@@ -160,10 +157,7 @@ void parse_parameter_text(const char *text) {
         if (end - text >= 5 && !skip) parse_line(text, end, &index);
         text = *end ? end + 1 : end;
     }
-    derive_eval_weights();
 }
-
-void load_parameter_text() { parse_parameter_text(PARAMETER_TEXT); }
 
 void print_pst_table(const char *title, ParamRecord *const *pointers) {
     print_plain("%s\n", title);

@@ -41,14 +41,12 @@ extern ParamRecord *ppush_threat, *pinned_piece, *mtl_imbalance, *stm_bonus;
 extern ParamRecord *PST_P1[64], *PST_P2[64], *PST_CP[64], *PST_DP[64];
 extern ParamRecord *PST_N[64], *PST_B[64], *PST_R[64], *PST_Q[64], *PST_K[64];
 
-// Registers all records in order, material at placeholder values and the rest at zero; once, before
-// load_parameter_text.
+// Registers all records in order, material at placeholder values and the rest at zero. Before
+// parse_parameter_text.
 void init_parameters();
 // Appends one record and puts its address into `slot`, which may be null. A full table takes no more.
 void register_param(ParamRecord **slot, const char *name, int mg, int eg);
 void register_param_zero(ParamRecord **slot, const char *name);
-// Reads the built-in text into the table.
-void load_parameter_text();
 // Reads a text of "name,mg,eg,mg,eg..." lines into the table: values go to the records in order, a
 // wrong name is reported with "error %s  %s" and its value stored all the same. Values that do not
 // fit a packed half are cut to it; pairs beyond the table are dropped.

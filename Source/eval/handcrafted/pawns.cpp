@@ -92,7 +92,7 @@ static u32 passed_pawns(const Position &position, EvalScratch &scratch) {
         Square stop = square + STEP;
         if (rank == 1 && !position.board[stop]) stop += STEP;
 
-        PASSER_STATE state = PASSER_BLOCKED;
+        PasserState state = PASSER_BLOCKED;
         if (!position.board[stop] && !is_push_losing<US>(position, scratch, square, stop)) {
             if (line & (scratch.low_attacks[THEM] | contested)) {
                 state = PASSER_MOBILE;

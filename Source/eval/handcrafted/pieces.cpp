@@ -43,7 +43,7 @@ static void store_sum(EvalScratch &scratch, const AttackSum &sum, int type) {
 
 // Standing on an outpost counts more than looking at one, most with a pawn behind.
 template <int US>
-static OUTPOST_STATE outpost_state(const EvalScratch &scratch, Square square, Bitboard reach) {
+static OutpostState outpost_state(const EvalScratch &scratch, Square square, Bitboard reach) {
     const Bitboard area = scratch.outpost_area[US];
     if (area >> square & 1) return scratch.attacks[US][PAWN] >> square & 1 ? OUTPOST_DEFENDED : OUTPOST_HELD;
     return reach & area ? OUTPOST_EYED : OUTPOST_NONE;

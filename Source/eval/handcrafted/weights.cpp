@@ -2,6 +2,7 @@
 #include "eval/handcrafted/weights.h"
 
 #include "board/types.h"
+#include "eval/handcrafted/parameter_text.h"
 
 EvalWeights eval_weights;
 
@@ -80,4 +81,10 @@ void derive_eval_weights() {
     for (int count = 0; count <= 9; ++count)
         eval_weights.pawn_shield[count] = packed_share(pawn_shield, static_cast<float>(count - 9) * 0.111f);
     fill_shares(eval_weights.king_pawn_distance, king_pawn_dist, PAWN_DISTANCE_WEIGHT);
+}
+
+void load_weights() {
+    init_parameters();
+    parse_parameter_text(PARAMETER_TEXT);
+    derive_eval_weights();
 }

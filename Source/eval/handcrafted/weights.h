@@ -5,8 +5,8 @@
 
 #include "eval/handcrafted/parameters.h"
 
-enum PASSER_STATE { PASSER_BLOCKED, PASSER_MOBILE, PASSER_FREE };
-enum OUTPOST_STATE { OUTPOST_NONE, OUTPOST_EYED, OUTPOST_HELD, OUTPOST_DEFENDED };
+enum PasserState { PASSER_BLOCKED, PASSER_MOBILE, PASSER_FREE };
+enum OutpostState { OUTPOST_NONE, OUTPOST_EYED, OUTPOST_HELD, OUTPOST_DEFENDED };
 
 struct EvalWeights {
     i32 piece_square[7][64];  // by piece type, square in the owner's frame; material of N B R Q included
@@ -17,9 +17,9 @@ struct EvalWeights {
     i32 bishop_mobility[15];
     i32 rook_mobility[15];
     i32 queen_mobility[28];
-    i32 knight_outpost[4];  // by OUTPOST_STATE
+    i32 knight_outpost[4];  // by OutpostState
     i32 bishop_outpost[4];
-    i32 passer[3][8];           // by PASSER_STATE and relative rank
+    i32 passer[3][8];           // by PasserState and relative rank
     i32 passer_own_king[8][7];  // by relative rank and distance 0..6
     i32 passer_enemy_king[8][7];
     i32 passer_connected[8];    // by relative rank
@@ -30,5 +30,7 @@ struct EvalWeights {
 
 extern EvalWeights eval_weights;
 
+// Fills the parameter table from the built-in text, and eval_weights from it. Once, at start.
+void load_weights();
 // Fills eval_weights from the parameter table; after every change of the table.
 void derive_eval_weights();

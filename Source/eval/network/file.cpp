@@ -13,22 +13,7 @@
 #include "platform/large_memory.h"
 #include "platform/process.h"
 
-int net_id;
-int net_activation_scale;
-int net_weight_scale;
-int net_output_scale;
-int net_king_buckets;
-int net_flags;
-int net_hidden_size;
-int net_output_count;
-i32 net_weight_count;
-i32 net_first_layer_count;
-u32 net_generation;
-
-i16 *net_weights;
-i16 *first_layer_weights;
-i16 *output_weights;
-i16 *hidden_biases;
+Network network;
 
 // The first 24 bytes of a network file, little-endian like the machine.
 struct NetworkHeader {
@@ -46,7 +31,7 @@ struct NetworkHeader {
 };
 static_assert(sizeof(NetworkHeader) == 24);
 
-static u64 block_bytes;  // size of net_weights; the counts can change under it (network pruning)
+static u64 block_bytes;  // size of network.weights; the counts can change under it (network pruning)
 
 // What the program's own network looks like, and what "new" makes.
 static constexpr NetworkHeader STANDARD_HEADER = {770, 1500, 3000, 400, 2, 1, 2560, 0, 0, 5, 1989120};
@@ -99,30 +84,32 @@ static bool has_defect(const NetworkHeader &header, i64 bytes, char text[DEFECT_
 // Takes over a header without defect and makes the block that it asks for, unset. Ends the program
 // when there is no memory for it.
 static void set_geometry(const NetworkHeader &header) {
-    net_id = header.id;
-    net_activation_scale = header.activation_scale;
-    net_weight_scale = header.weight_scale;
-    net_output_scale = header.output_scale;
-    net_king_buckets = king_buckets_of(header);
-    net_flags = 1;
-    net_hidden_size = header.hidden_size;
-    net_output_count = header.output_count;
-    net_first_layer_count = static_cast<i32>(first_layer_size(header));
-    net_weight_count = static_cast<i32>(weights_needed(header));
-    ++net_generation;
+    network.id = header.id;
+    network.activation_scale = header.activation_scale;
+    network.weight_scale = header.weight_scale;
+    network.output_scale = header.output_scale;
+    network.king_buckets = king_buckets_of(header);
+    network.flags = 1;
+    network.hidden_size = header.hidden_size;
+    network.output_count = header.output_count;
+    network.first_layer_count = static_cast<i32>(first_layer_size(header));
+    network.weight_count = static_cast<i32>(weights_needed(header));
+    ++network.generation;
 
-    block_bytes = static_cast<u64>(net_weight_count) * sizeof(i16);
-    net_weights = static_cast<i16 *>(allocate_large(block_bytes));
-    if (!net_weights) {
+    block_bytes = static_cast<u64>(network.weight_count) * sizeof(i16);
+    network.weights = static_cast<i16 *>(allocate_large(block_bytes));
+    if (!network.weights) {
         print_line("allocating memory for net failed!");
         end_process(1);
     }
-    first_layer_weights = net_weights;
-    output_weights = first_layer_weights + net_first_layer_count;
-    hidden_biases = output_weights + OUTPUT_ROWS * net_hidden_size;
+    network.first_layer = network.weights;
+    network.output_rows = network.first_layer + network.first_layer_count;
+    network.hidden_biases = network.output_rows + OUTPUT_ROWS * network.hidden_size;
 }
 
-static void clear_weights() { std::memset(net_weights, 0, static_cast<std::size_t>(net_weight_count) * sizeof(i16)); }
+static void clear_weights() {
+    std::memset(network.weights, 0, static_cast<std::size_t>(network.weight_count) * sizeof(i16));
+}
 
 static void widen_bytes(const i8 *bytes, i16 *words, std::size_t count) {
     for (std::size_t i = 0; i < count; ++i) words[i] = bytes[i];
@@ -130,14 +117,14 @@ static void widen_bytes(const i8 *bytes, i16 *words, std::size_t count) {
 
 // The weights of the file from where it stands, one or two bytes each. Returns how many came.
 static i64 read_weights(std::FILE *file, int width) {
-    const std::size_t total = static_cast<std::size_t>(net_weight_count);
-    if (width == 2) return static_cast<i64>(std::fread(net_weights, sizeof(i16), total, file));
+    const std::size_t total = static_cast<std::size_t>(network.weight_count);
+    if (width == 2) return static_cast<i64>(std::fread(network.weights, sizeof(i16), total, file));
     i8 chunk[4096];
     std::size_t done = 0;
     while (done < total) {
         const std::size_t wanted = total - done < sizeof chunk ? total - done : sizeof chunk;
         const std::size_t got = std::fread(chunk, 1, wanted, file);
-        widen_bytes(chunk, net_weights + done, got);
+        widen_bytes(chunk, network.weights + done, got);
         done += got;
         if (got < wanted) break;
     }
@@ -164,9 +151,9 @@ static bool read_network(std::FILE *file, char text[DEFECT_SIZE]) {
     if (has_defect(header, bytes_ahead(file), text)) return false;
     set_geometry(header);
     const i64 got = read_weights(file, weight_width(header));
-    if (got == net_weight_count) return true;
+    if (got == network.weight_count) return true;
     std::snprintf(text, DEFECT_SIZE, "cut short, %lld of %lld weights", static_cast<long long>(got),
-                  static_cast<long long>(net_weight_count));
+                  static_cast<long long>(network.weight_count));
     free_network();
     return false;
 }
@@ -187,9 +174,9 @@ static void load_embedded() {
     }
     set_geometry(header);
     const u8 *weights = embedded_network + sizeof header;
-    const std::size_t count = static_cast<std::size_t>(net_weight_count);
-    if (weight_width(header) == 2) std::memcpy(net_weights, weights, count * sizeof(i16));
-    else widen_bytes(reinterpret_cast<const i8 *>(weights), net_weights, count);
+    const std::size_t count = static_cast<std::size_t>(network.weight_count);
+    if (weight_width(header) == 2) std::memcpy(network.weights, weights, count * sizeof(i16));
+    else widen_bytes(reinterpret_cast<const i8 *>(weights), network.weights, count);
     print_line("info string loaded embedded network");
 }
 
@@ -228,6 +215,6 @@ void load_network() {
 }
 
 void free_network() {
-    free_large(net_weights, block_bytes);
-    net_weights = first_layer_weights = output_weights = hidden_biases = nullptr;
+    free_large(network.weights, block_bytes);
+    network.weights = network.first_layer = network.output_rows = network.hidden_biases = nullptr;
 }

@@ -10,16 +10,14 @@
 #include <new>
 
 #include "control/output.h"
-#include "eval/evaluate.h"
 #include "eval/network/file.h"
 #include "eval/network/rows.h"
 
 constexpr int ENEMY_ROWS = 384;  // rows of the perspective's own pieces come first
 constexpr int BUCKET_ROWS = 768;
-constexpr int MAX_CHANGED = 6;  // changed squares of a side up to which the difference pays
-constexpr int CLEAN_PLIES = 2;  // first plies of a search always start from the biases
-constexpr int MAX_STEPS = 128;  // every square emptied and filled again
-constexpr int NO_BUFFERS = -10001;
+constexpr int MAX_CHANGED = 6;           // changed squares of a side up to which the difference pays
+constexpr int CLEAN_PLIES = 2;           // first plies of a search always start from the biases
+constexpr int MAX_STEPS = 128;           // every square emptied and filled again
 constexpr float ROUNDING = 0.49999997f;  // the last float below one half
 constexpr std::align_val_t BUFFER_ALIGNMENT{64};
 
@@ -60,18 +58,18 @@ void free_network_buffers(ThreadState *thread) {
 // Makes the thread's buffers fit the network's size. False when memory runs out.
 static bool make_buffers(ThreadState *thread) {
     free_network_buffers(thread);
-    thread->accumulator = allocate_words(net_hidden_size);
+    thread->accumulator = allocate_words(network.hidden_size);
     thread->acc_cache = new (std::nothrow) AccumulatorCache();
     if (thread->acc_cache) {
-        thread->acc_cache->white_acc = allocate_words(net_hidden_size / 2);
-        thread->acc_cache->black_acc = allocate_words(net_hidden_size / 2);
+        thread->acc_cache->white_acc = allocate_words(network.hidden_size / 2);
+        thread->acc_cache->black_acc = allocate_words(network.hidden_size / 2);
     }
     if (!thread->accumulator || !thread->acc_cache || !thread->acc_cache->white_acc || !thread->acc_cache->black_acc) {
         free_network_buffers(thread);
         return false;
     }
     thread->acc_generation = 0;
-    thread->acc_hidden_size = net_hidden_size;
+    thread->acc_hidden_size = network.hidden_size;
     return true;
 }
 
@@ -79,7 +77,7 @@ static Frame frame_of(const Position &position) {
     constexpr int FILES_E_TO_H = 4;
     const int white_king = position.king_sq[WHITE];
     const int black_king = position.king_sq[BLACK];
-    const bool buckets = net_king_buckets == 2;
+    const bool buckets = network.king_buckets == 2;
     Frame frame;
     frame.mirror[WHITE] = white_king & FILES_E_TO_H ? 0 : 7;
     frame.mirror[BLACK] = black_king & FILES_E_TO_H ? 56 : 63;
@@ -91,12 +89,12 @@ static Frame frame_of(const Position &position) {
 // Appends the rows of a set of equal pieces, lowest square first.
 static inline void append_rows(RowLists &lists, const Frame &frame, int colour, int type, Bitboard squares,
                                bool subtract) {
-    const std::size_t row_length = static_cast<std::size_t>(net_hidden_size / 2);
+    const std::size_t row_length = static_cast<std::size_t>(network.hidden_size / 2);
     const int first = 64 * (type - 1);
     const i16 *white_rows =
-        first_layer_weights + row_length * (frame.bucket[WHITE] + first + (colour == WHITE ? 0 : ENEMY_ROWS));
+        network.first_layer + row_length * (frame.bucket[WHITE] + first + (colour == WHITE ? 0 : ENEMY_ROWS));
     const i16 *black_rows =
-        first_layer_weights + row_length * (frame.bucket[BLACK] + first + (colour == BLACK ? 0 : ENEMY_ROWS));
+        network.first_layer + row_length * (frame.bucket[BLACK] + first + (colour == BLACK ? 0 : ENEMY_ROWS));
     while (squares) {
         const Square square = pop_lowest(squares);
         lists.steps[WHITE][lists.count] = {white_rows + row_length * (square ^ frame.mirror[WHITE]), subtract};
@@ -109,7 +107,7 @@ static inline void append_rows(RowLists &lists, const Frame &frame, int colour, 
 static bool snapshot_serves(const ThreadState *thread, const Frame &frame) {
     const AccumulatorCache &cache = *thread->acc_cache;
     const Position &position = thread->position;
-    return thread->acc_generation == net_generation && frame.mirror[WHITE] == cache.mirror[WHITE] &&
+    return thread->acc_generation == network.generation && frame.mirror[WHITE] == cache.mirror[WHITE] &&
            frame.mirror[BLACK] == cache.mirror[BLACK] && frame.bucket[WHITE] == cache.king_bucket[WHITE] &&
            frame.bucket[BLACK] == cache.king_bucket[BLACK] &&
            popcount(position.pieces[0] ^ cache.white_sets[0]) <= MAX_CHANGED &&
@@ -154,7 +152,7 @@ static void record_snapshot(ThreadState *thread, const Frame &frame) {
         cache.mirror[colour] = frame.mirror[colour];
         cache.king_bucket[colour] = frame.bucket[colour];
     }
-    thread->acc_generation = net_generation;
+    thread->acc_generation = network.generation;
 }
 
 // Unpacks the counts and picks the output row: networks of five heads have one for each stage of the
@@ -171,14 +169,14 @@ static void select_head(ThreadState *thread) {
     }
     const int value =
         thread->net_material[0] > thread->net_material[1] ? thread->net_material[0] : thread->net_material[1];
-    if (net_output_count != TYPES) thread->output_head = 0;
+    if (network.output_count != TYPES) thread->output_head = 0;
     else thread->output_head = value >= 19 ? 0 : value >= 12 ? 1 : value >= 6 ? 2 : value >= 3 ? 3 : 4;
 }
 
 // The first half of a row belongs to the side to move.
 void network_output_rows(const ThreadState *thread, const i16 **white_row, const i16 **black_row) {
-    const i16 *row = output_weights + static_cast<std::size_t>(thread->output_head) * net_hidden_size;
-    const i16 *other = row + net_hidden_size / 2;
+    const i16 *row = network.output_rows + static_cast<std::size_t>(thread->output_head) * network.hidden_size;
+    const i16 *other = row + network.hidden_size / 2;
     *white_row = thread->position.stm == WHITE ? row : other;
     *black_row = thread->position.stm == WHITE ? other : row;
 }
@@ -186,9 +184,9 @@ void network_output_rows(const ThreadState *thread, const i16 **white_row, const
 // All in single precision. The bounds come before the conversion, which could not hold what a strange
 // network may give.
 static int score_of_sum(ThreadState *thread, i32 sum) {
-    const float scale = static_cast<float>(net_activation_scale);
+    const float scale = static_cast<float>(network.activation_scale);
     thread->raw_net_score = static_cast<float>(sum) / (scale * scale);
-    const float scaled = static_cast<float>(net_output_scale) * thread->raw_net_score;
+    const float scaled = static_cast<float>(network.output_scale) * thread->raw_net_score;
     const float rounded = scaled + std::copysign(ROUNDING, scaled);
     if (rounded >= static_cast<float>(EVAL_LIMIT)) return EVAL_LIMIT;
     if (rounded <= static_cast<float>(-EVAL_LIMIT)) return -EVAL_LIMIT;
@@ -196,14 +194,14 @@ static int score_of_sum(ThreadState *thread, i32 sum) {
 }
 
 // Both perspectives from the snapshot or from the biases, the new snapshot, and the output.
-int network_eval(ThreadState *thread) {
-    if (thread->acc_hidden_size != net_hidden_size && !make_buffers(thread)) {
+bool network_eval(ThreadState *thread, int *score) {
+    if (thread->acc_hidden_size != network.hidden_size && !make_buffers(thread)) {
         print_line("error initializing NN!");
-        return NO_BUFFERS;
+        return false;
     }
     const Position &position = thread->position;
     AccumulatorCache &cache = *thread->acc_cache;
-    const int half = net_hidden_size / 2;
+    const int half = network.hidden_size / 2;
     const Frame frame = frame_of(position);
     select_head(thread);
     thread->occupancy = occupied(position);
@@ -215,8 +213,8 @@ int network_eval(ThreadState *thread) {
         list_changes(position, cache, frame, lists);
     } else {
         list_all(position, frame, lists);
-        white_start = hidden_biases;
-        black_start = hidden_biases + half;
+        white_start = network.hidden_biases;
+        black_start = network.hidden_biases + half;
     }
     record_snapshot(thread, frame);
 
@@ -226,7 +224,8 @@ int network_eval(ThreadState *thread) {
     const HalfPass white = {white_start, lists.steps[WHITE], lists.count, cache.white_acc, white_row};
     const HalfPass black = {black_start, lists.steps[BLACK], lists.count, cache.black_acc, black_row};
     const u32 sum = pass_half(white, half) + pass_half(black, half);
-    return score_of_sum(thread, static_cast<i32>(sum));
+    *score = score_of_sum(thread, static_cast<i32>(sum));
+    return true;
 }
 
 bool fill_accumulator(ThreadState *thread) {

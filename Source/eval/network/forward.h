@@ -3,8 +3,11 @@
 
 #include "board/thread_state.h"
 
-// Score for the side to move of the thread's position, -2500..2500; -10001 when a buffer can't be had.
-int network_eval(ThreadState *thread);
+constexpr int EVAL_LIMIT = 2500;  // the network's range either way, in centipawns
+
+// Stores the score for the side to move of the thread's position, -EVAL_LIMIT..EVAL_LIMIT. Returns false, prints
+// "error initializing NN!" and stores nothing if the thread's buffers cannot be allocated.
+bool network_eval(ThreadState *thread, int *score);
 // Puts the last pass's hidden values after activation into thread->accumulator, white half first; the
 // pass itself keeps only the raw sums. False before the first pass.
 bool fill_accumulator(ThreadState *thread);

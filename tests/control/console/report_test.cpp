@@ -81,7 +81,9 @@ TEST_F(ConsoleReport, NetworkReportIsTheNetworksScore) {
         const std::string printed = run("ev2");
         const std::size_t at = printed.find(" nneval= ");
         ASSERT_NE(at, std::string::npos);
-        EXPECT_NEAR(std::atoi(printed.c_str() + at + 9), network_eval(root_thread_state), 1) << text;
+        int score = 0;
+        ASSERT_TRUE(network_eval(root_thread_state, &score));
+        EXPECT_NEAR(std::atoi(printed.c_str() + at + 9), score, 1) << text;
     }
 }
 

@@ -85,7 +85,7 @@ struct HandEval : ::testing::Test {
         scratch.trace_on = 0;
         return result;
     }
-    i32 term(const std::string &fen, TRACE_TERM which, int side) {
+    i32 term(const std::string &fen, TraceTerm which, int side) {
         score(fen);
         return scratch.trace_terms[which][side];
     }

@@ -12,13 +12,11 @@ namespace {
 
 struct Parameters : ::testing::Test {
     Parameters() { start_engine(); }
-    ~Parameters() override {
-        init_parameters();
-        load_parameter_text();
-    }
+    ~Parameters() override { load_weights(); }
     std::string parse(const std::string &text) {
         testing::internal::CaptureStdout();
         parse_parameter_text(text.c_str());
+        derive_eval_weights();
         return testing::internal::GetCapturedStdout();
     }
 };
@@ -85,7 +83,7 @@ TEST_F(Parameters, LoadingTwiceChangesNothing) {
     static ParamRecord before[PARAM_TABLE_SIZE];
     std::memcpy(before, param_table, sizeof(before));
     testing::internal::CaptureStdout();
-    load_parameter_text();
+    load_weights();
     EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
     EXPECT_EQ(std::memcmp(before, param_table, sizeof(before)), 0);
 }

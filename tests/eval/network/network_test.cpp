@@ -22,14 +22,20 @@ namespace {
 // While set, aligned allocations that may fail do fail.
 bool refuse_memory;
 
-struct Network : ::testing::Test {
+int network_score(ThreadState *thread) {
+    int score = 0;
+    EXPECT_TRUE(network_eval(thread, &score));
+    return score;
+}
+
+struct NetworkTest : ::testing::Test {
     ThreadState *thread = start_engine();
 
     // Sets up a position and evaluates it at `ply`.
     int score_of(const char *fen, int ply) {
         set_position_from_text(&thread->position, fen);
         thread->eval_ply = static_cast<i16>(ply);
-        return network_eval(thread);
+        return network_score(thread);
     }
     // Loads a file (or source) and returns what was printed.
     std::string load(const std::string &name) {
@@ -38,7 +44,7 @@ struct Network : ::testing::Test {
         load_network();
         return ::testing::internal::GetCapturedStdout();
     }
-    ~Network() override {
+    ~NetworkTest() override {
         load("embedded");
         refuse_memory = false;
     }
@@ -62,7 +68,7 @@ void random_step(ThreadState *thread, u32 &seed, const char *fen) {
 
 void compare_halves(ThreadState *thread, const ReferencePass &reference) {
     ASSERT_TRUE(fill_accumulator(thread));
-    const int half = reference.network->half();
+    const int half = reference.sample->half();
     for (int node = 0; node < half; ++node) {
         ASSERT_EQ(thread->acc_cache->white_acc[node], reference.sums[node]) << node;
         ASSERT_EQ(thread->acc_cache->black_acc[node], reference.sums[half + node]) << node;
@@ -96,7 +102,7 @@ void operator delete(void *block, std::size_t, std::align_val_t alignment) noexc
     ::operator delete(block, alignment);
 }
 
-TEST_F(Network, EmbeddedNetworkIsWhatTheFileSays) {
+TEST_F(NetworkTest, EmbeddedNetworkIsWhatTheFileSays) {
     EXPECT_EQ(load("embedded"), "info string loaded embedded network\n");
     const std::string path = project_path("Source/eval/network/embedded_network.bin");
     std::ifstream file(path, std::ios::binary);
@@ -104,62 +110,62 @@ TEST_F(Network, EmbeddedNetworkIsWhatTheFileSays) {
     ASSERT_GT(bytes.size(), 24u);
     i16 header[10];
     std::memcpy(header, bytes.data(), sizeof header);
-    EXPECT_EQ(net_id, header[0]);
-    EXPECT_EQ(net_activation_scale, header[1]);
-    EXPECT_EQ(net_hidden_size, header[6]);
-    EXPECT_EQ(net_output_count, header[9]);
-    EXPECT_EQ(net_weight_count, net_king_buckets * net_hidden_size * 384 + 9 * net_hidden_size);
-    ASSERT_GE(net_weight_scale, 128);
-    ASSERT_EQ(bytes.size(), 24u + 2u * static_cast<std::size_t>(net_weight_count));
-    EXPECT_EQ(std::memcmp(net_weights, bytes.data() + 24, bytes.size() - 24), 0);
+    EXPECT_EQ(network.id, header[0]);
+    EXPECT_EQ(network.activation_scale, header[1]);
+    EXPECT_EQ(network.hidden_size, header[6]);
+    EXPECT_EQ(network.output_count, header[9]);
+    EXPECT_EQ(network.weight_count, network.king_buckets * network.hidden_size * 384 + 9 * network.hidden_size);
+    ASSERT_GE(network.weight_scale, 128);
+    ASSERT_EQ(bytes.size(), 24u + 2u * static_cast<std::size_t>(network.weight_count));
+    EXPECT_EQ(std::memcmp(network.weights, bytes.data() + 24, bytes.size() - 24), 0);
 }
 
-TEST_F(Network, NewNetworkHasTheStandardShape) {
+TEST_F(NetworkTest, NewNetworkHasTheStandardShape) {
     EXPECT_EQ(load("new"), "creating new net...\n");
-    EXPECT_EQ(net_id, 770);
-    EXPECT_EQ(net_activation_scale, 1500);
-    EXPECT_EQ(net_weight_scale, 3000);
-    EXPECT_EQ(net_output_scale, 400);
-    EXPECT_EQ(net_king_buckets, 2);
-    EXPECT_EQ(net_flags, 1);
-    EXPECT_EQ(net_hidden_size, 2560);
-    EXPECT_EQ(net_output_count, 5);
-    EXPECT_EQ(net_first_layer_count, 1966080);
-    EXPECT_EQ(net_weight_count, 1989120);
-    EXPECT_EQ(output_weights - first_layer_weights, 1966080);
-    EXPECT_EQ(hidden_biases - output_weights, 20480);
+    EXPECT_EQ(network.id, 770);
+    EXPECT_EQ(network.activation_scale, 1500);
+    EXPECT_EQ(network.weight_scale, 3000);
+    EXPECT_EQ(network.output_scale, 400);
+    EXPECT_EQ(network.king_buckets, 2);
+    EXPECT_EQ(network.flags, 1);
+    EXPECT_EQ(network.hidden_size, 2560);
+    EXPECT_EQ(network.output_count, 5);
+    EXPECT_EQ(network.first_layer_count, 1966080);
+    EXPECT_EQ(network.weight_count, 1989120);
+    EXPECT_EQ(network.output_rows - network.first_layer, 1966080);
+    EXPECT_EQ(network.hidden_biases - network.output_rows, 20480);
     EXPECT_EQ(score_of(KIWI, 1), 0);
 }
 
-TEST_F(Network, StoredBucketsMayBeFeatures) {
+TEST_F(NetworkTest, StoredBucketsMayBeFeatures) {
     for (const auto &[stored, buckets] : {std::pair<i16, int>{1536, 2}, {2, 2}, {768, 1}, {2303, 2}, {767, 767}}) {
-        TestNetwork network;
-        network.king_buckets = stored;
-        network.hidden_size = 2;
-        fill_weights(network, 100, 1);
-        const std::string path = write_network(network, "tarn_buckets.bin");
+        TestNetwork sample;
+        sample.king_buckets = stored;
+        sample.hidden_size = 2;
+        fill_weights(sample, 100, 1);
+        const std::string path = write_network(sample, "tarn_buckets.bin");
         EXPECT_EQ(load(path), "info string loaded " + path + "\n");
-        EXPECT_EQ(net_king_buckets, buckets);
-        EXPECT_EQ(net_first_layer_count, buckets * 768);
-        EXPECT_EQ(net_weight_count, buckets * 768 + 18);
-        EXPECT_EQ(net_flags, 1);
+        EXPECT_EQ(network.king_buckets, buckets);
+        EXPECT_EQ(network.first_layer_count, buckets * 768);
+        EXPECT_EQ(network.weight_count, buckets * 768 + 18);
+        EXPECT_EQ(network.flags, 1);
     }
 }
 
-TEST_F(Network, WeightScaleChoosesTheWidth) {
+TEST_F(NetworkTest, WeightScaleChoosesTheWidth) {
     for (const i16 scale : {i16{127}, i16{128}, i16{-5}}) {
-        TestNetwork network;
-        network.weight_scale = scale;
-        fill_weights(network, 127, 7);
-        network.weights[0] = -128;
-        const std::string path = write_network(network, "tarn_width.bin");
+        TestNetwork sample;
+        sample.weight_scale = scale;
+        fill_weights(sample, 127, 7);
+        sample.weights[0] = -128;
+        const std::string path = write_network(sample, "tarn_width.bin");
         EXPECT_EQ(load(path), "info string loaded " + path + "\n");
-        ASSERT_EQ(net_weight_count, network.total());
-        for (int i = 0; i < net_weight_count; ++i) ASSERT_EQ(net_weights[i], network.weights[i]) << i;
+        ASSERT_EQ(network.weight_count, sample.total());
+        for (int i = 0; i < network.weight_count; ++i) ASSERT_EQ(network.weights[i], sample.weights[i]) << i;
     }
 }
 
-TEST_F(Network, NamesAreComparedWhole) {
+TEST_F(NetworkTest, NamesAreComparedWhole) {
     EXPECT_EXIT(load("embedded2"), ::testing::ExitedWithCode(0), "");
     EXPECT_EXIT(load("new.bin"), ::testing::ExitedWithCode(0), "");
     EXPECT_EXIT(
@@ -172,21 +178,21 @@ TEST_F(Network, NamesAreComparedWhole) {
         ::testing::ExitedWithCode(0), "^info string can't open /no/such/file\n$");
 }
 
-TEST_F(Network, CutFilesFallBackToTheEmbeddedNetwork) {
+TEST_F(NetworkTest, CutFilesFallBackToTheEmbeddedNetwork) {
     load("embedded");
     const int expected = score_of(KIWI, 1);
-    TestNetwork network;
-    fill_weights(network, 300, 3);
-    const std::size_t size = 24 + 2 * network.weights.size();
+    TestNetwork sample;
+    fill_weights(sample, 300, 3);
+    const std::size_t size = 24 + 2 * sample.weights.size();
     const std::string loaded = "; using the embedded network\ninfo string loaded embedded network\n";
     for (const std::size_t left : {std::size_t{0}, std::size_t{1}, std::size_t{23}}) {
-        const std::string path = write_network(network, "tarn_cut.bin", size - left);
+        const std::string path = write_network(sample, "tarn_cut.bin", size - left);
         EXPECT_EQ(load(path), "info string " + path + ": header cut short" + loaded);
         EXPECT_EQ(score_of(KIWI, 1), expected);
     }
-    const std::string total = std::to_string(network.total());
+    const std::string total = std::to_string(sample.total());
     for (const std::size_t cut : {std::size_t{1}, std::size_t{2}, size - 24}) {
-        const std::string path = write_network(network, "tarn_cut.bin", cut);
+        const std::string path = write_network(sample, "tarn_cut.bin", cut);
         const std::string came = std::to_string((size - 24 - cut) / 2);
         EXPECT_EQ(load(path), "info string " + path + ": cut short, " + came + " of " + total + " weights" + loaded);
         EXPECT_EQ(score_of(KIWI, 1), expected);
@@ -196,48 +202,48 @@ TEST_F(Network, CutFilesFallBackToTheEmbeddedNetwork) {
     EXPECT_EQ(score_of(KIWI, 1), expected);
 }
 
-TEST_F(Network, AbsurdHeadersFallBackToTheEmbeddedNetwork) {
+TEST_F(NetworkTest, AbsurdHeadersFallBackToTheEmbeddedNetwork) {
     load("embedded");
     const int expected = score_of(KIWI, 1);
-    const auto refused = [&](const TestNetwork &network, const std::string &reason) {
-        TestNetwork small = network;  // a few weights behind the header, whatever it says
+    const auto refused = [&](const TestNetwork &absurd, const std::string &reason) {
+        TestNetwork small = absurd;  // a few weights behind the header, whatever it says
         small.weights.assign(1000, 5);
         const std::string path = write_network(small, "tarn_absurd.bin");
         EXPECT_EQ(load(path), "info string " + path + ": " + reason +
                                   "; using the embedded network\ninfo string loaded embedded network\n");
         EXPECT_EQ(score_of(KIWI, 1), expected);
     };
-    TestNetwork network;
+    TestNetwork sample;
     for (const i16 size : {i16{0}, i16{-2}, i16{63}, i16{-32768}, i16{32767}}) {
-        network.hidden_size = size;
-        refused(network, "hidden size " + std::to_string(size) + " is not a positive even number");
+        sample.hidden_size = size;
+        refused(sample, "hidden size " + std::to_string(size) + " is not a positive even number");
     }
-    network.hidden_size = 32766;
-    refused(network, "cut short, 1000 of 25459182 weights");
-    network.king_buckets = 767;
-    refused(network, "9650799342 weights are too many");
-    network.king_buckets = 0;
-    refused(network, "0 king buckets");
-    network.king_buckets = -3;
-    refused(network, "-3 king buckets");
-    network = TestNetwork();
-    network.activation_scale = 0;
-    refused(network, "activation scale 0");
+    sample.hidden_size = 32766;
+    refused(sample, "cut short, 1000 of 25459182 weights");
+    sample.king_buckets = 767;
+    refused(sample, "9650799342 weights are too many");
+    sample.king_buckets = 0;
+    refused(sample, "0 king buckets");
+    sample.king_buckets = -3;
+    refused(sample, "-3 king buckets");
+    sample = TestNetwork();
+    sample.activation_scale = 0;
+    refused(sample, "activation scale 0");
 }
 
-TEST_F(Network, MoreBytesThanNeededAreNoFault) {
-    TestNetwork network;
-    fill_weights(network, 300, 3);
-    network.weights.push_back(77);
-    network.weight_count = 12;  // never believed
-    const std::string path = write_network(network, "tarn_long.bin");
+TEST_F(NetworkTest, MoreBytesThanNeededAreNoFault) {
+    TestNetwork sample;
+    fill_weights(sample, 300, 3);
+    sample.weights.push_back(77);
+    sample.weight_count = 12;  // never believed
+    const std::string path = write_network(sample, "tarn_long.bin");
     EXPECT_EQ(load(path), "info string loaded " + path + "\n");
-    EXPECT_EQ(net_weight_count, network.total());
+    EXPECT_EQ(network.weight_count, sample.total());
 }
 
 // Random games on made-up networks of many sizes, each pass against the reference: sums, activated
 // values, head, unscaled output and score. Large weights saturate the sums, where the order shows.
-TEST_F(Network, ForwardPassEqualsTheReference) {
+TEST_F(NetworkTest, ForwardPassEqualsTheReference) {
     struct Case {
         i16 hidden_size, king_buckets, output_count, weight_scale;
         int limit;
@@ -249,16 +255,16 @@ TEST_F(Network, ForwardPassEqualsTheReference) {
     u32 seed = 99;
     int incremental = 0, rebuilt = 0, heads = 0, saturated = 0;
     for (const Case &shape : cases) {
-        TestNetwork network;
-        network.hidden_size = shape.hidden_size;
-        network.king_buckets = shape.king_buckets;
-        network.output_count = shape.output_count;
-        network.weight_scale = shape.weight_scale;
-        fill_weights(network, shape.limit, seed++);
-        const std::string path = write_network(network, "tarn_reference.bin");
+        TestNetwork sample;
+        sample.hidden_size = shape.hidden_size;
+        sample.king_buckets = shape.king_buckets;
+        sample.output_count = shape.output_count;
+        sample.weight_scale = shape.weight_scale;
+        fill_weights(sample, shape.limit, seed++);
+        const std::string path = write_network(sample, "tarn_reference.bin");
         ASSERT_EQ(load(path), "info string loaded " + path + "\n");
         ReferencePass reference;
-        reference.network = &network;
+        reference.sample = &sample;
         set_position_from_text(&thread->position, KIWI);
         for (int step = 0; step < 400; ++step) {
             // Mostly the next position; at times several moves on, or near the root.
@@ -267,7 +273,7 @@ TEST_F(Network, ForwardPassEqualsTheReference) {
             const int ply = next_random(seed) % 20 ? 3 : 2;
             thread->eval_ply = static_cast<i16>(ply);
             const int expected = reference.evaluate(thread->position, ply);
-            ASSERT_EQ(network_eval(thread), expected);
+            ASSERT_EQ(network_score(thread), expected);
             ASSERT_EQ(thread->output_head, reference.head);
             ASSERT_EQ(thread->raw_net_score, reference.raw);
             compare_halves(thread, reference);
@@ -284,11 +290,11 @@ TEST_F(Network, ForwardPassEqualsTheReference) {
 }
 
 // Some scores of a made-up network of full size, so that the numbers themselves stand fixed.
-TEST_F(Network, FixedScores) {
-    TestNetwork network;
-    network.hidden_size = 2560;
-    fill_weights(network, 150, 2024);
-    load(write_network(network, "tarn_fixed.bin"));
+TEST_F(NetworkTest, FixedScores) {
+    TestNetwork sample;
+    sample.hidden_size = 2560;
+    fill_weights(sample, 150, 2024);
+    load(write_network(sample, "tarn_fixed.bin"));
     const std::pair<const char *, int> expected[] = {
         {STARTPOS_FEN, -35},
         {KIWI, 116},
@@ -298,14 +304,14 @@ TEST_F(Network, FixedScores) {
         {"4k3/8/8/8/8/8/8/4KQ2 w - -", 93},
     };
     ReferencePass reference;
-    reference.network = &network;
+    reference.sample = &sample;
     for (const auto &[fen, score] : expected) {
         EXPECT_EQ(score_of(fen, 1), score) << fen;
         EXPECT_EQ(reference.evaluate(thread->position, 1), score) << fen;
     }
 }
 
-TEST_F(Network, GoldenScores) {
+TEST_F(NetworkTest, GoldenScores) {
     SKIP_WITHOUT_SHARED("golden/eval/network_early.tsv");
     for (const char *name : {"early", "random"}) {
         copy_text(settings.nn_file, shared_path(std::string("golden/eval/") + name + "-net.bin").c_str(),
@@ -324,29 +330,29 @@ TEST_F(Network, GoldenScores) {
 }
 
 // The program's own network and its sums far from saturation: the way to a position must not show.
-TEST_F(Network, DifferenceEqualsRebuild) {
+TEST_F(NetworkTest, DifferenceEqualsRebuild) {
     load("embedded");
     u32 seed = 5;
     set_position_from_text(&thread->position, STARTPOS_FEN);
     for (int step = 0; step < 1500; ++step) {
         random_step(thread, seed, STARTPOS_FEN);
         thread->eval_ply = 3;
-        const int score = network_eval(thread);
-        EXPECT_EQ(network_eval(thread), score);  // again, with no row applied
+        const int score = network_score(thread);
+        EXPECT_EQ(network_score(thread), score);  // again, with no row applied
         thread->eval_ply = 2;
-        ASSERT_EQ(network_eval(thread), score) << step;
+        ASSERT_EQ(network_score(thread), score) << step;
     }
 }
 
 // A snapshot that was changed behind the pass's back tells whether the pass used it.
-TEST_F(Network, SnapshotServesOrNot) {
+TEST_F(NetworkTest, SnapshotServesOrNot) {
     load("embedded");
     const char *start = "r3k2r/pppppppp/8/8/8/8/PPPPPPPP/R2QK2R w - -";
     const auto used = [&](const char *before, const char *after, int ply) {
         score_of(before, 1);
         const int clean = score_of(after, 1);
         score_of(before, 1);
-        for (int node = 0; node < net_hidden_size / 2; ++node) {
+        for (int node = 0; node < network.hidden_size / 2; ++node) {
             thread->acc_cache->white_acc[node] = static_cast<i16>(20000 - thread->acc_cache->white_acc[node]);
             thread->acc_cache->black_acc[node] = static_cast<i16>(10000 - thread->acc_cache->black_acc[node]);
         }
@@ -374,7 +380,7 @@ TEST_F(Network, SnapshotServesOrNot) {
     EXPECT_TRUE(used("r3k2r/pppppppp/8/8/8/8/PPPPPPPP/R3K2R w - -", "b3k2n/nnnnpppp/8/8/8/8/PQQQQPPP/R3K2R b - -", 3));
 }
 
-TEST_F(Network, HeadsByMaterial) {
+TEST_F(NetworkTest, HeadsByMaterial) {
     // clang-format off
     const std::pair<const char *, int> heads[] = {
         {"4k3/8/8/8/8/8/8/4K3 w - -", 4},     {"4k3/pppp4/8/8/8/8/PPPPPPPP/4K3 w - -", 4},
@@ -399,37 +405,38 @@ TEST_F(Network, HeadsByMaterial) {
     for (int i = 0; i < 10; ++i) EXPECT_EQ(thread->piece_counts[i], counts[i]) << i;
 }
 
-TEST_F(Network, BareKingsHoldBiasesAndTwoRows) {
+TEST_F(NetworkTest, BareKingsHoldBiasesAndTwoRows) {
     load("embedded");
     score_of("4k3/8/8/8/8/8/8/4K3 w - -", 1);
-    const int half = net_hidden_size / 2;
-    const auto row = [half](int index) { return first_layer_weights + static_cast<std::size_t>(index) * half; };
+    const int half = network.hidden_size / 2;
+    const auto row = [half](int index) { return network.first_layer + static_cast<std::size_t>(index) * half; };
     for (int node = 0; node < half; ++node) {
         // e1 and e8 in white's frame; black's is turned upside down.
-        EXPECT_EQ(thread->acc_cache->white_acc[node], hidden_biases[node] + row(320 + 4)[node] + row(704 + 60)[node]);
+        EXPECT_EQ(thread->acc_cache->white_acc[node],
+                  network.hidden_biases[node] + row(320 + 4)[node] + row(704 + 60)[node]);
         EXPECT_EQ(thread->acc_cache->black_acc[node],
-                  hidden_biases[half + node] + row(320 + 4)[node] + row(704 + 60)[node]);
+                  network.hidden_biases[half + node] + row(320 + 4)[node] + row(704 + 60)[node]);
     }
 }
 
-TEST_F(Network, ScoreStaysInBounds) {
-    TestNetwork network;
-    network.hidden_size = 64;
-    network.activation_scale = 1;
-    network.output_scale = 32767;
-    fill_weights(network, 32767, 8);
-    load(write_network(network, "tarn_bounds.bin"));
+TEST_F(NetworkTest, ScoreStaysInBounds) {
+    TestNetwork sample;
+    sample.hidden_size = 64;
+    sample.activation_scale = 1;
+    sample.output_scale = 32767;
+    fill_weights(sample, 32767, 8);
+    load(write_network(sample, "tarn_bounds.bin"));
     const int white = score_of(KIWI, 1);
     EXPECT_EQ(std::abs(white), 2500);
     EXPECT_GT(std::fabs(thread->raw_net_score) * 32767.0, 2147483648.0);  // far outside of an integer
-    network.output_scale = -32768;
-    load(write_network(network, "tarn_bounds.bin"));
+    sample.output_scale = -32768;
+    load(write_network(sample, "tarn_bounds.bin"));
     EXPECT_EQ(score_of(KIWI, 1), -white);
 }
 
 // Another network on the same thread: buffers of its size, nothing left of the old sums even where the
 // ply would allow the snapshot.
-TEST_F(Network, ChangeOfNetworkLeavesNothingBehind) {
+TEST_F(NetworkTest, ChangeOfNetworkLeavesNothingBehind) {
     TestNetwork first, second, third;
     first.hidden_size = second.hidden_size = 96;
     third.hidden_size = 640;
@@ -437,33 +444,33 @@ TEST_F(Network, ChangeOfNetworkLeavesNothingBehind) {
     fill_weights(second, 500, 12);
     fill_weights(third, 500, 13);
     for (int round = 0; round < 2; ++round)
-        for (const TestNetwork *network : {&first, &second, &third, &first}) {
-            load(write_network(*network, "tarn_change.bin"));
+        for (const TestNetwork *sample : {&first, &second, &third, &first}) {
+            load(write_network(*sample, "tarn_change.bin"));
             ReferencePass reference;
-            reference.network = network;
+            reference.sample = sample;
             set_position_from_text(&thread->position, KIWI);
             EXPECT_EQ(score_of(KIWI, 5), reference.evaluate(thread->position, 1));
-            EXPECT_EQ(thread->acc_hidden_size, network->hidden_size);
+            EXPECT_EQ(thread->acc_hidden_size, sample->hidden_size);
             compare_halves(thread, reference);
         }
 }
 
-TEST_F(Network, OutputRowsFollowTheSideToMove) {
+TEST_F(NetworkTest, OutputRowsFollowTheSideToMove) {
     load("embedded");
     const i16 *white_row;
     const i16 *black_row;
     score_of("r3k2r/8/8/8/8/8/8/4K3 w - -", 1);
     network_output_rows(thread, &white_row, &black_row);
-    EXPECT_EQ(white_row, output_weights + 2 * net_hidden_size);
-    EXPECT_EQ(black_row, white_row + net_hidden_size / 2);
+    EXPECT_EQ(white_row, network.output_rows + 2 * network.hidden_size);
+    EXPECT_EQ(black_row, white_row + network.hidden_size / 2);
     score_of("r3k2r/8/8/8/8/8/8/4K3 b - -", 1);
     network_output_rows(thread, &white_row, &black_row);
-    EXPECT_EQ(black_row, output_weights + 2 * net_hidden_size);
-    EXPECT_EQ(white_row, black_row + net_hidden_size / 2);
+    EXPECT_EQ(black_row, network.output_rows + 2 * network.hidden_size);
+    EXPECT_EQ(white_row, black_row + network.hidden_size / 2);
 }
 
 // Positions that no game reaches must still be read within bounds.
-TEST_F(Network, StrangePositions) {
+TEST_F(NetworkTest, StrangePositions) {
     load("embedded");
     for (const char *fen : {"8/8/8/8/8/8/8/8 w - -", "8/8/8/8/8/8/8/4K3 b - -", "4k3/8/8/8/8/8/8/8 w - -",
                             "qqqqqqqq/qqqqqqqq/qqqqqqqq/qqqqkqqq/QQQQKQQQ/QQQQQQQQ/QQQQQQQQ/QQQQQQQQ w - -",
@@ -474,27 +481,29 @@ TEST_F(Network, StrangePositions) {
         }
 }
 
-TEST_F(Network, FailedAllocation) {
+TEST_F(NetworkTest, FailedAllocation) {
     ThreadState *other = allocate_thread_state(3);
     ASSERT_NE(other, nullptr);
     set_position_from_text(&other->position, KIWI);
     other->eval_ply = 3;
     refuse_memory = true;
     ::testing::internal::CaptureStdout();
-    const int score = network_eval(other);
+    int score = 77;
+    const bool done = network_eval(other, &score);
     const std::string printed = ::testing::internal::GetCapturedStdout();
     refuse_memory = false;
-    EXPECT_EQ(score, -10001);
+    EXPECT_FALSE(done);
+    EXPECT_EQ(score, 77);
     EXPECT_EQ(printed, "error initializing NN!\n");
     EXPECT_EQ(other->accumulator, nullptr);
-    EXPECT_EQ(network_eval(other), score_of(KIWI, 1));  // memory is back
+    EXPECT_EQ(network_score(other), score_of(KIWI, 1));  // memory is back
     free_network_buffers(other);
     EXPECT_EQ(other->acc_cache, nullptr);
     free_network_buffers(other);
     free_thread_state(other);
 }
 
-TEST_F(Network, NoMemoryForTheWeightsEndsTheProgram) {
+TEST_F(NetworkTest, NoMemoryForTheWeightsEndsTheProgram) {
     EXPECT_EXIT(
         {
             std::fflush(stdout);

@@ -29,24 +29,24 @@ inline u32 next_random(u32 &state) {
 }
 
 // Weights spread evenly over -limit..limit.
-inline void fill_weights(TestNetwork &network, int limit, u32 seed) {
-    network.weights.resize(static_cast<std::size_t>(network.total()));
-    for (i16 &weight : network.weights)
+inline void fill_weights(TestNetwork &sample, int limit, u32 seed) {
+    sample.weights.resize(static_cast<std::size_t>(sample.total()));
+    for (i16 &weight : sample.weights)
         weight = static_cast<i16>(static_cast<int>(next_random(seed) % (2 * limit + 1)) - limit);
 }
 
 // Writes header and weights, one byte each when the scale asks for it; drops `cut` bytes at the end.
-inline std::string write_network(const TestNetwork &network, const std::string &name, std::size_t cut = 0) {
+inline std::string write_network(const TestNetwork &sample, const std::string &name, std::size_t cut = 0) {
     std::string bytes;
     const auto put = [&bytes](i32 value, int size) {
         for (int i = 0; i < size; ++i) bytes += static_cast<char>(value >> (8 * i) & 255);
     };
     for (const i16 field :
-         {network.id, network.activation_scale, network.weight_scale, network.output_scale, network.king_buckets,
-          network.flags, network.hidden_size, network.reserved1, network.reserved2, network.output_count})
+         {sample.id, sample.activation_scale, sample.weight_scale, sample.output_scale, sample.king_buckets,
+          sample.flags, sample.hidden_size, sample.reserved1, sample.reserved2, sample.output_count})
         put(field, 2);
-    put(network.weight_count, 4);
-    for (const i16 weight : network.weights) put(weight, network.weight_scale < 128 ? 1 : 2);
+    put(sample.weight_count, 4);
+    for (const i16 weight : sample.weights) put(weight, sample.weight_scale < 128 ? 1 : 2);
     const std::string path = ::testing::TempDir() + name;
     std::FILE *file = std::fopen(path.c_str(), "wb");
     if (!file) return "";
@@ -56,7 +56,7 @@ inline std::string write_network(const TestNetwork &network, const std::string &
 }
 
 struct ReferencePass {
-    const TestNetwork *network = nullptr;
+    const TestNetwork *sample = nullptr;
     std::array<u8, 64> last_board{};  // of the snapshot
     std::array<int, 4> last_frame{{-1, -1, -1, -1}};
     std::vector<int> sums, active;  // white half, black half
@@ -65,14 +65,14 @@ struct ReferencePass {
     float raw = 0;
 
     void add(const std::array<int, 4> &frame, int code, int square, int sign) {
-        const int half = network->half();
+        const int half = sample->half();
         const int type = type_of(code) - 1, colour = colour_of(code);
         const int rows[2] = {frame[2] + (colour ? 384 : 0) + 64 * type + (square ^ frame[0]),
                              frame[3] + (colour ? 0 : 384) + 64 * type + (square ^ frame[1])};
         for (int side = 0; side < 2; ++side)
             for (int node = 0; node < half; ++node) {
                 int &sum = sums[static_cast<std::size_t>(side * half + node)];
-                sum += sign * network->weights[static_cast<std::size_t>(rows[side]) * half + node];
+                sum += sign * sample->weights[static_cast<std::size_t>(rows[side]) * half + node];
                 sum = sum < -32768 ? -32768 : sum > 32767 ? 32767 : sum;
             }
     }
@@ -91,13 +91,13 @@ struct ReferencePass {
             }
         }
         const int wk = position.king_sq[0], bk = position.king_sq[1];
-        const bool two = network->buckets() == 2;
+        const bool two = sample->buckets() == 2;
         const std::array<int, 4> frame = {
             {wk % 8 >= 4 ? 0 : 7, bk % 8 >= 4 ? 56 : 63, two && wk / 8 > 2 ? 768 : 0, two && bk / 8 < 5 ? 768 : 0}};
         rebuilt = frame != last_frame || side_changes[0] > 6 || side_changes[1] > 6 || ply < 3;
         if (rebuilt) {
             last_board.fill(0);
-            sums.assign(network->weights.end() - network->hidden_size, network->weights.end());
+            sums.assign(sample->weights.end() - sample->hidden_size, sample->weights.end());
         }
         for (int type = PAWN; type <= KING; ++type)
             for (int colour = 0; colour < 2; ++colour)
@@ -118,10 +118,10 @@ struct ReferencePass {
         }
         const int most = std::max(value[0], value[1]);
         head = most < 3 ? 4 : most < 6 ? 3 : most < 12 ? 2 : most < 19 ? 1 : 0;
-        if (network->output_count != 5) head = 0;
+        if (sample->output_count != 5) head = 0;
 
-        const std::size_t half = static_cast<std::size_t>(network->half());
-        const i16 *row = network->weights.data() + static_cast<std::size_t>(network->buckets()) * 768 * half +
+        const std::size_t half = static_cast<std::size_t>(sample->half());
+        const i16 *row = sample->weights.data() + static_cast<std::size_t>(sample->buckets()) * 768 * half +
                          static_cast<std::size_t>(head) * 2 * half;
         i64 sum = 0;
         active.assign(2 * half, 0);
@@ -130,9 +130,9 @@ struct ReferencePass {
             const std::size_t place = position.stm == WHITE ? node : (node + half) % (2 * half);
             sum += static_cast<i64>(active[node]) * row[place];
         }
-        const float scale = static_cast<float>(network->activation_scale);
+        const float scale = static_cast<float>(sample->activation_scale);
         raw = static_cast<float>(static_cast<i32>(static_cast<u32>(sum))) / (scale * scale);
-        const float scaled = static_cast<float>(network->output_scale) * raw;
+        const float scaled = static_cast<float>(sample->output_scale) * raw;
         const float rounded = std::trunc(scaled + (scaled < 0 ? -0.49999997f : 0.49999997f));
         return rounded < -2500.0f ? -2500 : rounded > 2500.0f ? 2500 : static_cast<int>(rounded);
     }

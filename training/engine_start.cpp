@@ -7,9 +7,9 @@
 #include "board/thread_state.h"
 #include "control/output.h"
 #include "control/settings.h"
+#include "eval/handcrafted/weights.h"
 #include "eval/kpk.h"
 #include "eval/network/file.h"
-#include "eval/handcrafted/parameters.h"
 #include "platform/process.h"
 #include "platform/threads.h"
 #include "search/search_state.h"
@@ -28,9 +28,9 @@ static bool is_loaded_from(const char *path) {
     const long size = std::ftell(file);
     std::fclose(file);
     const int hidden = header[HIDDEN_SIZE_OFFSET] | header[HIDDEN_SIZE_OFFSET + 1] << 8;
-    const long weight_bytes = net_weight_scale < 128 ? 1 : 2;
-    const long stored = net_first_layer_count + 9L * net_hidden_size;
-    return whole_header && hidden == net_hidden_size && size >= HEADER_SIZE + weight_bytes * stored;
+    const long weight_bytes = network.weight_scale < 128 ? 1 : 2;
+    const long stored = network.first_layer_count + 9L * network.hidden_size;
+    return whole_header && hidden == network.hidden_size && size >= HEADER_SIZE + weight_bytes * stored;
 }
 
 bool load_named_network(const char *network) {
@@ -66,7 +66,6 @@ bool start_engine_library(const char *network, bool use_network) {
     settings.move_time = 1e7f;
     settings.use_nn = use_network;
     init_zobrist();
-    init_parameters();
-    load_parameter_text();
+    load_weights();
     return load_named_network(network);
 }

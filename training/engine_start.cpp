@@ -33,24 +33,24 @@ static bool is_loaded_from(const char *path) {
     return whole_header && hidden == network.hidden_size && size >= HEADER_SIZE + weight_bytes * stored;
 }
 
-bool load_named_network(const char *network) {
-    if (!std::strcmp(network, "embedded")) {
-        copy_text(settings.nn_file, network, sizeof settings.nn_file);
+bool load_named_network(const char *name) {
+    if (!std::strcmp(name, "embedded")) {
+        copy_text(settings.nn_file, name, sizeof settings.nn_file);
         load_network();
         return true;
     }
-    if (!file_exists(network) || std::strlen(network) >= sizeof settings.nn_file) {
-        std::fprintf(stderr, "can't open the network %s\n", network);
+    if (!file_exists(name) || std::strlen(name) >= sizeof settings.nn_file) {
+        std::fprintf(stderr, "can't open the network %s\n", name);
         return false;
     }
-    copy_text(settings.nn_file, network, sizeof settings.nn_file);
+    copy_text(settings.nn_file, name, sizeof settings.nn_file);
     load_network();
-    if (is_loaded_from(network)) return true;
-    std::fprintf(stderr, "%s is not a whole network\n", network);
+    if (is_loaded_from(name)) return true;
+    std::fprintf(stderr, "%s is not a whole network\n", name);
     return false;
 }
 
-bool start_engine_library(const char *network, bool use_network) {
+bool start_engine_library(const char *name, bool use_network) {
     prepare_process();
     for (std::atomic<ThreadState *> &worker : worker_states) worker = nullptr;
     root_thread_state = allocate_thread_state(MASTER_THREAD_ID);
@@ -67,5 +67,5 @@ bool start_engine_library(const char *network, bool use_network) {
     settings.use_nn = use_network;
     init_zobrist();
     load_weights();
-    return load_named_network(network);
+    return load_named_network(name);
 }

@@ -52,7 +52,17 @@ constexpr Bitboard COLOUR_OF_H1 = 0x55AA55AA55AA55AAULL;
 constexpr Bitboard RANK_1 = 0x00000000000000FFULL;
 constexpr Bitboard FILE_A = 0x0101010101010101ULL;
 
+#if defined(__x86_64__) && !defined(__POPCNT__)
+// Without the instruction the compiler would call its library, a table look-up for each byte. Instead, sums in
+// growing fields of bits.
+constexpr int popcount(Bitboard set) {
+    set -= set >> 1 & 0x5555555555555555ULL;
+    set = (set & 0x3333333333333333ULL) + (set >> 2 & 0x3333333333333333ULL);
+    return static_cast<int>(((set + (set >> 4)) & 0x0F0F0F0F0F0F0F0FULL) * 0x0101010101010101ULL >> 56);
+}
+#else
 constexpr int popcount(Bitboard set) { return __builtin_popcountll(set); }
+#endif
 // Lowest and highest square of a set that is not empty.
 constexpr Square lowest(Bitboard set) { return __builtin_ctzll(set); }
 constexpr Square highest(Bitboard set) { return 63 ^ __builtin_clzll(set); }

@@ -13,12 +13,21 @@ int create_spin_lock(SpinLock *lock) {
 
 void destroy_spin_lock(SpinLock *) {}
 
+// Tells the processor that this is a waiting loop.
+static inline void relax_processor() {
+#ifdef __x86_64__
+    __builtin_ia32_pause();
+#elif defined(__aarch64__)
+    asm volatile("yield");
+#endif
+}
+
 void lock_spin(SpinLock *lock) {
     int looks = 0;
     while (lock->taken.exchange(1, std::memory_order_acquire) != 0) {
         while (lock->taken.load(std::memory_order_relaxed) != 0) {
             if (++looks % SPINS_BEFORE_YIELD == 0) sleep_milliseconds(0);
-            else __builtin_ia32_pause();
+            else relax_processor();
         }
     }
 }

@@ -2,7 +2,9 @@
 // counter moves. Each stage generates only when it is reached, so a cut-off pays for little.
 #include "search/move_picker.h"
 
-#include <immintrin.h>
+#ifdef __SSE4_1__
+#include <smmintrin.h>
+#endif
 
 #include <cstddef>
 #include <utility>
@@ -20,6 +22,7 @@ static constexpr i16 HASH_MOVE_SCORE = 255;
 static constexpr i16 CHECK_SCORE = 100;
 static constexpr u16 STAGE_MASK = 15;
 
+#ifdef __SSE4_1__
 // The first of the best scores among `count` entries (at least 1). Eight entries, 48 bytes, at a time:
 // three shuffles bring their scores together, and the processor's minimum-and-place of unsigned
 // words does the rest, on 32767 - score. May read up to seven entries behind the last.
@@ -45,6 +48,15 @@ static int best_place(const MoveEntry *entries, int count) {
     }
     return place;
 }
+#else
+// The first of the best scores among `count` entries (at least 1).
+static int best_place(const MoveEntry *entries, int count) {
+    int place = 0;
+    for (int at = 1; at < count; ++at)
+        if (entries[at].score > entries[place].score) place = at;
+    return place;
+}
+#endif
 
 // Swaps the entry with the best score of the rest of the list into `current`; the first of equals
 // wins. The list ends one entry before the next ply's.

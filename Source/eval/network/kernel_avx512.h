@@ -33,4 +33,10 @@ inline SumVector add_products(SumVector sums, WordVector active, WordVector weig
 #endif
 }
 
-inline u32 total(SumVector sums) { return static_cast<u32>(_mm512_reduce_add_epi32(sums)); }
+inline u32 total(SumVector sums) {
+    u32 lanes[16];  // the reduction of GCC 12's header warns of an unset value
+    _mm512_storeu_si512(lanes, sums);
+    u32 sum = 0;
+    for (const u32 lane : lanes) sum += lane;
+    return sum;
+}

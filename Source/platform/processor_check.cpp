@@ -1,0 +1,30 @@
+// Ends the program with one line if the processor lacks instructions that it was compiled for. This file is compiled
+// for the oldest processor of the family, and the check runs before any other code of the program.
+#include <cstdio>
+#include <cstdlib>
+
+#include "platform/processor_needs.h"
+
+#ifdef __x86_64__
+
+// Priority 101 is the first that programs may use; static objects are constructed later. Nothing is called that was
+// compiled for a newer processor.
+__attribute__((constructor(101))) static void check_processor() {
+    __builtin_cpu_init();
+    u32 found = 0;
+    // clang-format off
+#define FIND(BIT, NAME) if (__builtin_cpu_supports(NAME)) found |= 1u << (BIT);
+    TARN_FOR_EACH_INSTRUCTION_SET(FIND)
+#undef FIND
+    const u32 missing = needed_instructions & ~found;
+    if (!missing) return;
+    std::fputs("Tarn: this processor lacks instructions that this executable was built for:", stderr);
+#define NAME_MISSING(BIT, NAME) if (missing >> (BIT) & 1) std::fputs(" " NAME, stderr);
+    TARN_FOR_EACH_INSTRUCTION_SET(NAME_MISSING)
+#undef NAME_MISSING
+    // clang-format on
+    std::fputs("; a build for x86-64 runs on every processor\n", stderr);
+    std::_Exit(1);
+}
+
+#endif

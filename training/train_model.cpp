@@ -8,7 +8,7 @@
 #include <limits>
 
 #include "engine_start.h"
-#include "eval/network_file.h"
+#include "eval/network/file.h"
 #include "platform/large_memory.h"
 #include "platform/process.h"
 #include "train_data.h"
@@ -62,15 +62,16 @@ u64 weight_place(const Model &model, u64 index) {
 
 bool load_model(Model *model, const std::string &source) {
     if (!load_named_network(source.c_str())) return false;
-    const NetworkFields fields = {static_cast<i16>(net_id),           static_cast<i16>(net_activation_scale),
-                                  static_cast<i16>(net_weight_scale), static_cast<i16>(net_output_scale),
-                                  static_cast<i16>(net_king_buckets), static_cast<i16>(net_output_count)};
-    if (!create_model(model, fields, net_hidden_size / 2)) return false;
+    const NetworkFields fields = {static_cast<i16>(network.id),           static_cast<i16>(network.activation_scale),
+                                  static_cast<i16>(network.weight_scale), static_cast<i16>(network.output_scale),
+                                  static_cast<i16>(network.king_buckets), static_cast<i16>(network.output_count)};
+    if (!create_model(model, fields, network.hidden_size / 2)) return false;
     const u64 count = file_weight_count(*model);
     for (u64 i = 0; i < count; ++i)
         model->weights[weight_place(*model, i)] =
-            static_cast<float>(net_weights[i]) / static_cast<float>(net_activation_scale);
-    model->one_bias = std::equal(hidden_biases, hidden_biases + model->half, hidden_biases + model->half);
+            static_cast<float>(network.weights[i]) / static_cast<float>(network.activation_scale);
+    model->one_bias =
+        std::equal(network.hidden_biases, network.hidden_biases + model->half, network.hidden_biases + model->half);
     return true;
 }
 

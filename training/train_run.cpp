@@ -7,7 +7,7 @@
 
 #include "board/position.h"
 #include "board/thread_state.h"
-#include "eval/network_eval.h"
+#include "eval/network/forward.h"
 #include "platform/clock.h"
 #include "platform/process.h"
 
@@ -148,7 +148,9 @@ static int engine_score(const TrainRecord *record) {
     float target;
     set_position_from_record(reinterpret_cast<const u8 *>(record), 0, &root_thread_state->position, &target);
     root_thread_state->eval_ply = CLEAN_PLY;
-    return network_eval(root_thread_state);
+    int score;
+    if (!network_eval(root_thread_state, &score)) end_process(1);  // no memory, as the line printed has said
+    return score;
 }
 
 bool check_with_engine(TrainRun *run) {

@@ -4,7 +4,7 @@
 #include <csignal>
 #include <cstring>
 
-#include "eval/network_eval.h"
+#include "eval/network/forward.h"
 #include "gtest/gtest.h"
 #include "support/engine.h"
 #include "support/program.h"
@@ -305,7 +305,8 @@ static void expect_engine_scores(const Model &model, const std::vector<TrainReco
         float target;
         ASSERT_EQ(set_position_from_record(reinterpret_cast<const u8 *>(&record), 0, &thread->position, &target), 1);
         thread->eval_ply = 1;
-        const int score = network_eval(thread);
+        int score = 0;
+        ASSERT_TRUE(network_eval(thread, &score));
         const i32 sum = quantised_sum(model, words, sample, seen);
         EXPECT_EQ(static_cast<float>(sum) / (scale * scale), thread->raw_net_score);
         EXPECT_EQ(sample.head, thread->output_head);
@@ -352,7 +353,7 @@ TEST(TrainQuantised, LoadingAndWritingTheBuiltInNetworkChangesNothing) {
     ASSERT_TRUE(load_model(&model, "embedded"));
     ASSERT_TRUE(write_network(model, scratch.file("n.bin")));
     free_model(&model);
-    EXPECT_EQ(read_file(scratch.file("n.bin")), read_file(project_path("Source/eval/embedded_network.bin")));
+    EXPECT_EQ(read_file(scratch.file("n.bin")), read_file(project_path("Source/eval/network/embedded_network.bin")));
 }
 
 // Eight batches in one run, and four, a checkpoint, four more in another with other threads.

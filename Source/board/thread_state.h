@@ -36,7 +36,7 @@ struct PlyRecord {
     u8 move_flags;   // classify_move of the move being searched
     i16 move_count;  // moves searched; pruned and illegal ones do not count
     u8 improving;    // static_eval above that of two plies before
-    i32 tb_wdl;      // 0 loss, 1, 2 draw, 3, 4 win; -1 none
+    i32 tb_wdl;      // TbWdl: 0 loss .. 4 win, -1 no answer
     i16 hash_score;  // -10001 none
     u16 hash_move;
     u16 killer1, killer2, evasion_killer;

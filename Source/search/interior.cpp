@@ -123,20 +123,20 @@ static bool probe_hash(NodeState *node, int *hash_eval) {
 // node is probed; else only where a capture or pawn move has just been made.
 static bool probe_tablebase(NodeState *node) {
     const int parent = node->record[-1].tb_wdl;
-    if (parent == -1 && node->position->fifty != 0) return false;
-    const int wdl = tb_probe_wdl(node->position, parent == -1 ? node->depth : TB_MUST_PROBE);
+    if (parent == TB_NO_ANSWER && node->position->fifty != 0) return false;
+    const int wdl = tb_probe_wdl(node->position, parent == TB_NO_ANSWER ? node->depth : TB_MUST_PROBE);
     node->record->tb_wdl = wdl;
-    if (wdl == -1) return false;
+    if (wdl == TB_NO_ANSWER) return false;
     node->thread->tb_hits += 1;
-    if (parent != -1 && 4 - parent < wdl) {  // the move here gave something away
+    if (parent != TB_NO_ANSWER && tb_reversed(parent) < wdl) {  // the move here gave something away
         node->result = node->beta;
         return true;
     }
-    if (wdl == 4 && node->beta <= TB_SCORE_LIMIT) {
+    if (wdl == TB_WIN && node->beta <= TB_SCORE_LIMIT) {
         node->result = node->beta;
         return true;
     }
-    if (wdl == 0 && node->alpha >= -TB_SCORE_LIMIT) {
+    if (wdl == TB_LOSS && node->alpha >= -TB_SCORE_LIMIT) {
         node->result = node->alpha;
         return true;
     }
@@ -146,9 +146,9 @@ static bool probe_tablebase(NodeState *node) {
 static int evaluate_node(const NodeState *node) {
     const int eval = evaluate(node->thread, node->side, node->ply, node->record->in_check);
     switch (node->record->tb_wdl) {
-        case 0: return eval - TB_EVAL_SHIFT;
-        case 2: return eval / 4;
-        case 4: return eval + TB_EVAL_SHIFT;
+        case TB_LOSS: return eval - TB_EVAL_SHIFT;
+        case TB_DRAW: return eval / 4;
+        case TB_WIN: return eval + TB_EVAL_SHIFT;
         default: return eval;
     }
 }
@@ -281,7 +281,7 @@ static void enter_node(const NodeState *node) {
     record->beta = static_cast<i16>(node->beta);
     record->in_check = 0;
     record->check_square = NO_SQUARE;
-    record->tb_wdl = -1;
+    record->tb_wdl = TB_NO_ANSWER;
     record->move_count = 0;
     record->hash_move = 0;
     record->improving = 0;

@@ -74,7 +74,7 @@ static void master_thread(int *index) {
 // A root inside the tablebases is searched by the master alone.
 static void worker_thread(int *index) {
     if (init_thread_state(*index) != 0) return;
-    if (*index >= settings.threads || tb_root_wdl != -1) return;
+    if (*index >= settings.threads || tb_root_wdl != TB_NO_ANSWER) return;
     root_search(*index);
 }
 

@@ -118,7 +118,7 @@ static void reset_thread(ThreadState *thread) {
     root->depth = 0;
     root->alpha = -SCORE_INFINITE;
     root->beta = SCORE_INFINITE;
-    root->tb_wdl = -1;
+    root->tb_wdl = TB_NO_ANSWER;
     root->check_square = NO_SQUARE;
     root->in_check = is_square_attacked(position, position->king_sq[side], side ^ 1);
     const int eval = evaluate(thread, side, 1, root->in_check);
@@ -144,7 +144,7 @@ static bool master_root_tests(ThreadState *thread) {
     Position *position = &thread->position;
     const bool in_check = thread->plies[1].in_check;
     best_score = thread->root_score;
-    tb_root_wdl = -1;
+    tb_root_wdl = TB_NO_ANSWER;
     root_static_eval = thread->root_score;
     root_quiescence_score = thread->root_score;
     if (!has_legal_move(position)) {
@@ -200,13 +200,12 @@ void take_fallback_move() {
     best_pv[2] = 0;
 }
 
-// True when the move gives away the result `wdl` of the root.
+// True when the move gives away the result `wdl` of the root. A move without an answer does not.
 static bool loses_table_result(Position *position, Move move, int wdl) {
     make_move(position, move);
     const int reply = tb_probe_wdl(position, TB_ROOT_PROBE_DEPTH);
     unmake_move(position);
-    // Compared as unsigned: a move without an answer stays.
-    return static_cast<u32>(4 - reply) < static_cast<u32>(wdl);
+    return reply != TB_NO_ANSWER && tb_reversed(reply) < wdl;
 }
 
 // Removes the marked root moves. False when none would be left, as with damaged tables that contradict each
@@ -237,9 +236,9 @@ static bool filter_by_tables(ThreadState *thread) {
 
     char line[512];
     int length = std::snprintf(line, sizeof line, "info string TB result is %s with moves: ",
-                               wdl == 4   ? "WIN"
-                               : wdl == 0 ? "LOSS"
-                                          : "DRAW");
+                               wdl == TB_WIN    ? "WIN"
+                               : wdl == TB_LOSS ? "LOSS"
+                                                : "DRAW");
     for (const MoveEntry *entry = list; entry->move != END_OF_LIST; ++entry)
         if (entry->move && length < 480)
             length += std::snprintf(line + length, sizeof line - static_cast<std::size_t>(length), "%s%s ",
@@ -304,12 +303,16 @@ static bool answer_from_tables(ThreadState *thread) {
     }
     if (is_ranking_due(position)) {
         Move move;
-        TbWdl code;
-        if (tb_root_rank(position, &move, &code)) {
-            tb_root_wdl = code;
+        TbWdl result;
+        if (tb_root_rank(position, &move, &result)) {
+            tb_root_wdl = result;
             tb_root_move = move;
             if (is_move_legal(position, position->stm, move)) {
-                publish_final(thread, move, code == 4 ? TB_WIN_SCORE : code == 0 ? -TB_WIN_SCORE : 0, TB_DEPTH);
+                publish_final(thread, move,
+                              result == TB_WIN    ? TB_WIN_SCORE
+                              : result == TB_LOSS ? -TB_WIN_SCORE
+                                                  : 0,
+                              TB_DEPTH);
                 return true;
             }
         }

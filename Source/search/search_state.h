@@ -5,6 +5,7 @@
 
 #include "board/thread_state.h"
 #include "platform/threads.h"
+#include "tablebase/tablebase.h"
 
 constexpr int SCORE_INFINITE = 10001;
 constexpr int MATE_SCORE = 10000;  // mated at ply p scores p - 10000
@@ -25,7 +26,7 @@ extern Relaxed<u16> iteration_move[DEPTH_RECORDS];
 extern double depth_nodes[DEPTH_RECORDS];  // sums of the threads' running totals, by depth
 extern Relaxed<i16> search_depth;          // the master's iteration depth
 extern Relaxed<u8> single_reply;           // the root has one legal move
-extern Relaxed<i32> tb_root_wdl;           // -1 none, 0 loss .. 4 win
+extern Relaxed<i32> tb_root_wdl;           // TbWdl
 extern u16 tb_root_move;
 extern double search_start_time;    // monotonic seconds
 extern Relaxed<float> target_time;  // seconds

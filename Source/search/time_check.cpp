@@ -114,7 +114,7 @@ void time_check() {
     fraction += extra_fraction(master);
     float target = fraction * left + increment - 0.001f * static_cast<float>(settings.move_overhead);
     target = std::max(target, MIN_TARGET);
-    if (tb_root_wdl != -1) target *= 0.5f;
+    if (tb_root_wdl != TB_NO_ANSWER) target *= 0.5f;
     target_time = target;
     if (elapsed_time >= target) stop_search = 1;
     if (single_reply && search_depth >= 6) stop_search = 1;

@@ -4,7 +4,7 @@
 
 #include "board/position.h"
 
-// A result for the side to move. With the opponent's view of it: 4 - result.
+// A result for the side to move.
 enum TbWdl {
     TB_NO_ANSWER = -1,
     TB_LOSS,
@@ -13,6 +13,8 @@ enum TbWdl {
     TB_CURSED_WIN,  // spoilt by the fifty-move rule
     TB_WIN,
 };
+// The same result as the other side sees it. Not for TB_NO_ANSWER.
+constexpr int tb_reversed(int result) { return TB_WIN - result; }
 
 extern int TB_LARGEST;  // most men of any table found; 0 without tables
 

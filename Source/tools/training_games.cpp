@@ -177,9 +177,9 @@ static bool convert_line(const char *line, char *out, std::size_t size) {
     if (in_check(position)) return false;
 
     search_on_this_thread(SEARCH_BENCH);
-    if (tb_root_wdl == 4) best_score = TABLE_WIN_SCORE;
-    else if (tb_root_wdl == 0) best_score = -TABLE_WIN_SCORE;
-    else if (tb_root_wdl == 2) best_score = 0;
+    if (tb_root_wdl == TB_WIN) best_score = TABLE_WIN_SCORE;
+    else if (tb_root_wdl == TB_LOSS) best_score = -TABLE_WIN_SCORE;
+    else if (tb_root_wdl == TB_DRAW) best_score = 0;
     const int score = best_score;
     const float p = score_to_win_prob(score);
     if (!epd.ce[0]) ce = score;

@@ -20,7 +20,7 @@ static void begin(float seconds) {
     best_score = 20;
     best_change_depth = 1;
     single_reply = 0;
-    tb_root_wdl = -1;
+    tb_root_wdl = TB_NO_ANSWER;
     for (auto &score : iteration_score) score = 20;
     worker_state(0)->root_fail = 0;
     settings.time_mode = 0;
@@ -99,7 +99,7 @@ TEST(Time, ReasonsForMoreTime) {
 
 TEST(Time, TablebasesHalve) {
     begin(0.0f);
-    tb_root_wdl = 2;
+    tb_root_wdl = TB_DRAW;
     time_check();
     EXPECT_NEAR(target_time, 5.0f, 0.01);
 }

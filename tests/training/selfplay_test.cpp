@@ -166,7 +166,9 @@ TEST_F(Selfplay, OnlyQuietPositionsAreLabelledQuiet) {
     EXPECT_FALSE(label("4k3/8/8/8/8/8/PP1q4/4K3 w - -").quiet) << "in check";
     EXPECT_FALSE(label("6k1/5ppp/8/8/8/8/5PPP/R5K1 w - -").quiet) << "mates";
     EXPECT_FALSE(label("7k/5Q2/6K1/8/8/8/8/8 b - -").quiet) << "stalemate";
-    EXPECT_FALSE(label("4k3/8/8/2ppP3/2P5/1P6/8/4K3 w - d6").quiet) << "takes en passant";
+    const Labelled en_passant = label("7k/8/8/3pP3/8/8/8/K7 w - d6");
+    EXPECT_EQ(en_passant.best, make_word(36, 43)) << "e5 takes d6";
+    EXPECT_FALSE(en_passant.quiet);
 }
 
 TEST_F(Selfplay, SameNumbersGiveTheSameGame) {

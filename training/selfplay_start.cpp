@@ -9,7 +9,8 @@
 #include "board/make_move.h"
 #include "board/moves.h"
 #include "board/thread_state.h"
-#include "tools/text_lines.h"
+#include "formats/epd.h"
+#include "formats/text_file.h"
 
 static constexpr int LINE_SIZE = 512;
 
@@ -20,7 +21,8 @@ std::vector<std::string> read_openings(const char *path) {
     char line[LINE_SIZE];
     while (read_text_line(line, sizeof line, file)) {
         EpdLine epd;
-        if (is_remark(line) || !split_epd_line(line, &epd)) continue;
+        if (is_remark(line)) continue;
+        split_epd_line(line, &epd);
         set_position_from_text(&root_thread_state->position, epd.fen);
         if (!position_defect(&root_thread_state->position)) lines.emplace_back(epd.fen);
     }

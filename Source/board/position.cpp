@@ -1,7 +1,6 @@
-// Setting a position up and writing it out: FEN, EPD lines, training records, the diagram, the keys.
+// Setting a position up and writing it out: FEN, the diagram, the keys.
 #include "board/position.h"
 
-#include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -266,73 +265,6 @@ void print_board(Position *position) {
     }
     std::strcpy(end, position->stm ? "black\n" : "white\n");
     print_line(text);
-}
-
-// Op-codes end with ';'; the first word is the name, the rest joins to one value without its blanks.
-int parse_epd_line(const char *line, char *fen, char *bm, char *am, char *ce, char *sc, char *gr, char *id, char *c0) {
-    struct {
-        const char *name;
-        char *value;
-    } const outputs[] = {{"bm", bm}, {"am", am}, {"id", id}, {"c0", c0}, {"ce", ce}, {"sc", sc}, {"gr", gr}};
-    for (const auto &output : outputs) output.value[0] = '\0';
-    int length = 0, fields = 0;
-    for (; *line; ++line) {
-        if (*line == ' ' && ++fields == 4) break;
-        if (*line == '\n' || *line == '\r') break;
-        if (length < EPD_FIELD - 1) fen[length++] = *line;
-    }
-    fen[length] = '\0';
-
-    // Counters behind the four fields do no harm.
-    for (;;) {
-        while (*line >= '0' && *line <= '9') ++line;
-        const char *next = skip_blanks(line);
-        if (next == line || *next < '0' || *next > '9') {
-            line = next;
-            break;
-        }
-        line = next;
-    }
-    for (bool first = true;; first = false) {
-        line = skip_blanks(line);
-        char name[3] = "", value[EPD_FIELD] = "";
-        int name_length = 0, value_length = 0;
-        for (; *line && *line != ' ' && *line != ';' && *line != '\n' && *line != '\r'; ++line)
-            if (name_length++ < 2) name[name_length - 1] = *line;
-        for (; *line && *line != ';' && *line != '\n' && *line != '\r'; ++line)
-            if (*line != ' ' && value_length < EPD_FIELD - 1) value[value_length++] = *line;
-        value[value_length] = '\0';
-        if (*line != ';') return 1;               // not ended: dropped, and the scan is over
-        if (first && name_length == 0) return 1;  // an empty operation at the very start
-        ++line;
-        for (const auto &output : outputs)
-            if (name_length == 2 && !std::strcmp(name, output.name)) std::strcpy(output.value, value);
-    }
-}
-
-// The product in single precision, the rest in double.
-float score_to_win_prob(int score) {
-    return static_cast<float>(1.0 / (1.0 + std::exp(static_cast<double>(static_cast<float>(score) * -0.006f))));
-}
-
-int set_position_from_record(const u8 *records, u32 index, Position *position, float *result) {
-    const u8 *record = records + static_cast<u64>(index) * 40;
-    clear_position(position);
-    for (Square square = 0; square < 64; ++square) {
-        const int code = record[square / 2] >> (square & 1 ? 4 : 0) & 15;
-        if (type_of(code) >= PAWN && type_of(code) <= KING) place_piece(position, code, square);
-    }
-    char rights[5];
-    int length = 0;
-    for (int right = 0; right < 4; ++right)
-        if (record[32] & 1 << right) rights[length++] = "KQkq"[right];
-    rights[length] = '\0';
-    position->stm = record[32] >> 4 & 1;
-    set_castling_from_text(position, rights);
-    position->ep_square = record[33] < 64 ? record[33] : static_cast<u8>(NO_SQUARE);
-    const auto word = [record](int at) { return static_cast<i16>(record[at] | record[at + 1] << 8); };
-    *result = 0.25f * score_to_win_prob(word(34)) + 0.75f * score_to_win_prob(word(38));
-    return position->king_sq[WHITE] != NO_SQUARE && position->king_sq[BLACK] != NO_SQUARE;
 }
 
 const char *position_defect(const Position *position) {

@@ -1,5 +1,5 @@
-// The position record: what stands where, whose turn it is, and the keys; its set-up from FEN, EPD
-// and training records, and its text. Every other folder reads these fields directly.
+// The position record: what stands where, whose turn it is, and the keys; its set-up from FEN
+// and its text. Every other folder reads these fields directly.
 #pragma once
 
 #include "board/types.h"
@@ -44,8 +44,7 @@ inline bool has_en_passant_victim(const Position *position, int side) {
            position->board[target - PAWN_STEP[side]] == piece_code(side ^ 1, PAWN);
 }
 
-constexpr int FEN_SIZE = 128;   // holds any text that position_to_fen writes
-constexpr int EPD_FIELD = 128;  // holds any text that parse_epd_line writes; longer ones are cut
+constexpr int FEN_SIZE = 128;  // holds any text that position_to_fen writes
 
 // Sets up a position; never refuses (returns 0 always): what can't be read is skipped. The text may
 // be changed. Empties the owner's game.
@@ -66,12 +65,5 @@ void compute_keys(Position *position);
 void position_to_fen(const Position *position, char *out, int with_counters);
 // FEN and diagram as one block.
 void print_board(Position *position);
-// Splits an EPD line; every output holds EPD_FIELD characters. Returns 1 always.
-int parse_epd_line(const char *line, char *fen, char *bm, char *am, char *ce, char *sc, char *gr, char *id, char *c0);
-// Probability 0..1 that the side with `score` centipawns wins; its inverse is -166.66667 ln(1 / p - 1).
-float score_to_win_prob(int score);
-// Unpacks training record `index` (40 bytes each); keys are not computed. `result` gets the
-// training target 0..1. Returns 0 when a king is missing.
-int set_position_from_record(const u8 *records, u32 index, Position *position, float *result);
 // Null when a search can stand the position; else what is wrong, as a short text for a message.
 const char *position_defect(const Position *position);

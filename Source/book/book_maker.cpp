@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cstring>
 
+#include "base/progress.h"
 #include "board/make_move.h"
 #include "board/notation.h"
 #include "board/thread_state.h"
@@ -12,7 +13,9 @@
 #include "book/book_record.h"
 #include "control/output.h"
 #include "control/settings.h"
-#include "platform/process.h"
+#include "formats/output_file.h"
+#include "formats/pgn.h"
+#include "formats/text_file.h"
 
 static constexpr const char *BOOK_OUTPUT = "tmp_book.bin";
 static constexpr int LINE_SIZE = 1024;
@@ -30,29 +33,8 @@ struct GameReading {
     int plies;       // moves taken from it
     int braces;      // open comments; goes below 0 when more are closed than opened
     int variations;  // open parentheses, the same
-    bool failed;     // a move could not be read: the rest is passed over
+    bool failed;     // a move could not be read: the rest is skipped
 };
-
-static bool divides_tokens(char c) { return c == ' ' || c == '{' || c == '}' || c == '(' || c == ')'; }
-
-// The buffer keeps one character free beyond the token, because reading a move may insert a '='.
-bool pgn_next_token(const char **cursor, char *token) {
-    const char *at = *cursor;
-    while (*at == ' ') ++at;
-    int length = 0;
-    const bool found = *at != '\0';
-    if (found && divides_tokens(*at)) {
-        token[length++] = *at++;
-    } else {
-        for (; *at && !divides_tokens(*at); ++at) {
-            const u8 c = static_cast<u8>(*at);
-            if (c >= 32 && c < 128 && length < PGN_TOKEN - 2) token[length++] = *at;
-        }
-    }
-    token[length] = '\0';
-    *cursor = at;
-    return found;
-}
 
 // Where a move may begin in a token such as "12.Nf3": at a letter, or at castling written with
 // zeros. Null for move numbers and most results; "0-1" looks like a castling and fails as a move.
@@ -109,15 +91,23 @@ static int result_of_tag(const char *line) {
 }
 
 // Reads all games; the Result tag begins one. Text before the first tag belongs to no game, and no
-// move of it is legal on the empty board that stands there. False when memory ran out.
+// move of it is legal on the empty board that stands there. An interrupt ends the reading between two
+// lines. False when memory ran out.
 static bool read_games(std::FILE *file, BookTable *table, u32 *games) {
     Position *position = &root_thread_state->position;
     clear_position(position);
     GameReading game = {DRAWN, 0, 0, 0, false};
+    Progress progress;
+    begin_progress(&progress, "games", static_cast<double>(input_size(file)));
+    double bytes = 0.0;
+    bool room = true;
     char line[LINE_SIZE];
-    while (std::fgets(line, sizeof line, file)) {
+    while (room && !settings.quit_flag && std::fgets(line, sizeof line, file)) {
+        const std::size_t length = std::strlen(line);
+        bytes += static_cast<double>(length);
+        show_progress(&progress, bytes, *games);
         // The last character goes even when it is not a line end, as in a line longer than the buffer.
-        if (const std::size_t length = std::strlen(line)) line[length - 1] = '\0';
+        if (length) line[length - 1] = '\0';
         if (std::strstr(line, "[Result ")) {
             set_position_from_text(position, STARTPOS_FEN);
             if (++*games % GAMES_PER_DOT == 0) print_plain(".");
@@ -131,9 +121,10 @@ static bool read_games(std::FILE *file, BookTable *table, u32 *games) {
         if ((line[0] == ';' || line[0] == '[') && game.braces == 0) continue;
         // The ply limit is looked at between lines only: a line begun below it is used to its end.
         if (game.result == UNUSED || game.plies >= PLY_LIMIT) continue;
-        if (!read_moves(table, &game, line)) return false;
+        room = read_moves(table, &game, line);
     }
-    return true;
+    end_progress(&progress);
+    return room;
 }
 
 // A negative score is taken as an unsigned number and comes out, by the factor, as 0 (the number
@@ -181,27 +172,35 @@ static u32 write_records(std::FILE *file, const BookTable *table) {
     return written;
 }
 
-void make_book() {
-    std::FILE *input = std::fopen(settings.pgn_file, "r");
-    if (!input) return;
+// Writes the book and the summary. False when it can't be written; then the counts are 0, and the
+// old file stays.
+static bool write_book(const BookTable *table, u32 games) {
+    print_plain("\nwriting book file ...");
+    u32 moves = table->nodes, written = 0;
+    OutputFile output;
+    const bool created = open_output(&output, BOOK_OUTPUT, OUTPUT_BINARY, settings.pgn_file);
+    bool complete = created;
+    if (created) {
+        written = write_records(output.stream, table);
+        complete = close_output(&output, OUTPUT_COMPLETE);
+    }
+    if (!complete) games = moves = written = 0;
+    print_plain("\nngames= %d, nmoves= %d\n", games, moves);
+    print_plain("book contains %d moves\n", written);
+    if (complete || !created) print_plain("done\n");
+    return complete;
+}
+
+bool make_book() {
+    std::FILE *input = open_input(settings.pgn_file);
+    if (!input) return false;
     print_format(" Creating file %s from games in %s", BOOK_OUTPUT, settings.pgn_file);
     BookTable table;
-    u32 games = 0, moves = 0, written = 0;
-    bool complete = open_book_table(&table) && read_games(input, &table, &games);
-    std::fclose(input);
-    if (complete) {
-        print_plain("\nwriting book file ...");
-        moves = table.nodes;
-        delete_file(BOOK_OUTPUT);
-        if (std::FILE *output = std::fopen(BOOK_OUTPUT, "wb")) {
-            written = write_records(output, &table);
-            std::fclose(output);
-        } else {
-            games = moves = 0;  // nothing was made, and the counts say so
-        }
-        print_plain("\ngames= %d, nmoves= %d\n", games, moves);
-        print_plain("book contains %d moves\n", written);
-        print_plain("done\n");
-    }
+    u32 games = 0;
+    const bool room = open_book_table(&table) && read_games(input, &table, &games);
+    if (!room) std::fprintf(stderr, "no memory for the moves of the book\n");
+    const bool read = close_input(input, settings.pgn_file);
+    const bool made = room && read && write_book(&table, games);
     free_book_table(&table);
+    return made;
 }

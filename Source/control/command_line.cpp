@@ -2,6 +2,7 @@
 #include "control/command_line.h"
 
 #include <cmath>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 
@@ -99,7 +100,17 @@ static void limit_node_rate(const char *value) {
     print_plain("Elo= %d\n", static_cast<int>(settings.uci_elo));
 }
 
-static void set_path(char *field, const char *value) { copy_text(field, value, PATH_LENGTH); }
+// False, and a line on standard error, for a value that the field does not hold; it stays unset.
+template <std::size_t SIZE>
+static bool set_path(char (&field)[SIZE], const char *value) {
+    if (std::strlen(value) >= SIZE) {
+        std::fprintf(stderr, "a name of more than %d characters is refused: %.40s...\n", static_cast<int>(SIZE) - 1,
+                     value);
+        return false;
+    }
+    copy_text(field, value, SIZE);
+    return true;
+}
 
 // Applies a tool's switch; `value` and `second` are its arguments, where it has them. False when they
 // ask for nothing that can be done.
@@ -107,37 +118,34 @@ static bool apply_tool_switch(SwitchId id, const char *value, const char *second
     switch (id) {
         case SW_TEST_SUITE:
             out->mode = MODE_TEST_SUITE;
-            set_path(settings.in_file, value);
             settings.info_min_time = INFO_NEVER;
-            break;
-        case SW_SCAN_PGN: out->mode = MODE_SCAN_PGN, set_path(settings.pgn_file, value); break;
+            return set_path(settings.in_file, value);
+        case SW_SCAN_PGN: out->mode = MODE_SCAN_PGN; return set_path(settings.pgn_file, value);
         case SW_BENCH: out->mode = MODE_BENCH, out->bench_threaded = 1; break;
         case SW_PLAIN_BENCH: out->mode = MODE_BENCH, out->bench_threaded = 0; break;
         case SW_MAKE_CONFIG: out->mode = MODE_CONFIG; break;
-        case SW_MAKE_BOOK: out->mode = MODE_BOOK_MAKER, set_path(settings.pgn_file, value); break;
-        case SW_MAKE_BOOK2: out->mode = MODE_SECOND_BOOK, set_path(settings.in_file, value); break;
-        case SW_EPD_TO_RECORDS: out->mode = MODE_EPD_TO_RECORDS, set_path(settings.in_file, value); break;
-        case SW_RECORDS_TO_EPD: out->mode = MODE_RECORDS_TO_EPD, set_path(settings.data_file, value); break;
+        case SW_MAKE_BOOK: out->mode = MODE_BOOK_MAKER; return set_path(settings.pgn_file, value);
+        case SW_MAKE_BOOK2: out->mode = MODE_SECOND_BOOK; return set_path(settings.in_file, value);
+        case SW_EPD_TO_RECORDS: out->mode = MODE_EPD_TO_RECORDS; return set_path(settings.in_file, value);
+        case SW_RECORDS_TO_EPD: out->mode = MODE_RECORDS_TO_EPD; return set_path(settings.data_file, value);
         case SW_PRUNE: out->mode = MODE_PRUNE_NETWORK; break;
         case SW_GENERATE:
             out->mode = MODE_GENERATE_TRAINING;
-            set_path(settings.data_file, value);
             settings.train_count = whole_number(second, INT64_MIN, INT64_MAX);
             settings.info_min_time = INFO_NEVER;
             settings.book_variety = 75;
-            return settings.train_count >= 100;
+            if (settings.train_count < 100) std::fprintf(stderr, "-gentraindata makes 100 positions or more\n");
+            return set_path(settings.data_file, value) && settings.train_count >= 100;
         case SW_CONVERT:
             out->mode = MODE_CONVERT_TRAINING;
-            set_path(settings.in_file, value);
             set_path(settings.syzygy_path, SIX_MEN_PATH);
-            break;
+            return set_path(settings.in_file, value);
         case SW_TRAIN:
         case SW_TRAIN2:
             out->mode = MODE_TRAIN;
-            set_path(settings.data_file, value);
             settings.train_count = whole_number(second, 0, INT32_MAX) * 1000000;
             settings.hash_mb = 0;
-            return settings.train_count >= 1;
+            return set_path(settings.data_file, value) && settings.train_count >= 1;
         case SW_LEARN_RATE: settings.learn_rate = real_number(value); break;
         case SW_MINI_BATCH: settings.mini_batch = static_cast<i32>(whole_number(value, INT32_MIN, INT32_MAX)); break;
         case SW_TRAIN_WEIGHT: settings.train_weight = real_number(value); break;
@@ -181,7 +189,7 @@ static bool apply_switch(SwitchId id, const char *value, const char *second, Com
         case SW_TABLES_FIXED: set_path(settings.syzygy_path, SEVEN_MEN_PATH); break;
         case SW_HAND_EVAL: settings.use_nn = 0; break;
         case SW_NETWORK: settings.use_nn = 1; break;
-        case SW_OUT_FILE: set_path(settings.out_file, value); break;
+        case SW_OUT_FILE: return set_path(settings.out_file, value);
         case SW_MULTIPV: settings.multipv = static_cast<u8>(whole_number(value, 1, 255)); break;
         case SW_SELECTIVITY: settings.selectivity = small_number(value, 10, 200); break;
         default: return apply_tool_switch(id, value, second, out);
@@ -204,7 +212,11 @@ static bool parse_argument(int argc, char **argv, int *index, CommandLine *out) 
         if (row.id == SW_SELECTIVITY && is_multipv) continue;
         if (!matches(row, argument)) continue;
         if (*index + row.values >= argc) {
-            if (row.needed) return false;
+            if (row.needed) {
+                std::fprintf(stderr, "%s needs %s\n", row.name,
+                             row.values > 1 ? "a file name and a count" : "a file name");
+                return false;
+            }
             continue;
         }
         const char *value = row.values > 0 ? argv[*index + 1] : "";

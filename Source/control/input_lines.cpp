@@ -18,6 +18,7 @@ static int pending_size;
 static bool dropping;  // inside the rest of an overlong line
 static bool ended;     // nothing more will come
 static int failed_reads;
+static bool ignored;  // see ignore_piped_input
 
 static char *find_line_end() {
     return static_cast<char *>(std::memchr(input_pending, '@', static_cast<std::size_t>(pending_size)));
@@ -85,6 +86,7 @@ static bool read_console_line(char *line, int size) {
 }
 
 bool poll_input_line(char *line, int size) {
+    if (ignored) return false;
     if (!input_is_pipe()) return !ended && input_key_waiting() && read_console_line(line, size) && line[0];
     for (int chunks = 0; !ended && !find_line_end() && chunks < CHUNKS_PER_POLL; ++chunks)
         if (!read_chunk()) break;
@@ -100,10 +102,12 @@ bool wait_for_input_line(char *line, int size) {
     return true;
 }
 
-// Input that has ended always looks ready, so there is nothing to wait for.
+// Input that has ended, or is not read, always looks ready, so there is nothing to wait for.
 void pause_for_input(int milliseconds) {
-    if (ended) sleep_milliseconds(milliseconds);
+    if (ended || ignored) sleep_milliseconds(milliseconds);
     else if (!find_line_end()) input_wait(milliseconds);
 }
+
+void ignore_piped_input() { ignored = input_is_pipe(); }
 
 bool input_has_ended() { return ended && pending_size == 0; }

@@ -16,5 +16,8 @@ bool poll_input_line(char *line, int size);
 bool wait_for_input_line(char *line, int size);
 // Waits until the next poll is worth while: up to this many milliseconds, less when input comes.
 void pause_for_input(int milliseconds);
+// From now on nothing is read from a pipe or a file: an offline tool's input belongs to somebody else.
+// A console is read as before.
+void ignore_piped_input();
 // True once input has ended and every line was handed out.
 bool input_has_ended();

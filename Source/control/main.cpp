@@ -8,6 +8,7 @@
 #include "book/book_maker.h"
 #include "control/command_line.h"
 #include "control/game_driver.h"
+#include "control/input_lines.h"
 #include "control/options.h"
 #include "control/output.h"
 #include "control/settings.h"
@@ -16,6 +17,7 @@
 #include "eval/network/file.h"
 #include "eval/network/forward.h"
 #include "platform/clock.h"
+#include "platform/interrupt.h"
 #include "platform/process.h"
 #include "platform/threads.h"
 #include "search/hash_table.h"
@@ -24,7 +26,7 @@
 #include "tablebase/tablebase.h"
 #include "tools/benchmark.h"
 #include "tools/epd_suite.h"
-#include "tools/pgn.h"
+#include "tools/pgn_scan.h"
 #include "tools/prune.h"
 #include "tools/training_data.h"
 #include "tools/training_games.h"
@@ -74,28 +76,42 @@ static void set_timer_period() {
     }
 }
 
-static void run_mode(const CommandLine &command) {
+// False when a tool could not do its work; it has said so on standard error.
+static bool run_mode(const CommandLine &command) {
     switch (command.mode) {
         case MODE_PLAY:
             calibrate();
             game_driver();
             break;
-        case MODE_TEST_SUITE: run_epd_suite(settings.out_file, SUITE_ANALYSE); break;
-        case MODE_SCAN_PGN: scan_pgn(); break;
+        case MODE_TEST_SUITE: return run_epd_suite(settings.out_file, SUITE_ANALYSE);
+        case MODE_SCAN_PGN: return scan_pgn();
         case MODE_BENCH: run_bench(command.bench_threaded); break;
-        case MODE_BOOK_MAKER: make_book(); break;
+        case MODE_BOOK_MAKER: return make_book();
         case MODE_CONFIG: break;  // a writer of configuration files was never added
-        case MODE_CONVERT_TRAINING: convert_training_epd(); break;
-        case MODE_GENERATE_TRAINING: generate_training_games(); break;
-        case MODE_EPD_TO_RECORDS: epd_to_records(); break;
-        case MODE_RECORDS_TO_EPD: records_to_epd(); break;
-        case MODE_PRUNE_NETWORK: prune_network(); break;
-        case MODE_SECOND_BOOK:
-            settings.multipv = 20;
-            run_epd_suite("junk.epd", SUITE_EXPAND);
-            break;
+        case MODE_CONVERT_TRAINING: return convert_training_epd();
+        case MODE_GENERATE_TRAINING: return generate_training_games();
+        case MODE_EPD_TO_RECORDS: return epd_to_records();
+        case MODE_RECORDS_TO_EPD: return records_to_epd();
+        case MODE_PRUNE_NETWORK: return prune_network();
+        case MODE_SECOND_BOOK: settings.multipv = 20; return run_epd_suite("junk.epd", SUITE_EXPAND);
         case MODE_TRAIN: break;  // refused before
     }
+    return true;
+}
+
+// The exit status of the mode: 0, 1 when a tool failed, 128 and the signal's number after an
+// interrupt, by which a tool ends in order.
+static int run_to_end(const CommandLine &command) {
+    if (command.mode != MODE_PLAY) {
+        ignore_piped_input();
+        catch_interrupts(&stop_search, &settings.quit_flag);
+    }
+    const bool done = run_mode(command);
+    if (const int signal = caught_interrupt()) {
+        std::fprintf(stderr, "interrupted\n");
+        return 128 + signal;
+    }
+    return done ? 0 : 1;
 }
 
 static void release_thread(ThreadState *thread) {
@@ -148,7 +164,7 @@ int main(int argc, char **argv) {
     load_network();
     if (std::strlen(settings.syzygy_path) > 1) tb_init();
 
-    run_mode(command);
+    const int status = run_to_end(command);
     release_everything();
-    return 0;
+    return status;
 }

@@ -10,6 +10,7 @@
 #include "control/output.h"
 #include "control/settings.h"
 #include "eval/network/file.h"
+#include "formats/text_file.h"
 #include "search/hash_table.h"
 #include "tablebase/tablebase.h"
 
@@ -37,7 +38,7 @@ struct OptionRow {
     OptionKind kind;
     int low, high;  // a number outside is cut to this range; booleans and texts have none
     std::size_t offset;
-    std::size_t size;  // of the field in bytes: 1, 2, 4, or PATH_LENGTH for a text
+    std::size_t size;  // of the field in bytes: 1, 2, 4, or the length of a text
     ShownDefault shown;
     OptionRule rule;
 };
@@ -145,6 +146,10 @@ static void set_row(const OptionRow &row, const char *value) {
         return;
     }
     if (row.kind == TEXT) {
+        if (std::strlen(value) >= row.size) {
+            print_format("info string %s not set: more than %d characters", row.name, static_cast<int>(row.size) - 1);
+            return;
+        }
         copy_text(field_of(&settings, row), value, row.size);
         print_format("info string %s set to '%s'", row.name, field_of(&settings, row));
     } else {
@@ -195,7 +200,6 @@ void print_options() {
 // One line of the file, "name = value": the name ends at the blanks before '='. Without a blank there
 // the name is not cut, runs on past the '=', and so matches no option.
 static void apply_config_line(char *line) {
-    constexpr std::size_t NAME_SIZE = 101, VALUE_SIZE = 201;
     line[std::strcspn(line, "\n")] = 0;
     line[std::strcspn(line, "#")] = 0;
     char *equals = std::strchr(line, '=');
@@ -203,10 +207,7 @@ static void apply_config_line(char *line) {
     for (char *end = equals; end > line && end[-1] == ' '; --end) end[-1] = 0;
     const char *text = equals + 1;
     text += std::strspn(text, " ");
-    char name[NAME_SIZE], value[VALUE_SIZE];
-    copy_text(name, line, NAME_SIZE);
-    copy_text(value, text, VALUE_SIZE);
-    if (read_search_state() == 0) set_option(name, value);
+    if (read_search_state() == 0) set_option(line, text);
 }
 
 void load_config_file() {
@@ -218,23 +219,18 @@ void load_config_file() {
     // Binary: a carriage return belongs to the value on every system.
     std::FILE *file = std::fopen(settings.config_path, "rb");
     if (!file) return;
-    char line[256];
-    // A directory can be opened, not read.
-    const bool has_lines = std::fgets(line, sizeof line, file) != nullptr;
-    if (!has_lines && std::ferror(file)) {
+    LineReader reader;
+    start_lines(&reader, file, LINES_AS_THEY_ARE);
+    const bool has_lines = next_line(&reader);
+    if (!has_lines && std::ferror(file)) {  // a directory can be opened, not read
         std::fclose(file);
         return;
     }
     ++files_read;
     ++depth;
     print_format("info string loading parameters from %s", settings.config_path);
-    for (bool more = has_lines; more; more = std::fgets(line, sizeof line, file) != nullptr) {
-        const std::size_t length = std::strlen(line);
-        // The rest of an overlong line goes: it must not act as a line of its own.
-        if (length == sizeof line - 1 && line[length - 1] != '\n')
-            for (int c = 0; c != EOF && c != '\n';) c = std::fgetc(file);
-        if (length > 3) apply_config_line(line);
-    }
+    for (bool more = has_lines; more; more = next_line(&reader))
+        if (reader.line.size() > 3) apply_config_line(reader.line.data());
     std::fclose(file);
     --depth;
     default_settings = settings;

@@ -20,8 +20,7 @@ float target_nps;
 Relaxed<float> elapsed_time;
 char program_dir[512];
 
-// One assignment per field, in the record's order; texts that start empty are cleared by the
-// zeroed record.
+// One assignment per field; texts that start empty are cleared by the zeroed record.
 void set_start_values() {
     const u8 has_popcnt = settings.has_popcnt;
     const u8 has_bmi = settings.has_bmi;

@@ -10,7 +10,8 @@ constexpr const char *PROGRAM_NAME = "Tarn 7.04";
 constexpr const char *PROGRAM_AUTHOR = "Ilse Marrow";
 
 constexpr int MAX_THREADS = 160;
-constexpr int PATH_LENGTH = 144;        // a longer file name is cut
+constexpr int PATH_LENGTH = 4097;       // holds a file name of 4096 characters, what systems take at most
+constexpr int SYZYGY_LENGTH = 32001;    // holds a list of directories
 constexpr float INFO_NEVER = 99999.0f;  // info_min_time: print no information lines
 constexpr i64 NO_NODE_LIMIT = 1000000000000000;
 
@@ -24,10 +25,6 @@ struct Settings {
     u8 numa;                // stored only
     u8 trace;               // console "trace"; nothing reads it
     u8 eval_debug;          // console "set debug": trace before the board
-    char in_file[PATH_LENGTH];
-    char pgn_file[PATH_LENGTH];
-    char out_file[PATH_LENGTH];
-    char data_file[PATH_LENGTH];
     Relaxed<u8> uci_mode;   // 1 UCI, 0 console
     u8 has_popcnt;          // recorded, not read
     u8 has_bmi;             // recorded, not read
@@ -51,15 +48,9 @@ struct Settings {
     i16 uci_elo;  // 0 not set, else 1500..3300
     u8 log_on;
     u8 own_book;
-    u8 book_variety;  // 0..100
-    i8 book_depth;    // plies, 0..60
-    i8 book2_depth;   // plies, 0..60
-    char param_file[PATH_LENGTH];
-    char nn_file[PATH_LENGTH];
-    char config_path[PATH_LENGTH];
-    char book_file[PATH_LENGTH];
-    char book2_file[PATH_LENGTH];
-    char syzygy_path[PATH_LENGTH];
+    u8 book_variety;     // 0..100
+    i8 book_depth;       // plies, 0..60
+    i8 book2_depth;      // plies, 0..60
     i8 syzygy_depth6;    // lowest depth that probes 6 men, -5..100
     i8 syzygy_depth7;    // the same for 7 men, never below 7
     i16 opponent_elo;    // recorded, not read
@@ -71,6 +62,17 @@ struct Settings {
     i16 FP_depth;
     i16 LMP_depth;
     i16 LMR_depth;
+    // Texts come last: the numbers above share few cache lines.
+    char in_file[PATH_LENGTH];
+    char pgn_file[PATH_LENGTH];
+    char out_file[PATH_LENGTH];
+    char data_file[PATH_LENGTH];
+    char param_file[PATH_LENGTH];
+    char nn_file[PATH_LENGTH];
+    char config_path[PATH_LENGTH];
+    char book_file[PATH_LENGTH];
+    char book2_file[PATH_LENGTH];
+    char syzygy_path[SYZYGY_LENGTH];
 };
 
 extern Settings settings;

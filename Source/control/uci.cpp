@@ -45,13 +45,13 @@ static char *step_over(char *from, std::size_t count) {
 }
 
 static void set_option_command(char *rest) {
-    constexpr std::size_t NAME_SIZE = 129, VALUE_SIZE = 201;
-    char name[NAME_SIZE] = "", value[VALUE_SIZE] = "";
+    constexpr std::size_t NAME_SIZE = 129;
+    char name[NAME_SIZE] = "";
     char *name_word = std::strstr(rest, "name");
     char *value_word = std::strstr(rest, "value");
     // Taken before the cut below, which may end the text in front of it.
     char *name_text = name_word ? step_over(name_word, 5) : nullptr;
-    if (value_word) copy_text(value, step_over(value_word, 6), VALUE_SIZE);
+    const char *value = value_word ? step_over(value_word, 6) : "";
     if (name_word && value_word > name_word) value_word[-1] = 0;
     if (name_text) copy_text(name, name_text, NAME_SIZE);
     set_option(name, value);

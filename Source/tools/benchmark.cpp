@@ -50,6 +50,7 @@ void run_bench(int threaded) {
         if (hash_enabled) clear_hash_table();
         run_search(SEARCH_BENCH, threaded);
         write_search_state(0);
+        if (settings.quit_flag) break;  // broken off: the search does not count
         total_nodes += static_cast<float>(static_cast<u64>(search_totals.nodes));
         total_time += elapsed_time;
         print_format("pos %2d: %6.2f seconds", i, static_cast<double>(elapsed_time));

@@ -1,22 +1,27 @@
 // Running a test suite.
 #include "tools/epd_suite.h"
 
+#include <cctype>
 #include <cmath>
 #include <cstring>
 
+#include "base/progress.h"
 #include "board/make_move.h"
 #include "board/notation.h"
 #include "board/thread_state.h"
 #include "control/output.h"
 #include "control/run_search.h"
 #include "control/settings.h"
+#include "formats/epd.h"
+#include "formats/output_file.h"
+#include "formats/text_file.h"
+#include "platform/replace_file.h"
 #include "search/hash_table.h"
 #include "search/search_state.h"
-#include "tools/text_lines.h"
 
 static const char DEFAULT_OUTPUT[] = "analysis.epd";
 static const char EXPANSION_FILE[] = "tmp_0.epd";
-constexpr int EXPANSION_MARGIN = 100;  // centipawns behind the first line
+constexpr int EXPANSION_MARGIN = 100;  // centipawns below the first line
 constexpr std::size_t SHORTEST_LINE = 10;
 constexpr float DEFAULT_BRANCHING = 2.0f;
 
@@ -37,13 +42,20 @@ static bool is_move_text(char *text, Move move) {
     return parse_san(&root_thread_state->position, text, &read) && read == move;
 }
 
+// The '=' that divides a move from its points. The one of a promotion is followed by a letter.
+static char *points_mark(char *piece) {
+    for (char *at = std::strchr(piece, '='); at; at = std::strchr(at + 1, '='))
+        if (!std::isalpha(static_cast<unsigned char>(at[1]))) return at;
+    return nullptr;
+}
+
 // Points by move: every piece "move=points" of the list; the best of them is what could be earned.
 static void count_points(const char *list, Move answer, SuiteTotals *totals) {
     if (!std::strchr(list, '=')) return;
     int best = 0;
     char piece[PIECE_TEXT];
     while (next_piece(&list, ", \"\n", piece)) {
-        char *equals = std::strrchr(piece, '=');  // the last one: a promotion has its own
+        char *equals = points_mark(piece);
         if (!equals) continue;
         const int points = read_integer(equals + 1);
         if (points > best) best = points;
@@ -92,10 +104,17 @@ static void print_answer(Position *position) {
                 static_cast<int>(best_score), nodes, nodes / (seconds + 0.002) * 0.001);
 }
 
-// The positions behind all lines that are about as good as the first.
+// A search that was broken off has lines of two depths, and one move can head two of them.
+static bool is_repeated_line(int line) {
+    for (int i = 0; i < line; ++i)
+        if (line_move[i] == line_move[line]) return true;
+    return false;
+}
+
+// The positions after the first moves of all lines that are about as good as the first.
 static void expand_position(Position *position, std::FILE *out) {
     for (int line = 0; line < settings.multipv && line_move[line]; ++line) {
-        if (line_score[line] < line_score[0] - EXPANSION_MARGIN) continue;
+        if (line_score[line] < line_score[0] - EXPANSION_MARGIN || is_repeated_line(line)) continue;
         char fen[FEN_SIZE];
         make_move(position, line_move[line]);
         position_to_fen(position, fen, 0);
@@ -104,33 +123,38 @@ static void expand_position(Position *position, std::FILE *out) {
     }
 }
 
-// One line of the suite; a line that can't be searched is passed over.
-static void run_line(char *line, int mode, std::FILE *out, std::FILE *expansion, SuiteTotals *totals) {
+struct SuiteFiles {
+    OutputFile results;
+    OutputFile expansion;  // open with SUITE_EXPAND only
+};
+
+// One line of the suite; a line that can't be searched is skipped. A search that an interrupt broke
+// off does not count.
+static void run_line(std::string *line, int mode, SuiteFiles *files, SuiteTotals *totals) {
     EpdLine epd;
-    if (is_remark(line) || std::strlen(line) < SHORTEST_LINE || !split_epd_line(line, &epd)) return;
+    if (is_remark(line->c_str()) || std::strlen(line->c_str()) < SHORTEST_LINE) return;
+    split_epd_line(line->c_str(), &epd);
     Position *position = &root_thread_state->position;
     set_position_from_fen(position, epd.fen);
     if (position_defect(position)) return;
-    ++totals->positions;
     const bool talkative = settings.info_min_time != INFO_NEVER;
     if (talkative) {
-        if (char *end = std::strchr(line, '\n')) *end = '\0';
-        print_format("pos= %d", totals->positions);
-        print_line(line);
+        line->resize(std::strcspn(line->c_str(), "\n"));
+        print_format("pos= %d", totals->positions + 1);
+        print_line(line->c_str());
         print_board(position);
     }
     if (hash_enabled) clear_hash_table();
     run_search(SEARCH_BENCH, 1);
+    if (settings.quit_flag) return;
+    ++totals->positions;
     add_search(totals);
     judge_answer(epd.bm, epd.am, epd.c0, totals);
     if (talkative) print_answer(position);
     if (const Move move = best_pv[1]) {
-        std::fprintf(out, "%s bm %s%s; ce %d;\n", epd.fen, SQUARE_NAMES[from_of(move)], SQUARE_NAMES[to_of(move)],
-                     static_cast<int>(best_score));
-        if (mode == SUITE_EXPAND) expand_position(position, expansion);
-        // Each search took time: its lines shall not wait for the next one's.
-        std::fflush(out);
-        std::fflush(expansion);
+        std::fprintf(files->results.stream, "%s bm %s%s; ce %d;\n", epd.fen, SQUARE_NAMES[from_of(move)],
+                     SQUARE_NAMES[to_of(move)], static_cast<int>(best_score));
+        if (mode == SUITE_EXPAND) expand_position(position, files->expansion.stream);
     }
 }
 
@@ -148,24 +172,52 @@ static void print_totals(const SuiteTotals &totals) {
     print_line("");
 }
 
-void run_epd_suite(const char *output_path, int mode) {
-    if (!*output_path) output_path = DEFAULT_OUTPUT;
-    std::FILE *in = std::fopen(settings.in_file, "rb");
-    std::FILE *out = in ? std::fopen(output_path, "w") : nullptr;
-    std::FILE *expansion = out ? std::fopen(EXPANSION_FILE, "w") : nullptr;
-    if (expansion) {
-        print_format("Analyzing %s...", settings.in_file);
-        if (settings.max_depth < 4) hash_enabled = 0;
-        settings.calibration_nps = 1e7f;
-        settings.calibration_elo = 4000.0f;
-        SuiteTotals totals{};
-        char line[512];
-        while (!settings.quit_flag && read_text_line(line, sizeof line, in) && !std::ferror(out) &&
-               !std::ferror(expansion))
-            run_line(line, mode, out, expansion, &totals);
-        print_totals(totals);
+// Searches the lines of the input up to its end, an interrupt, or a full disk.
+static void run_lines(std::FILE *in, int mode, SuiteFiles *files) {
+    SuiteTotals totals{};
+    static LineReader reader;
+    start_lines(&reader, in);
+    Progress progress;
+    begin_progress(&progress, "positions", static_cast<double>(input_size(in)));
+    bool writable = true;
+    while (!settings.quit_flag && writable && next_line(&reader)) {
+        show_progress(&progress, static_cast<double>(reader.bytes), totals.positions);
+        run_line(&reader.line, mode, files, &totals);
+        // Each search took time: its lines must not be lost with the next one's.
+        writable = keep_output(&files->results);
+        if (mode == SUITE_EXPAND && !keep_output(&files->expansion)) writable = false;
     }
-    close_input(in, settings.in_file);
-    close_output(out, output_path);
-    close_output(expansion, EXPANSION_FILE);
+    end_progress(&progress);
+    print_totals(totals);
+}
+
+// The analysis leaves an empty expansion file, but never empties one.
+static bool open_suite_files(SuiteFiles *files, const char *output_path, int mode) {
+    if (!open_output(&files->results, output_path, OUTPUT_TEXT, settings.in_file)) return false;
+    const bool needed = mode == SUITE_EXPAND || target_kind(EXPANSION_FILE) == TARGET_NONE;
+    files->expansion.stream = nullptr;
+    if (!needed || open_output(&files->expansion, EXPANSION_FILE, OUTPUT_TEXT, settings.in_file)) return true;
+    close_output(&files->results, OUTPUT_DROPPED);
+    return false;
+}
+
+bool run_epd_suite(const char *output_path, int mode) {
+    if (!*output_path) output_path = DEFAULT_OUTPUT;
+    std::FILE *in = open_input(settings.in_file);
+    if (!in) return false;
+    SuiteFiles files;
+    if (!open_suite_files(&files, output_path, mode)) {
+        std::fclose(in);
+        return false;
+    }
+    print_format("Analyzing %s...", settings.in_file);
+    if (settings.max_depth < 4) hash_enabled = 0;
+    settings.calibration_nps = 1e7f;
+    settings.calibration_elo = 4000.0f;
+    run_lines(in, mode, &files);
+    const OutputEnd end = settings.quit_flag ? OUTPUT_INTERRUPTED : OUTPUT_COMPLETE;
+    const bool read = close_input(in, settings.in_file);
+    // The expansion goes first: with `-o tmp_0.epd` the results stay.
+    const bool expanded = close_output(&files.expansion, end);
+    return close_output(&files.results, end) && expanded && read;
 }

@@ -1,5 +1,5 @@
 // Test suites: searching every position of an EPD file and counting how often the search agrees with
-// it (-anepd), or writing out the positions behind its best moves (-mkbook2).
+// it (-anepd), or writing out the positions after its best moves (-mkbook2).
 #pragma once
 
 #include "platform/integers.h"
@@ -22,5 +22,6 @@ struct SuiteTotals {
 // moves between blanks, commas, semicolons or quotes; `am` one move; `c0` pieces "move=points".
 void judge_answer(const char *bm, const char *am, const char *c0, SuiteTotals *totals);
 // Input settings.in_file; an empty output path stands for "analysis.epd". SUITE_EXPAND also writes
-// "tmp_0.epd", from the lines of a MultiPV search; SUITE_ANALYSE leaves that file empty.
-void run_epd_suite(const char *output_path, int mode);
+// "tmp_0.epd", from the lines of a MultiPV search; SUITE_ANALYSE makes that file, empty, where there is
+// none. False, with a line on standard error, when something could not be read or written.
+bool run_epd_suite(const char *output_path, int mode);

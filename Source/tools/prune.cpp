@@ -3,12 +3,14 @@
 
 #include <cstdlib>
 
+#include "base/progress.h"
 #include "board/thread_state.h"
 #include "control/output.h"
+#include "control/settings.h"
 #include "eval/network/file.h"
 #include "eval/network/forward.h"
+#include "formats/output_file.h"
 #include "search/search_state.h"
-#include "tools/text_lines.h"
 
 // On the current drive; without drives, the name of a file in the working directory.
 static const char PRUNE_RECORDS[] = "\\chess\\trainingdata\\bin\\nodes_10K\\20240819_n10Kd7.bin";
@@ -44,10 +46,12 @@ static bool have_arrays() {
 static void collect_stats(const TrainRecord *records, i64 count) {
     ThreadState *thread = root_thread_state;
     const int half = network.hidden_size / 2;
-    for (i64 i = 0; i < count; ++i) {
+    Progress progress;
+    begin_progress(&progress, "positions", static_cast<double>(count));
+    for (i64 i = 0; i < count && !settings.quit_flag; ++i) {
+        show_progress(&progress, static_cast<double>(i), i);
         float target;
-        const u8 *bytes = reinterpret_cast<const u8 *>(records);
-        if (!set_position_from_record(bytes, static_cast<u32>(i), &thread->position, &target)) continue;
+        if (!set_position_from_record(&records[i], &thread->position, &target)) continue;
         if (!have_arrays()) continue;
         thread->eval_ply = 0;  // the sums are rebuilt for each record
         int score;
@@ -58,6 +62,7 @@ static void collect_stats(const TrainRecord *records, i64 count) {
         add_contributions(prune_stats, thread->accumulator, white_row, half);
         add_contributions(prune_stats + half, thread->accumulator + half, black_row, half);
     }
+    end_progress(&progress);
 }
 
 // The strongest pair that was not taken yet, the first of equals; node 0 when none has any strength
@@ -98,36 +103,42 @@ static void write_word(int word, std::FILE *out) {
 }
 
 // The header in the order of the file format; the two reserved words are zero.
-static void write_network(const char *path) {
-    std::FILE *out = std::fopen(path, "wb");
-    if (!out) return;
+static bool write_network(const char *path) {
+    OutputFile file;
+    if (!open_output(&file, path, OUTPUT_BINARY, nullptr)) return false;
+    std::FILE *out = file.stream;
     for (const int field : {network.id, network.activation_scale, network.weight_scale, network.output_scale,
                             network.king_buckets, network.flags, network.hidden_size, 0, 0, network.output_count})
         write_word(field, out);
     write_word(network.weight_count, out);
     write_word(network.weight_count >> 16, out);
     for (i32 i = 0; i < network.weight_count; ++i) write_word(prune_weights[i], out);
-    close_output(out, path);
+    return close_output(&file, OUTPUT_COMPLETE);
 }
 
-void prune_to_file(const TrainRecord *records, i64 count, const char *output_path) {
+// An interrupt before all records were measured leaves no file: the choice would be a different one.
+bool prune_to_file(const TrainRecord *records, i64 count, const char *output_path) {
+    bool written = true;
     print_line("Collecting stats ...\n");
     collect_stats(records, count);
     print_line("Writing pruned net to pruned.bin ...\n");
-    if (network.hidden_size > 2 * PRUNED_PAIRS + 1 && prune_stats && prune_weights) {
+    if (!settings.quit_flag && network.hidden_size > 2 * PRUNED_PAIRS + 1 && prune_stats && prune_weights) {
         const int half = network.hidden_size / 2;
         for (int r = 0; r < PRUNED_PAIRS; ++r) copy_pair(r, take_strongest(half));
         network.hidden_size = 2 * PRUNED_PAIRS;
         network.weight_count = network.king_buckets * 768 * PRUNED_PAIRS + 9 * 2 * PRUNED_PAIRS;
-        write_network(output_path);
+        written = write_network(output_path);
     }
     std::free(prune_stats);
     std::free(prune_weights);
     prune_stats = nullptr;
     prune_weights = nullptr;
+    return written;
 }
 
-void prune_network() {
-    if (load_train_records(PRUNE_RECORDS) == 0) prune_to_file(train_records, train_record_count, PRUNED_FILE);
+bool prune_network() {
+    const bool pruned =
+        load_train_records(PRUNE_RECORDS) == 0 && prune_to_file(train_records, train_record_count, PRUNED_FILE);
     free_train_records();
+    return pruned;
 }

@@ -9,6 +9,7 @@ constexpr int PRUNED_PAIRS = 1536;  // node pairs (white and black half) of the 
 // position, and writes the strongest pairs, strongest first, as a network file. A network of at most
 // 3073 hidden nodes, or no usable record, writes nothing. The network in memory keeps its weights and
 // takes the new counts, so it is of no further use.
-void prune_to_file(const TrainRecord *records, i64 count, const char *output_path);
+// False, with a line on standard error, when the file can't be written.
+bool prune_to_file(const TrainRecord *records, i64 count, const char *output_path);
 // The tool: its input has a fixed name (see the README), its output is "pruned.bin".
-void prune_network();
+bool prune_network();

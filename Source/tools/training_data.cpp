@@ -1,15 +1,17 @@
 // Training records: packing, loading, and the conversions from and to EPD text.
 #include "tools/training_data.h"
 
-#include <cmath>
 #include <cstdlib>
 #include <cstring>
 
+#include "base/progress.h"
 #include "board/thread_state.h"
 #include "control/output.h"
 #include "control/settings.h"
+#include "formats/epd.h"
+#include "formats/output_file.h"
+#include "formats/text_file.h"
 #include "platform/clock.h"
-#include "tools/text_lines.h"
 
 TrainRecord *train_records;
 i64 train_record_count;
@@ -54,10 +56,10 @@ int load_train_records(const char *path) {
     if (!start_train_records()) return -1;
     std::srand(calendar_seconds());
     root_thread_state->thread_rand = static_cast<u32>(std::rand()) * 12345 + 76543;
-    if (!std::strstr(path, ".bin")) return -1;
-    std::FILE *in = std::fopen(path, "rb");
+    if (!has_extension(path, ".bin")) return -1;
+    std::FILE *in = open_input(path);
     if (!in) return -1;
-    while (train_record_count < TRAIN_RECORD_LIMIT) {
+    while (train_record_count < TRAIN_RECORD_LIMIT && !settings.quit_flag) {
         if (!grow_train_records()) {
             std::fclose(in);
             return -1;
@@ -68,40 +70,16 @@ int load_train_records(const char *path) {
         train_record_count += static_cast<i64>(got);
         if (static_cast<i64>(got) < room) break;
     }
-    close_input(in, path);
+    const bool read = close_input(in, path);
     print_plain("read %d positions from %s.\n\n", static_cast<int>(train_record_count), path);
-    return 0;
-}
-
-void pack_train_record(const Position *position, TrainRecord *record) {
-    *record = TrainRecord{};
-    for (int i = 0; i < 32; ++i)
-        record->squares[i] = static_cast<u8>(position->board[2 * i] | position->board[2 * i + 1] << 4);
-    record->stm_castling = static_cast<u8>((position->castling & 15) | position->stm << 4);
-    record->ep = position->ep_square < 64 ? position->ep_square : static_cast<u8>(NO_SQUARE);
-}
-
-static int cut_score(int score) {
-    return score > TRAIN_SCORE_LIMIT ? TRAIN_SCORE_LIMIT : score < -TRAIN_SCORE_LIMIT ? -TRAIN_SCORE_LIMIT : score;
-}
-
-// The two exact results, which most lines hold, are bounded by single-precision constants; all other
-// values by doubles. The difference shows in the last unit: 2300 and -2302.
-int result_to_score(float result) {
-    double bounded = static_cast<double>(result);
-    if (result == 0.0f) bounded = static_cast<double>(1e-6f);
-    else if (result == 1.0f) bounded = static_cast<double>(0.999999f);
-    else if (bounded < 1e-6) bounded = 1e-6;
-    else if (bounded > 0.999999) bounded = 0.999999;
-    constexpr double SCORE_PER_LOGIT = static_cast<double>(1.0f / 0.006f);
-    return cut_score(static_cast<int>(-SCORE_PER_LOGIT * std::log(1.0 / bounded - 1.0)));
+    return read ? 0 : -1;
 }
 
 // What a missing operation stands for is decided before the cuts: `ce` wraps in its 16 bits, `sc`
 // is cut first.
 int record_from_epd_line(const char *line, TrainRecord *record) {
     EpdLine epd;
-    if (!split_epd_line(line, &epd)) return 0;
+    split_epd_line(line, &epd);
     int ce = epd.ce[0] ? read_integer(epd.ce) : NO_SCORE;
     int sc = epd.sc[0] ? read_integer(epd.sc) : NO_SCORE;
     float result = epd.gr[0] ? static_cast<float>(read_number(epd.gr)) : -1.0f;
@@ -110,7 +88,7 @@ int record_from_epd_line(const char *line, TrainRecord *record) {
     if (sc == NO_SCORE) sc = ce;
     if (result < 0.0f) result = score_to_win_prob(ce);
 
-    sc = cut_score(sc);
+    sc = cut_train_score(sc);
     const double probability = static_cast<double>(score_to_win_prob(sc));
     // A game won from a lost position, or the reverse, teaches nothing.
     if (result == 0.0f && probability > 0.8) return 0;
@@ -118,6 +96,8 @@ int record_from_epd_line(const char *line, TrainRecord *record) {
 
     Position *position = &root_thread_state->position;
     set_position_from_fen(position, epd.fen);
+    for (const int king : {piece_code(WHITE, KING), piece_code(BLACK, KING)})
+        if (popcount(position->pieces[king]) != 1) return 0;
     pack_train_record(position, record);
     record->gr_score = static_cast<i16>(result_to_score(result));
     record->ce = static_cast<i16>(ce);
@@ -125,55 +105,93 @@ int record_from_epd_line(const char *line, TrainRecord *record) {
     return 1;
 }
 
-void epd_to_records() {
-    char out_name[PATH_LENGTH], line[255];
-    if (!change_extension(settings.in_file, ".epd", ".bin", out_name, sizeof out_name)) return;
-    std::FILE *in = std::fopen(settings.in_file, "rb");
-    if (!in) return;
-    if (!start_train_records()) {
-        std::fclose(in);
-        return;
-    }
-    print_plain("reading positions from file %s.\n", settings.in_file);
-    constexpr std::size_t SHORTEST_LINE = 20;
+// Reads the lines of the file into train_records, of each the first 254 characters: the packed files
+// of one text are the same with every version of the program. False when there is no memory for more.
+// An interrupt ends the reading between two lines.
+static bool read_epd_records(std::FILE *in) {
+    constexpr std::size_t SHORTEST_LINE = 20, LONGEST_LINE_USED = 254;
+    static LineReader reader;
+    start_lines(&reader, in);
+    Progress progress;
+    begin_progress(&progress, "positions", static_cast<double>(input_size(in)));
+    bool room = true;
+    i64 cut_lines = 0;
     // A line too many is read at the limit, and dropped for want of room.
-    while (read_text_line(line, sizeof line, in)) {
-        if (is_remark(line) || std::strlen(line) < SHORTEST_LINE) continue;
+    while (room && !settings.quit_flag && next_line(&reader)) {
+        if (reader.line.size() > LONGEST_LINE_USED) {
+            reader.line.resize(LONGEST_LINE_USED);
+            ++cut_lines;
+        }
+        const char *line = reader.line.c_str();
+        show_progress(&progress, static_cast<double>(reader.bytes), train_record_count);
         TrainRecord record;
-        if (!record_from_epd_line(line, &record)) continue;
-        if (!grow_train_records()) break;
-        train_records[train_record_count++] = record;
+        if (is_remark(line) || std::strlen(line) < SHORTEST_LINE || !record_from_epd_line(line, &record)) continue;
+        room = grow_train_records();
+        if (room) train_records[train_record_count++] = record;
     }
-    close_input(in, settings.in_file);
-    print_plain("read %.0f positions.\n\n", static_cast<double>(train_record_count));
-
-    if (std::FILE *out = std::fopen(out_name, "wb")) {
-        std::fwrite(train_records, sizeof(TrainRecord), static_cast<std::size_t>(train_record_count), out);
-        if (close_output(out, out_name))
-            print_plain("stored %d positions in %s.\n\n", static_cast<int>(train_record_count), out_name);
-    }
-    free_train_records();
+    end_progress(&progress);
+    if (cut_lines)
+        std::fprintf(stderr, "only the first %d characters were used of %lld longer lines\n",
+                     static_cast<int>(LONGEST_LINE_USED), static_cast<long long>(cut_lines));
+    return room || train_record_count >= TRAIN_RECORD_LIMIT;
 }
 
-void records_to_epd() {
+bool epd_to_records() {
     char out_name[PATH_LENGTH];
-    if (!change_extension(settings.data_file, ".bin", ".epd", out_name, sizeof out_name)) return;
-    if (load_train_records(settings.data_file) != 0) return;
-    std::FILE *out = std::fopen(out_name, "w");
-    if (out) {
-        Position *position = &root_thread_state->position;
-        for (i64 i = 0; i < train_record_count && !std::ferror(out); ++i) {
-            const TrainRecord *record = &train_records[i];
-            const u8 *bytes = reinterpret_cast<const u8 *>(train_records);
-            float target;
-            char fen[FEN_SIZE];
-            // A record without kings is written as what stands on its board.
-            set_position_from_record(bytes, static_cast<u32>(i), position, &target);
-            position_to_fen(position, fen, 0);
-            std::fprintf(out, "%s ce %d; sc %d; gr %0.1f;\n", fen, record->ce, record->sc,
-                         static_cast<double>(score_to_win_prob(record->gr_score)));
-        }
-        close_output(out, out_name);
+    if (!change_extension(settings.in_file, ".epd", ".bin", out_name, sizeof out_name)) return false;
+    std::FILE *in = open_input(settings.in_file);
+    if (!in) return false;
+    if (!start_train_records()) {
+        std::fclose(in);
+        return false;
+    }
+    print_plain("reading positions from file %s.\n", settings.in_file);
+    bool sound = read_epd_records(in);
+    sound = close_input(in, settings.in_file) && sound;
+    print_plain("read %.0f positions.\n\n", static_cast<double>(train_record_count));
+
+    OutputFile out;
+    if (open_output(&out, out_name, OUTPUT_BINARY, nullptr)) {
+        std::fwrite(train_records, sizeof(TrainRecord), static_cast<std::size_t>(train_record_count), out.stream);
+        const bool written = close_output(&out, OUTPUT_COMPLETE);
+        if (written) print_plain("stored %d positions in %s.\n\n", static_cast<int>(train_record_count), out_name);
+        sound = sound && written;
+    } else {
+        sound = false;
     }
     free_train_records();
+    return sound;
+}
+
+// An interrupt ends the writing between two lines.
+static void write_epd_lines(std::FILE *out) {
+    Position *position = &root_thread_state->position;
+    Progress progress;
+    begin_progress(&progress, "positions", static_cast<double>(train_record_count));
+    for (i64 i = 0; i < train_record_count && !settings.quit_flag && !std::ferror(out); ++i) {
+        show_progress(&progress, static_cast<double>(i), i);
+        const TrainRecord *record = &train_records[i];
+        float target;
+        char fen[FEN_SIZE];
+        // A record without kings is written as its board is.
+        set_position_from_record(record, position, &target);
+        position_to_fen(position, fen, 0);
+        std::fprintf(out, "%s ce %d; sc %d; gr %0.1f;\n", fen, record->ce, record->sc,
+                     static_cast<double>(score_to_win_prob(record->gr_score)));
+    }
+    end_progress(&progress);
+}
+
+bool records_to_epd() {
+    char out_name[PATH_LENGTH];
+    OutputFile out;
+    bool sound = change_extension(settings.data_file, ".bin", ".epd", out_name, sizeof out_name) &&
+                 load_train_records(settings.data_file) == 0 &&
+                 open_output(&out, out_name, OUTPUT_TEXT, settings.data_file);
+    if (sound) {
+        write_epd_lines(out.stream);
+        sound = close_output(&out, settings.quit_flag ? OUTPUT_INTERRUPTED : OUTPUT_COMPLETE);
+    }
+    free_train_records();
+    return sound;
 }

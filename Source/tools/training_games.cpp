@@ -8,17 +8,20 @@
 #include <string>
 #include <vector>
 
+#include "base/progress.h"
 #include "board/attacks.h"
 #include "board/make_move.h"
 #include "board/moves.h"
 #include "board/thread_state.h"
 #include "control/output.h"
 #include "control/settings.h"
+#include "formats/epd.h"
+#include "formats/output_file.h"
+#include "formats/text_file.h"
+#include "formats/training_record.h"
 #include "search/hash_table.h"
 #include "search/root.h"
 #include "search/search_state.h"
-#include "tools/text_lines.h"
-#include "tools/training_data.h"
 
 static const char START_POSITIONS_FILE[] = "mybook_2mv.epd";
 constexpr int START_POSITIONS = 199001;  // lines of the file that are used, at most
@@ -52,6 +55,7 @@ void play_training_game(TrainingGame *game) {
         }
         search_on_this_thread(SEARCH_BENCH);
         write_search_state(0);
+        if (settings.quit_flag) return;
         const Move move = best_pv[1];
         const int score = best_score;
         const int sum = std::abs(score) + average;
@@ -80,8 +84,9 @@ void play_training_game(TrainingGame *game) {
 
 static std::vector<std::string> read_start_positions(std::FILE *in) {
     std::vector<std::string> lines;
-    char line[256];
-    while (lines.size() < START_POSITIONS && read_text_line(line, sizeof line, in)) lines.emplace_back(line);
+    static LineReader reader;
+    start_lines(&reader, in);
+    while (lines.size() < START_POSITIONS && next_line(&reader)) lines.push_back(reader.line);
     return lines;
 }
 
@@ -93,49 +98,62 @@ static bool draw_start_position(const std::vector<std::string> &lines) {
         u32 &random = root_thread_state->thread_rand;
         random = random * 12345 + 76543;
         EpdLine epd;
-        if (!split_epd_line(lines[random % lines.size()].c_str(), &epd)) continue;
+        split_epd_line(lines[random % lines.size()].c_str(), &epd);
         set_position_from_fen(position, epd.fen);
         if (!position_defect(position)) return true;
     }
     return false;
 }
 
-static void play_games(const std::vector<std::string> &start_positions, std::FILE *out) {
+static void write_game(const TrainingGame &game, std::FILE *out) {
+    for (int ply = 0; ply < game.plies; ++ply)
+        if (game.lines[ply][0])
+            std::fprintf(out, "%s gr %0.1f;\n", game.lines[ply], static_cast<double>(game.result[ply & 1]));
+}
+
+// Plays until enough positions are written. False without start positions. A game that an interrupt
+// broke off is not written.
+static bool play_games(const std::vector<std::string> &start_positions, OutputFile *out) {
     static TrainingGame game;
     i64 written = 0;
     std::size_t barren = 0;  // games in a row that gave no position
-    do {
-        if (!draw_start_position(start_positions) || barren > start_positions.size() + 1000) {
-            std::fprintf(stderr, "no usable start positions in %s\n", START_POSITIONS_FILE);
-            return;
-        }
+    Progress progress;
+    begin_progress(&progress, "positions", static_cast<double>(settings.train_count));
+    bool usable = true, writable = true;
+    while (usable && writable && written < settings.train_count) {
+        usable = draw_start_position(start_positions) && barren <= start_positions.size() + 1000;
+        if (!usable) break;
         clear_hash_table();
         play_training_game(&game);
+        if (settings.quit_flag) break;
+        write_game(game, out->stream);
+        // Whole games reach the disk one by one; a full disk ends the tool.
+        writable = keep_output(out);
         written += game.written;
         barren = game.written ? 0 : barren + 1;
-        for (int ply = 0; ply < game.plies; ++ply)
-            if (game.lines[ply][0])
-                std::fprintf(out, "%s gr %0.1f;\n", game.lines[ply], static_cast<double>(game.result[ply & 1]));
-        // Whole games reach the disk one by one; a full disk ends the tool.
-        if (std::fflush(out) != 0) return;
-        print_plain(game.plies > 1 ? "." : "?");
-    } while (!settings.quit_flag && written < settings.train_count);
+        show_progress(&progress, static_cast<double>(written), written);
+        if (writable) print_plain(game.plies > 1 ? "." : "?");
+    }
+    end_progress(&progress);
+    if (!usable) std::fprintf(stderr, "no usable start positions in %s\n", START_POSITIONS_FILE);
+    return usable;
 }
 
-void generate_training_games() {
-    std::FILE *in = std::fopen(START_POSITIONS_FILE, "rb");
-    if (!in) return;
-    std::FILE *out = std::fopen(settings.data_file, "w");
-    if (!out) {
+bool generate_training_games() {
+    std::FILE *in = open_input(START_POSITIONS_FILE);
+    if (!in) return false;
+    OutputFile out;
+    if (!open_output(&out, settings.data_file, OUTPUT_TEXT, START_POSITIONS_FILE)) {
         std::fclose(in);
-        return;
+        return false;
     }
     const std::vector<std::string> start_positions = read_start_positions(in);
+    const bool read = close_input(in, START_POSITIONS_FILE);
     settings.multipv = 1;
     settings.max_depth = GAME_SEARCH_DEPTH;
-    play_games(start_positions, out);
-    close_input(in, START_POSITIONS_FILE);
-    close_output(out, settings.data_file);
+    const bool played = play_games(start_positions, &out);
+    const bool complete = played && !settings.quit_flag;
+    return close_output(&out, complete ? OUTPUT_COMPLETE : OUTPUT_INTERRUPTED) && played && read;
 }
 
 constexpr int SHORT_SEARCH_DEPTH = 2;
@@ -157,7 +175,7 @@ static bool is_consistent(double p, float result, int score) {
 static bool convert_line(const char *line, char *out, std::size_t size) {
     if (is_remark(line)) return false;
     EpdLine epd;
-    if (!split_epd_line(line, &epd)) return false;
+    split_epd_line(line, &epd);
     Position *position = &root_thread_state->position;
     set_position_from_fen(position, epd.fen);
     if (position_defect(position)) return false;
@@ -174,9 +192,10 @@ static bool convert_line(const char *line, char *out, std::size_t size) {
         result = 1.0f - result;
         ce = -ce;
     }
-    if (in_check(position)) return false;
+    if (in_check(position) || settings.quit_flag) return false;
 
     search_on_this_thread(SEARCH_BENCH);
+    if (settings.quit_flag) return false;
     if (tb_root_wdl == TB_WIN) best_score = TABLE_WIN_SCORE;
     else if (tb_root_wdl == TB_LOSS) best_score = -TABLE_WIN_SCORE;
     else if (tb_root_wdl == TB_DRAW) best_score = 0;
@@ -195,35 +214,40 @@ static bool convert_line(const char *line, char *out, std::size_t size) {
     return true;
 }
 
-void convert_training_epd() {
-    if (!std::strstr(settings.in_file, ".epd") || !std::strstr(settings.out_file, ".epd")) return;
+// Converts the lines of the input up to its end, an interrupt, or a full disk.
+static void convert_lines(std::FILE *in, OutputFile *out) {
+    static LineReader reader;
+    start_lines(&reader, in);
+    Progress progress;
+    begin_progress(&progress, "positions", static_cast<double>(input_size(in)));
+    char text[FEN_SIZE + 400];
+    i64 lines = 0;
+    bool writable = true;
+    while (!settings.quit_flag && writable && next_line(&reader)) {
+        show_progress(&progress, static_cast<double>(reader.bytes), lines++);
+        if (!convert_line(reader.line.c_str(), text, sizeof text)) continue;
+        std::fputs(text, out->stream);
+        writable = keep_output(out);  // each search took time
+    }
+    end_progress(&progress);
+}
+
+bool convert_training_epd() {
+    if (!has_extension(settings.in_file, ".epd") || !has_extension(settings.out_file, ".epd")) return false;
     print_plain("infile= %s, outfile= %s\n", settings.in_file, settings.out_file);
-    std::FILE *in = std::fopen(settings.in_file, "rb");
-    if (!in) return;
-    std::FILE *out = std::fopen(settings.out_file, "w");
-    if (!out) {
+    std::FILE *in = open_input(settings.in_file);
+    if (!in) return false;
+    OutputFile out;
+    if (!open_output(&out, settings.out_file, OUTPUT_TEXT, settings.in_file)) {
         std::fclose(in);
-        return;
+        return false;
     }
     settings.info_min_time = INFO_NEVER;
     if (settings.max_depth <= SHORT_SEARCH_DEPTH) hash_enabled = 0;
     settings.calibration_nps = 1e7f;
     settings.calibration_elo = 4000.0f;
-
-    char line[255], text[FEN_SIZE + 400];
-    u32 written = 0;
-    while (read_text_line(line, sizeof line, in)) {
-        if (!convert_line(line, text, sizeof text)) continue;
-        std::fputs(text, out);
-        if (std::fflush(out) != 0) break;
-        // Closed from time to time, so that others see how far the file has grown.
-        if ((written++ & 4095) == 0) {
-            if (!close_output(out, settings.out_file)) out = nullptr;
-            else out = std::fopen(settings.out_file, "a");
-            if (!out) break;
-        }
-    }
+    convert_lines(in, &out);
     print_plain("\n");
-    close_input(in, settings.in_file);
-    close_output(out, settings.out_file);
+    const bool read = close_input(in, settings.in_file);
+    return close_output(&out, settings.quit_flag ? OUTPUT_INTERRUPTED : OUTPUT_COMPLETE) && read;
 }

@@ -19,9 +19,10 @@ struct TrainingGame {
 // at one half; a side without a move has lost, in stalemate too; a game that is broken off is judged
 // by its last score.
 void play_training_game(TrainingGame *game);
+// The tools: false, with a line on standard error, when something could not be read or written.
 // -gentraindata: games of the program against itself from the positions of "mybook_2mv.epd", until
 // settings.train_count positions are written to settings.data_file or the disk is full.
-void generate_training_games();
+bool generate_training_games();
 // -mktraindata: settings.in_file is searched again, the quiet and consistent positions go to
 // settings.out_file.
-void convert_training_epd();
+bool convert_training_epd();

@@ -161,39 +161,4 @@ TEST(BoardGolden, ParseSan) {
     }
 }
 
-// The value of a name in the flat, one-pair-a-line JSON of the file, with \" and \\ undone.
-bool json_pair(const std::string &line, std::string *name, std::string *value) {
-    const std::size_t colon = line.find("\": \"");
-    if (line.empty() || line[0] != '"' || colon == std::string::npos) return false;
-    *name = line.substr(1, colon - 1);
-    value->clear();
-    for (std::size_t i = colon + 4; i < line.size() && line[i] != '"'; ++i) {
-        if (line[i] == '\\') ++i;
-        *value += line[i];
-    }
-    return true;
-}
-
-TEST(BoardGolden, EpdLine) {
-    SKIP_WITHOUT_SHARED("golden/board/epd_line.json");
-    char fields[8][EPD_FIELD];
-    const char *const names[8] = {"fen", "bm", "am", "ce", "sc", "gr", "id", "c0"};
-    int checked = 0;
-    for (const std::string &line : read_lines(shared_path("golden/board/epd_line.json"))) {
-        std::string name, value;
-        if (!json_pair(line, &name, &value)) continue;
-        if (name == "line") {
-            parse_epd_line(value.c_str(), fields[0], fields[1], fields[2], fields[3], fields[4], fields[5], fields[6],
-                           fields[7]);
-            continue;
-        }
-        for (int i = 0; i < 8; ++i)
-            if (name == names[i]) {
-                EXPECT_EQ(fields[i], value) << name;
-                ++checked;
-            }
-    }
-    EXPECT_GT(checked, 150);
-}
-
 }  // namespace

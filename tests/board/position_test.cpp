@@ -1,4 +1,4 @@
-// Set-up from text, text from positions, keys, EPD lines, training records.
+// Set-up from text, text from positions, keys.
 #include <cmath>
 #include <cstring>
 
@@ -178,71 +178,6 @@ TEST_F(PositionTest, Defects) {
     EXPECT_NE(position_defect(set_up("P3k3/8/8/8/8/8/8/4K3 w - -")), nullptr);
     EXPECT_NE(position_defect(set_up("4k3/8/8/8/8/8/8/4R2K w - -")), nullptr);
     EXPECT_NE(position_defect(set_up("4k3/8/8/QQQQQQQQ/QQQQQQQQ/8/8/4K3 b - -")), nullptr);
-}
-
-struct EpdFields {
-    char fen[EPD_FIELD], bm[EPD_FIELD], am[EPD_FIELD], ce[EPD_FIELD], sc[EPD_FIELD], gr[EPD_FIELD], id[EPD_FIELD],
-        c0[EPD_FIELD];
-};
-
-EpdFields split(const std::string &line) {
-    EpdFields f;
-    EXPECT_EQ(parse_epd_line(line.c_str(), f.fen, f.bm, f.am, f.ce, f.sc, f.gr, f.id, f.c0), 1);
-    return f;
-}
-
-TEST(EpdLine, FieldsAndOperations) {
-    const EpdFields f =
-        split("4k3/8/8/8/8/8/8/4K3 w - - bm Ke2 Kf2; am Kd1; ce 12; sc -5; gr 0.5; id \"a b\"; c0 \"x=3, y=4\";");
-    EXPECT_STREQ(f.fen, "4k3/8/8/8/8/8/8/4K3 w - -");
-    EXPECT_STREQ(f.bm, "Ke2Kf2");
-    EXPECT_STREQ(f.am, "Kd1");
-    EXPECT_STREQ(f.ce, "12");
-    EXPECT_STREQ(f.sc, "-5");
-    EXPECT_STREQ(f.gr, "0.5");
-    EXPECT_STREQ(f.id, "\"ab\"");
-    EXPECT_STREQ(f.c0, "\"x=3,y=4\"");
-}
-
-TEST(EpdLine, CountersBehindTheFieldsDoNoHarm) {
-    const EpdFields f = split("4k3/8/8/8/8/8/8/4K3 w - - 12 34 bm Ke2;");
-    EXPECT_STREQ(f.fen, "4k3/8/8/8/8/8/8/4K3 w - -");
-    EXPECT_STREQ(f.bm, "Ke2");
-}
-
-TEST(EpdLine, UnendedAndEmptyOperationsEndTheScan) {
-    EXPECT_STREQ(split("4k3/8/8/8/8/8/8/4K3 w - - bm Ke2; ce 7").ce, "");
-    EXPECT_STREQ(split("4k3/8/8/8/8/8/8/4K3 w - - ; bm Ke2;").bm, "");
-    EXPECT_STREQ(split("4k3/8/8/8/8/8/8/4K3 w - - bm Ke2;; am Kf1;").am, "Kf1");
-    EXPECT_STREQ(split("4k3/8/8/8/8/8/8/4K3 w - - bmx Ke2; b Kf1;").bm, "");
-}
-
-TEST(EpdLine, OverlongTextIsCut) {
-    const EpdFields f = split("4k3/8/8/8/8/8/8/4K3 w - - id " + std::string(5000, 'a') + "; bm Ke2;");
-    EXPECT_EQ(std::strlen(f.id), EPD_FIELD - 1u);
-    EXPECT_STREQ(f.bm, "Ke2");
-    EXPECT_EQ(std::strlen(split(std::string(5000, 'k')).fen), EPD_FIELD - 1u);
-    EXPECT_STREQ(split("").fen, "");
-}
-
-TEST_F(PositionTest, TrainingRecord) {
-    u8 records[80] = {};
-    u8 *record = records + 40;
-    record[2] = KING;                // e1, low nibble of byte 2
-    record[3] = ROOK << 4;           // h1
-    record[30] = BLACK_CODE + KING;  // e8
-    record[32] = 1 | 1 << 4;         // K wanted, black to move
-    record[33] = NO_SQUARE;
-    record[34] = 100;  // the two scores: 100 and -200
-    record[38] = static_cast<u8>(-200 & 255);
-    record[39] = 255;
-    Position *position = &root_thread_state->position;
-    float result = 0.0f;
-    EXPECT_EQ(set_position_from_record(records, 1, position, &result), 1);
-    EXPECT_EQ(fen_of(position), "4k3/8/8/8/8/8/8/4K2R b K -");
-    const double expected = 0.25 / (1.0 + std::exp(-0.6)) + 0.75 / (1.0 + std::exp(1.2));
-    EXPECT_NEAR(result, expected, 1e-6);
-    EXPECT_EQ(set_position_from_record(records, 0, position, &result), 0);  // no kings
 }
 
 }  // namespace

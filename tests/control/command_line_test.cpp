@@ -1,4 +1,5 @@
 // The switches: what each stores, the chain of tests, and missing values.
+#include <algorithm>
 #include <string>
 #include <vector>
 
@@ -190,6 +191,7 @@ TEST(CommandLine, TheGameScanIsFoundInsideAnArgument) {
 }
 
 TEST(CommandLine, AToolWithoutItsArgumentsEndsTheProgram) {
+    testing::internal::CaptureStderr();
     for (const std::vector<std::string> &arguments : {std::vector<std::string>{"-mkbook2"},
                                                       {"-anepd"},
                                                       {"-scan_pgn"},
@@ -205,6 +207,10 @@ TEST(CommandLine, AToolWithoutItsArgumentsEndsTheProgram) {
                                                       {"-train", "x", "0"},
                                                       {"-train2", "x", "-1"}})
         EXPECT_FALSE(parse(arguments).ok) << arguments[0];
+    const std::string errors = testing::internal::GetCapturedStderr();
+    EXPECT_EQ(errors.rfind("-mkbook2 needs a file name\n-anepd needs a file name\n", 0), 0u) << errors;
+    EXPECT_NE(errors.find("-gentraindata needs a file name and a count\n"), std::string::npos) << errors;
+    EXPECT_NE(errors.find("-gentraindata makes 100 positions or more\n"), std::string::npos) << errors;
 }
 
 TEST(CommandLine, TrainingIsRecognised) {
@@ -224,9 +230,21 @@ TEST(CommandLine, TrainingIsRecognised) {
     EXPECT_EQ(settings.train_weight, 0.25f);
 }
 
-TEST(CommandLine, LongValuesAreCut) {
-    const std::string path(100000, 'p');
-    parse({"-book", path, "-tbpath", path});
-    EXPECT_EQ(settings.book_file, path.substr(0, PATH_LENGTH - 1));
-    EXPECT_EQ(settings.syzygy_path, path.substr(0, PATH_LENGTH - 1));
+TEST(CommandLine, LongValuesAreTakenOrRefused) {
+    const std::string longest(PATH_LENGTH - 1, 'p'), directories(SYZYGY_LENGTH - 1, 'd');
+    EXPECT_TRUE(parse({"-book", longest, "-tbpath", directories}).ok);
+    EXPECT_EQ(settings.book_file, longest);
+    EXPECT_EQ(settings.syzygy_path, directories);
+    // One character more: a line, and the value stays what it was. A tool does not run without its file.
+    testing::internal::CaptureStderr();
+    EXPECT_TRUE(parse({"-book", longest + "p", "-tbpath", directories + "d"}).ok);
+    EXPECT_STREQ(settings.book_file, "tarn_book.bin");
+    EXPECT_STREQ(settings.syzygy_path, "");
+    for (const char *tool :
+         {"-anepd", "-scan_pgn", "-mkbook", "-mkbook2", "-epd2bin", "-bin2epd", "-mktraindata", "-o"})
+        EXPECT_FALSE(parse({tool, longest + "p"}).ok) << tool;
+    EXPECT_FALSE(parse({"-gentraindata", longest + "p", "100"}).ok);
+    const std::string errors = testing::internal::GetCapturedStderr();
+    EXPECT_EQ(std::count(errors.begin(), errors.end(), '\n'), 11);
+    EXPECT_EQ(errors.rfind("a name of more than 4096 characters is refused: pppp", 0), 0u) << errors;
 }

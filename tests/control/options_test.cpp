@@ -102,14 +102,22 @@ TEST_F(Options, BooleansLookForLowerCaseTrue) {
     EXPECT_EQ(settings.use_nn, 0);
 }
 
-TEST_F(Options, TextsAreCutToTheirField) {
+TEST_F(Options, TextsThatDoNotFitAreRefused) {
     EXPECT_EQ(set("OwnBook_File", "my book.bin"), "info string OwnBook_File set to 'my book.bin'\n");
     EXPECT_STREQ(settings.book_file, "my book.bin");
-    const std::string path(200, 'x');
-    set("OwnBook2_File", path.c_str());
-    EXPECT_EQ(settings.book2_file, path.substr(0, PATH_LENGTH - 1));
-    EXPECT_EQ(settings.syzygy_path[0], 0) << "the field behind is untouched";
+    const std::string path(4096, 'x');
+    EXPECT_EQ(set("OwnBook2_File", path.c_str()), "info string OwnBook2_File set to '" + path + "'\n");
+    EXPECT_EQ(set("OwnBook2_File", (path + "x").c_str()),
+              "info string OwnBook2_File not set: more than 4096 characters\n");
+    EXPECT_EQ(settings.book2_file, path);
+    EXPECT_EQ(settings.syzygy_path[0], 0) << "the next field is untouched";
     EXPECT_EQ(set("OwnBook2_File", ""), "info string OwnBook2_File set to ''\n");
+    const std::string directories(32000, 'd');
+    EXPECT_EQ(set("SyzygyPath", (directories + "d").c_str()),
+              "info string SyzygyPath not set: more than 32000 characters\n");
+    set("SyzygyPath", directories.c_str());
+    EXPECT_EQ(settings.syzygy_path, directories);
+    set("SyzygyPath", "");
 }
 
 TEST_F(Options, TheOpponentIsReadPastItsTitle) {
@@ -271,17 +279,23 @@ TEST_F(Options, AConfigurationFileThatNamesItselfComesToAnEnd) {
     EXPECT_EQ(load("self.cfg"), first) << "the bound holds for each load anew";
 }
 
-TEST_F(Options, OverlongConfigurationLinesAreCut) {
-    // The text behind the cut would be a good line, and must not act as one.
-    std::string line = "#" + std::string(254, 'x') + "MoveOverhead = 7\n";
-    line += "OwnBook_File = " + std::string(1000000, 'y') + "\nContempt = 8\n";
-    line += std::string("bin\0ary\xff\xfe = \x01\n", 14) + "MultiPV = 2\n";
-    write_file("long.cfg", line);
+TEST_F(Options, LongConfigurationLines) {
+    const std::string path(4096, 'y'), directories(32000, 'd');
+    std::string text = "#" + std::string(254, 'x') + "MoveOverhead = 7\n";
+    text += "OwnBook_File = " + path + "\nOwnBook2_File = " + std::string(3000000, 'y') + "\nContempt = 8\n";
+    text += "SyzygyPath = " + directories + "\n";
+    text += std::string("bin\0ary\xff\xfe = \x01\n", 14) + "MultiPV = 2\n";
+    write_file("long.cfg", text);
     const std::string printed = load("long.cfg");
-    EXPECT_EQ(printed, "info string loading parameters from long.cfg\ninfo string OwnBook_File set to '" +
-                           std::string(PATH_LENGTH - 1, 'y') +
-                           "'\ninfo string Contempt set to 8\ninfo string MultiPV set to 2\n");
+    EXPECT_EQ(printed.rfind("info string loading parameters from long.cfg\ninfo string OwnBook_File set to '" + path +
+                                "'\ninfo string OwnBook2_File not set: more than 4096 characters\n"
+                                "info string Contempt set to 8\ninfo string SyzygyPath set to '" +
+                                directories + "'\n",
+                            0),
+              0u);
+    EXPECT_EQ(settings.multipv, 2);
     EXPECT_EQ(settings.move_overhead, 50);
+    set("SyzygyPath", "");
 }
 
 // The reference files hold the lines of set_option alone: what the table's size and clearing print

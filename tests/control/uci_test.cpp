@@ -96,11 +96,13 @@ TEST_F(Uci, SetoptionFindsItsKeywords) {
     EXPECT_EQ(settings.contempt, -5);
 }
 
-TEST_F(Uci, LongNamesAndValuesAreCut) {
+TEST_F(Uci, LongNamesAndValues) {
     EXPECT_EQ(run("setoption name " + std::string(60000, 'n') + " value 5"), "");
-    const std::string value(60000, 'v');
-    EXPECT_EQ(run("setoption name OwnBook_File value " + value),
-              "info string OwnBook_File set to '" + value.substr(0, PATH_LENGTH - 1) + "'\n");
+    const std::string path(4096, 'v');
+    EXPECT_EQ(run("setoption name OwnBook_File value " + path), "info string OwnBook_File set to '" + path + "'\n");
+    EXPECT_EQ(run("setoption name OwnBook_File value " + std::string(60000, 'w')),
+              "info string OwnBook_File not set: more than 4096 characters\n");
+    EXPECT_EQ(settings.book_file, path);
 }
 
 TEST_F(Uci, GoReadsClocks) {

@@ -87,7 +87,7 @@ void Program::start(const ProgramSetup &setup) {
         std::signal(SIGPIPE, SIG_DFL);
         dup2(input[0], STDIN_FILENO);
         dup2(output[1], STDOUT_FILENO);
-        dup2(error[1], STDERR_FILENO);
+        dup2(terminal_ && setup.error_terminal ? output[1] : error[1], STDERR_FILENO);
         if (setup.directory.empty() || chdir(setup.directory.c_str()) == 0) {
             execv(setup.executable.c_str(), arguments.data());
         }

@@ -9,8 +9,9 @@
 
 struct ProgramSetup {
     std::vector<std::string> arguments;
-    std::string directory;  // working directory; empty: the test's own
-    bool terminal = false;  // standard input and output are a pseudo-terminal
+    std::string directory;        // working directory; empty: the test's own
+    bool terminal = false;        // standard input and output are a pseudo-terminal
+    bool error_terminal = false;  // and standard error as well
     std::string executable = program_path();
 };
 

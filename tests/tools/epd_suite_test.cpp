@@ -1,4 +1,4 @@
-// Test suites: judging answers, the summary, and the expansion into the positions behind good moves.
+// Test suites: judging answers, the summary, and the expansion into the positions after good moves.
 #include "tools/epd_suite.h"
 
 #include <set>
@@ -8,9 +8,10 @@
 #include "board/notation.h"
 #include "board/thread_state.h"
 #include "control/settings.h"
+#include "formats/epd.h"
+#include "formats/text_file.h"
 #include "search/search_state.h"
 #include "support/engine.h"
-#include "tools/text_lines.h"
 #include "tools/tool_files.h"
 
 // The totals after judging 1. e4 as the answer at the start position.
@@ -50,6 +51,26 @@ TEST(SuiteJudge, Points) {
     EXPECT_EQ(judged("", "", "e4").best_points, 0);  // no points at all
     EXPECT_EQ(judged("", "", "").best_points, 0);
     EXPECT_EQ(judged("", "", "=,==,e4=x").points, 0);
+}
+
+// The EPD reader has joined the two pieces by dropping the blank between them.
+TEST(SuiteJudge, PointsAreDividedByTheFirstEqualsSign) {
+    start_engine();
+    EpdLine epd;
+    split_epd_line((std::string(START_FIELDS) + " c0 \"e4=3 Nf3=5\";\n").c_str(), &epd);
+    const SuiteTotals totals = judged("", "", epd.c0);
+    EXPECT_EQ(totals.points, 3);
+    EXPECT_EQ(totals.best_points, 3);
+}
+
+TEST(SuiteJudge, APromotionKeepsItsEqualsSign) {
+    start_engine();
+    set_position_from_text(&root_thread_state->position, "8/P6k/8/8/8/8/8/K7 w - -");
+    best_pv[1] = static_cast<u16>(make_word(48, 56) | PROMO_QUEEN);
+    SuiteTotals totals{};
+    judge_answer("", "", "\"a8=N=2, a8=Q=7\"", &totals);
+    EXPECT_EQ(totals.points, 7);
+    EXPECT_EQ(totals.best_points, 7);
 }
 
 TEST(SuiteJudge, NothingToJudgeIsNeverCorrect) { EXPECT_EQ(judged("", "", "").correct, 0); }
@@ -113,9 +134,12 @@ TEST(Anepd, EmptySuite) {
               "avg depth= 0.0\navg nodes= 0.0\nnode_rate= 0\navg bf= 0.00\nscore= 0 / 0\n\n");
 }
 
-TEST(Anepd, MissingFilesSayNothing) {
+TEST(Anepd, MissingFilesAreReported) {
     ScratchDirectory directory;
-    EXPECT_EQ(run_tool({"-anepd", "missing.epd", "-d", "4"}, directory).output, "");
+    const ToolRun run = run_tool({"-anepd", "missing.epd", "-d", "4"}, directory);
+    EXPECT_EQ(run.output, "");
+    EXPECT_EQ(run.errors, "error reading missing.epd: No such file or directory\n");
+    EXPECT_EQ(run.status, 1);
     EXPECT_TRUE(std::filesystem::is_empty(directory.path));
 }
 
@@ -195,6 +219,20 @@ TEST(Mkbook2, OneLineForEveryMoveNearTheFirst) {
     const auto junk = split_lines(read_file(directory.file("junk.epd")));
     ASSERT_EQ(junk.size(), 1u);
     EXPECT_EQ(junk[0].rfind("rnb1kbnr/pppp1ppp/8/4p1q1/4P3/8/PPPPNPPP/RNBQKB1R w KQkq - bm ", 0), 0u);
+}
+
+// A search that runs out of nodes leaves lines of two depths, in which a move can occur twice.
+TEST(Mkbook2, NoPositionIsWrittenTwice) {
+    ScratchDirectory directory;
+    write_file(directory.file("s.epd"), std::string(START_FIELDS) +
+                                            "\nr1bqkbnr/pppp1ppp/2n5/1B2p3/4P3/5N2/PPPP1PPP/"
+                                            "RNBQK2R b KQkq -\n");
+    for (const char *nodes : {"2000", "5000", "9000", "15000", "23000", "40000"}) {
+        run_tool({"-mkbook2", "s.epd", "-n", nodes}, directory);
+        const auto lines = split_lines(read_file(directory.file("tmp_0.epd")));
+        EXPECT_GT(lines.size(), 2u) << nodes;
+        EXPECT_EQ(std::set<std::string>(lines.begin(), lines.end()).size(), lines.size()) << nodes;
+    }
 }
 
 TEST(Mkbook2, TheProgramWritesBothFiles) {

@@ -1,5 +1,5 @@
-// Damaged input and full disks, with the real program: every tool ends by itself with status 0, skips
-// what it can't read and keeps what it wrote.
+// Damaged input, missing files and full disks, with the real program: every tool skips the lines that
+// it can't read; where it can't do its work at all it says so in one line and ends with status 1.
 #include "tools/tool_files.h"
 
 // Every way to call a tool on one input file.
@@ -17,14 +17,23 @@ static const std::vector<ToolCall> &tool_calls() {
         {"mybook_2mv.epd", {"-gentraindata", "out.epd", "100"}},
         {"x.epd", {"-anepd", "x.epd", "-o", "out.epd", "-d", "1"}},
         {"x.epd", {"-mkbook2", "x.epd", "-d", "1"}},
+        {"x.pgn", {"-mkbook", "x.pgn"}},
         {"\\chess\\trainingdata\\bin\\nodes_10K\\20240819_n10Kd7.bin", {"-prune_nn"}},
     };
     return calls;
 }
 
+// Self-play finds no start position in any of these files.
 static void expect_survival(const ToolCall &call, const ScratchDirectory &directory, const char *what) {
     const ToolRun run = run_tool(call.arguments, directory);
-    EXPECT_EQ(run.status, 0) << call.arguments[0] << " on " << what << ": " << run.errors;
+    const int expected = run.errors.find("no usable start positions") == std::string::npos ? 0 : 1;
+    EXPECT_EQ(run.status, expected) << call.arguments[0] << " on " << what << ": " << run.errors;
+}
+
+static void expect_refusal(const ToolCall &call, const ScratchDirectory &directory, const char *reason) {
+    const ToolRun run = run_tool(call.arguments, directory);
+    EXPECT_EQ(run.status, 1) << call.arguments[0];
+    EXPECT_EQ(run.errors, "error reading " + std::string(call.input) + ": " + reason + "\n") << call.arguments[0];
 }
 
 TEST(MalformedInput, BinaryNoise) {
@@ -56,11 +65,9 @@ TEST(MalformedInput, EmptyFilesAndDirectories) {
         write_file(directory.file(call.input), "");
         expect_survival(call, directory, "an empty file");
         std::filesystem::remove(directory.file(call.input));
-        expect_survival(call, directory, "nothing");
+        expect_refusal(call, directory, "No such file or directory");
         std::filesystem::create_directory(directory.file(call.input));
-        const ToolRun run = run_tool(call.arguments, directory);
-        EXPECT_EQ(run.status, 0);
-        EXPECT_NE(run.errors.find("error reading "), std::string::npos) << call.arguments[0] << run.errors;
+        expect_refusal(call, directory, "Is a directory");
     }
 }
 
@@ -93,8 +100,9 @@ TEST(MalformedInput, StartPositionsThatCannotBePlayed) {
     ScratchDirectory directory;
     write_file(directory.file("mybook_2mv.epd"), std::string(100000, 'k') + "\n8/8/8/8/8/8/8/8 w - -\n");
     const ToolRun run = run_tool({"-gentraindata", "out.epd", "100"}, directory);
-    EXPECT_EQ(run.status, 0);
+    EXPECT_EQ(run.status, 1);
     EXPECT_EQ(run.errors, "no usable start positions in mybook_2mv.epd\n");
+    EXPECT_FALSE(std::filesystem::exists(directory.file("out.epd")));
     // Only finished games: nothing to write, and no end without the guard.
     write_file(directory.file("mybook_2mv.epd"), "7k/5Q2/6K1/8/8/8/8/8 b - -\n");
     EXPECT_EQ(run_tool({"-gentraindata", "out.epd", "100"}, directory).errors,
@@ -137,7 +145,7 @@ TEST(FullDisk, EndsInOneLine) {
         write_file(directory.file(call.input), content);
         std::filesystem::create_symlink("/dev/full", directory.file(output));
         const ToolRun run = run_tool(call.arguments, directory);
-        EXPECT_EQ(run.status, 0) << call.arguments[0];
+        EXPECT_EQ(run.status, 1) << call.arguments[0];
         EXPECT_EQ(run.errors, std::string("error writing ") + output + "\n") << call.arguments[0];
         EXPECT_EQ(run.output.find("stored"), std::string::npos);
     }

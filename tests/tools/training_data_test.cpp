@@ -8,24 +8,6 @@
 #include "support/engine.h"
 #include "tools/tool_files.h"
 
-TEST(WinProbability, IsOneHalfAtZeroAndSymmetric) {
-    EXPECT_EQ(score_to_win_prob(0), 0.5f);
-    EXPECT_EQ(score_to_win_prob(100), 0.64565631f);
-    EXPECT_EQ(score_to_win_prob(-1000), 0.0024726232f);
-    EXPECT_EQ(score_to_win_prob(2000000000), 1.0f);
-    EXPECT_EQ(score_to_win_prob(-2000000000), 0.0f);
-}
-
-TEST(ResultToScore, ExactResultsHaveTheirOwnBounds) {
-    EXPECT_EQ(result_to_score(1.0f), 2300);
-    EXPECT_EQ(result_to_score(0.0f), -2302);
-    EXPECT_EQ(result_to_score(0.5f), 0);
-    EXPECT_EQ(result_to_score(0.25f), -183);
-    EXPECT_EQ(result_to_score(0.75f), 183);
-    EXPECT_EQ(result_to_score(1e-9f), -2302);
-    EXPECT_EQ(result_to_score(7.0f), 2302);
-}
-
 static TrainRecord record_of(const std::string &operations, int expected = 1) {
     start_engine();
     TrainRecord record{};
@@ -87,7 +69,7 @@ TEST(EpdToRecord, PacksTheBoard) {
     EXPECT_EQ(record.ep, 19);
     float target;
     Position *position = &root_thread_state->position;
-    ASSERT_EQ(set_position_from_record(reinterpret_cast<const u8 *>(&record), 0, position, &target), 1);
+    ASSERT_TRUE(set_position_from_record(&record, position, &target));
     char fen[FEN_SIZE];
     position_to_fen(position, fen, 0);
     EXPECT_STREQ(fen, "rnbqkbnr/pppp1ppp/8/8/3Pp3/8/PPP1PPPP/RNBQKBNR b Kq d3");
@@ -120,8 +102,9 @@ TEST(EpdToBin, NameWithoutTheExtensionDoesNothing) {
     ScratchDirectory directory;
     write_file(directory.file("games.txt"), std::string(START_FIELDS) + " ce 1;\n");
     const ToolRun run = run_tool({"-epd2bin", "games.txt"}, directory);
-    EXPECT_EQ(run.status, 0);
+    EXPECT_EQ(run.status, 1);
     EXPECT_EQ(run.output, "");
+    EXPECT_EQ(run.errors, "\"games.txt\" is not the name of a .epd file\n");
     EXPECT_EQ(run_tool({"-epd2bin", "missing.epd"}, directory).output, "");
     EXPECT_EQ(run_tool({"-bin2epd", "games.txt"}, directory).output, "");
     EXPECT_EQ(std::distance(std::filesystem::directory_iterator(directory.path), {}), 1);
@@ -140,6 +123,30 @@ TEST(EpdToBin, SkipsRemarksAndShortLinesAndCarriageReturns) {
     run_tool({"-epd2bin", "b.epd"}, directory);
     EXPECT_EQ(read_file(directory.file("a.bin")).size(), 80u);
     EXPECT_TRUE(read_file(directory.file("a.bin")) == read_file(directory.file("b.bin")));
+}
+
+TEST(EpdToBin, ALongLineIsOneLine) {
+    ScratchDirectory directory;
+    const std::string fields = START_FIELDS, filler(300, 'x');
+    // What follows the first 254 characters once made a record with an empty board.
+    write_file(directory.file("a.epd"),
+               fields + " ce 5; id \"" + filler + "x y z v w ce 7; sc 7;\"; ce 9;\n" + fields + " ce 3;\n");
+    const ToolRun run = run_tool({"-epd2bin", "a.epd"}, directory);
+    EXPECT_EQ(run.status, 0);
+    EXPECT_EQ(run.errors, "only the first 254 characters were used of 1 longer lines\n");
+    const std::string records = read_file(directory.file("a.bin"));
+    ASSERT_EQ(records.size(), 80u);
+    EXPECT_EQ(records[36], 5);
+    EXPECT_EQ(records[76], 3);
+}
+
+TEST(EpdToBin, ARecordNeedsOneKingASide) {
+    ScratchDirectory directory;
+    write_file(directory.file("a.epd"),
+               "8/8/8/8/8/8/8/4K3 w - - ce 5; gr 0.5;\n8/8/8/8/8/8/8/8 w - - ce 5; gr 0.5;\n"
+               "kk6/8/8/8/8/8/8/4K3 w - - ce 5; gr 0.5;\nthis is no position at all ce 5;\n");
+    EXPECT_NE(run_tool({"-epd2bin", "a.epd"}, directory).output.find("read 0 positions.\n"), std::string::npos);
+    EXPECT_EQ(std::filesystem::file_size(directory.file("a.bin")), 0u);
 }
 
 TEST(BinToEpd, WritesWhatStands) {

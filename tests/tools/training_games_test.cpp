@@ -7,9 +7,10 @@
 #include "board/moves.h"
 #include "board/thread_state.h"
 #include "control/settings.h"
+#include "formats/epd.h"
+#include "formats/text_file.h"
 #include "search/hash_table.h"
 #include "support/engine.h"
-#include "tools/text_lines.h"
 #include "tools/tool_files.h"
 #include "tools/training_data.h"
 
@@ -105,8 +106,9 @@ TEST(GenerateTraining, SmallCountIsRefused) {
 TEST(GenerateTraining, WithoutStartPositionsNothingIsWritten) {
     ScratchDirectory directory;
     const ToolRun run = run_tool({"-gentraindata", "g.epd", "100"}, directory);
-    EXPECT_EQ(run.status, 0);
+    EXPECT_EQ(run.status, 1);
     EXPECT_EQ(run.output, "");
+    EXPECT_EQ(run.errors, "error reading mybook_2mv.epd: No such file or directory\n");
     EXPECT_FALSE(std::filesystem::exists(directory.file("g.epd")));
 }
 
@@ -182,11 +184,13 @@ TEST(ConvertTraining, WritesQuietLinesWithTheirScores) {
     EXPECT_GE(bare + full, 1) << run.output;
 }
 
-TEST(ConvertTraining, WrongNamesEndWithoutAWord) {
+TEST(ConvertTraining, WrongNamesAreRefused) {
     ScratchDirectory directory;
     write_file(directory.file("in.txt"), std::string(START_FIELDS) + "\n");
     EXPECT_EQ(run_tool({"-mktraindata", "in.txt", "-o", "out.epd"}, directory).output.find("infile"),
               std::string::npos);
-    EXPECT_EQ(run_tool({"-mktraindata", "in.epd", "-o", "out.txt"}, directory).output.find("infile"),
-              std::string::npos);
+    const ToolRun run = run_tool({"-mktraindata", "in.epd", "-o", "out.txt"}, directory);
+    EXPECT_EQ(run.output.find("infile"), std::string::npos);
+    EXPECT_EQ(run.status, 1);
+    EXPECT_EQ(run.errors, "\"out.txt\" is not the name of a .epd file\n");
 }

@@ -9,9 +9,9 @@
 #include "board/notation.h"
 #include "control/console/game.h"
 #include "control/output.h"
+#include "formats/pgn.h"
+#include "formats/text_file.h"
 #include "search/hash_table.h"
-#include "tools/pgn.h"
-#include "tools/text_lines.h"
 
 static constexpr const char *SUITE_FILE = "test.epd";
 static constexpr const char *SAVE_FILE = "tmp.pgn";

@@ -22,6 +22,8 @@ void prepare_process() {
     // A front end that goes away must not kill the engine between two writes: the next look at
     // standard input finds its end, and the program leaves in order.
     std::signal(SIGPIPE, SIG_IGN);
+    // A write beyond the size that files may have here is an error like a full disk.
+    std::signal(SIGXFSZ, SIG_IGN);
 }
 
 void working_directory(char *buffer, int size) {

@@ -4,13 +4,14 @@
 #include <cstring>
 #include <string>
 
+#include "base/output.h"
+#include "base/settings.h"
+#include "base/text.h"
 #include "benchmark/benchmark.h"
 #include "board/make_move.h"
 #include "board/moves.h"
 #include "board/notation.h"
 #include "book/book_maker.h"
-#include "control/output.h"
-#include "control/settings.h"
 #include "support/engine.h"
 
 static constexpr int PLIES = 40;  // beyond the 36 that the maker uses

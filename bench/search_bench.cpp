@@ -1,9 +1,9 @@
 // The hash table, and whole searches of a middle-game position with either evaluation.
 #include <benchmark/benchmark.h>
 
+#include "base/settings.h"
 #include "board/make_move.h"
 #include "board/moves.h"
-#include "control/settings.h"
 #include "search/hash_table.h"
 #include "search/root.h"
 #include "search/search_state.h"

@@ -6,10 +6,11 @@
 #include <string>
 #include <vector>
 
+#include "base/output.h"
+#include "base/settings.h"
+#include "base/text.h"
 #include "benchmark/benchmark.h"
 #include "board/attacks.h"
-#include "control/output.h"
-#include "control/settings.h"
 #include "support/engine.h"
 #include "tablebase/tablebase.h"
 #include "tablebase/tb_values.h"

@@ -3,10 +3,11 @@
 #include <cstdio>
 #include <cstring>
 
+#include "base/output.h"
+#include "base/settings.h"
+#include "base/text.h"
 #include "board/attacks.h"
 #include "board/thread_state.h"
-#include "control/output.h"
-#include "control/settings.h"
 #include "eval/handcrafted/weights.h"
 #include "eval/kpk.h"
 #include "eval/network/file.h"

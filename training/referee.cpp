@@ -17,12 +17,12 @@
 #include <string>
 #include <vector>
 
+#include "base/settings.h"
 #include "board/attacks.h"
 #include "board/make_move.h"
 #include "board/moves.h"
 #include "board/notation.h"
 #include "board/thread_state.h"
-#include "control/settings.h"
 
 namespace {
 

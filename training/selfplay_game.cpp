@@ -6,10 +6,10 @@
 
 #include <unistd.h>
 
+#include "base/settings.h"
 #include "board/make_move.h"
 #include "board/moves.h"
 #include "board/thread_state.h"
-#include "control/settings.h"
 #include "search/hash_table.h"
 #include "search/root.h"
 #include "search/search_state.h"

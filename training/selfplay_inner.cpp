@@ -2,10 +2,10 @@
 
 #include <cstdlib>
 
+#include "base/settings.h"
 #include "board/make_move.h"
 #include "board/moves.h"
 #include "board/thread_state.h"
-#include "control/settings.h"
 #include "search/hash_table.h"
 #include "search/root.h"
 #include "search/search_state.h"

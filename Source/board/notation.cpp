@@ -4,10 +4,10 @@
 #include <cctype>
 #include <cstring>
 
+#include "base/output.h"
+#include "base/settings.h"
 #include "board/attacks.h"
 #include "board/moves.h"
-#include "control/output.h"
-#include "control/settings.h"
 
 static bool is_castling_text(Move move) {
     const int rank = rank_of(from_of(move));

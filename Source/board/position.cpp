@@ -5,9 +5,10 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "base/output.h"
+#include "base/text.h"
 #include "board/attacks.h"
 #include "board/thread_state.h"
-#include "control/output.h"
 
 // clang-format off
 const char SQUARE_NAMES[64][3] = {

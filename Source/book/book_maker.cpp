@@ -4,15 +4,15 @@
 #include <algorithm>
 #include <cstring>
 
+#include "base/output.h"
 #include "base/progress.h"
+#include "base/settings.h"
 #include "board/make_move.h"
 #include "board/notation.h"
 #include "board/thread_state.h"
 #include "book/book_key.h"
 #include "book/book_nodes.h"
 #include "book/book_record.h"
-#include "control/output.h"
-#include "control/settings.h"
 #include "formats/output_file.h"
 #include "formats/pgn.h"
 #include "formats/text_file.h"

@@ -1,10 +1,11 @@
 // Book probing: a binary search on disk, a weighted draw, and the list for the user.
 #include "book/book_probe.h"
 
+#include "base/output.h"
+#include "base/random.h"
+#include "base/settings.h"
 #include "board/moves.h"
 #include "book/book_key.h"
-#include "control/output.h"
-#include "control/settings.h"
 #include "platform/clock.h"
 
 u32 book_seed;
@@ -71,7 +72,7 @@ i32 book_adjust_weights(const BookRecord *list, int count, i32 total, int variet
 }
 
 i32 book_draw_threshold(u32 *seed, i32 sum) {
-    *seed = *seed * 12345 + 76543;
+    next_random(seed);
     return static_cast<i32>((*seed % 1000) * 0.001 * sum);
 }
 

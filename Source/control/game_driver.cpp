@@ -5,15 +5,15 @@
 #include <cmath>
 #include <cstdio>
 
+#include "base/output.h"
+#include "base/settings.h"
 #include "board/make_move.h"
 #include "board/notation.h"
 #include "book/book_probe.h"
 #include "control/console/console.h"
 #include "control/console/game.h"
 #include "control/input_lines.h"
-#include "control/output.h"
 #include "control/run_search.h"
-#include "control/settings.h"
 #include "control/uci.h"
 #include "platform/clock.h"
 #include "search/hash_table.h"

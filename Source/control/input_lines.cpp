@@ -3,7 +3,7 @@
 
 #include <cstring>
 
-#include "control/output.h"
+#include "base/output.h"
 #include "platform/clock.h"
 #include "platform/input.h"
 

@@ -7,8 +7,9 @@
 #include <cstring>
 #include <type_traits>
 
-#include "control/output.h"
-#include "control/settings.h"
+#include "base/output.h"
+#include "base/settings.h"
+#include "base/text.h"
 #include "eval/network/file.h"
 #include "formats/text_file.h"
 #include "search/hash_table.h"
@@ -108,12 +109,6 @@ static int load_number(Settings *record, const OptionRow &row) {
     return row.low < 0 ? static_cast<i8>(narrow) : narrow;
 }
 
-// Text that is no number counts as 0; one too large for the type is cut to the range like any other.
-static int number_in_range(const char *text, int low, int high) {
-    const long long value = std::strtoll(text, nullptr, 10);
-    return static_cast<int>(value < low ? low : value > high ? high : value);
-}
-
 // The value of the opponent option is a title, a rating, a type and a name; "none" reads as 0.
 static const char *rating_of_opponent(const char *value) {
     value += std::strspn(value, " ");
@@ -156,8 +151,8 @@ static void set_row(const OptionRow &row, const char *value) {
         int number;
         if (row.kind == CHECK) number = std::strstr(value, "true") != nullptr;
         else if (row.rule == THREAD_COUNT && !value[std::strcspn(value, "0123456789")]) number = 1;
-        else if (row.rule == OPPONENT) number = number_in_range(rating_of_opponent(value), row.low, row.high);
-        else number = number_in_range(value, row.low, row.high);
+        else if (row.rule == OPPONENT) number = integer_in_range(rating_of_opponent(value), row.low, row.high);
+        else number = integer_in_range(value, row.low, row.high);
         print_format("info string %s set to %d", row.rule == OPPONENT ? "opponent_elo" : row.name, number);
         store_number(row, number);
     }

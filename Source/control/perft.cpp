@@ -4,10 +4,10 @@
 
 #include <algorithm>
 
+#include "base/output.h"
 #include "board/attacks.h"
 #include "board/make_move.h"
 #include "board/moves.h"
-#include "control/output.h"
 #include "platform/clock.h"
 #include "search/move_picker.h"
 #include "search/root.h"

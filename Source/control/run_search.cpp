@@ -1,9 +1,9 @@
 // One search from the main thread's side: start it, watch the clock and the input, collect the threads.
 #include "control/run_search.h"
 
+#include "base/output.h"
+#include "base/settings.h"
 #include "control/input_lines.h"
-#include "control/output.h"
-#include "control/settings.h"
 #include "control/uci.h"
 #include "platform/clock.h"
 #include "search/parallel.h"

@@ -14,17 +14,19 @@
 //   go            ends the program   limits, then the driver searches
 #include "control/uci.h"
 
-#include <cstdlib>
+#include <algorithm>
+#include <climits>
 #include <cstring>
 
+#include "base/output.h"
+#include "base/settings.h"
+#include "base/text.h"
 #include "board/make_move.h"
 #include "board/moves.h"
 #include "control/console/console.h"
 #include "control/game_driver.h"
 #include "control/input_lines.h"
 #include "control/options.h"
-#include "control/output.h"
-#include "control/settings.h"
 #include "search/hash_table.h"
 #include "search/pruning_tables.h"
 #include "search/search_state.h"
@@ -150,13 +152,11 @@ static void set_position_command(char *rest) {
 static bool find_number(const char *rest, const char *keyword, i64 *value) {
     const char *found = std::strstr(rest, keyword);
     if (!found) return false;
-    *value = std::strtoll(found + std::strlen(keyword), nullptr, 10);
+    *value = number_in_range(found + std::strlen(keyword), INT64_MIN, INT64_MAX);
     return true;
 }
 
 static float seconds_of(i64 milliseconds) { return static_cast<float>(static_cast<double>(milliseconds) * 0.001); }
-
-static i64 limited(i64 value, i64 low, i64 high) { return value < low ? low : value > high ? high : value; }
 
 // A search that no clock stops.
 static void set_untimed() {
@@ -169,18 +169,18 @@ static void set_untimed() {
 static void go_command(const char *rest) {
     i64 value;
     settings.time_mode = 0;
-    if (find_number(rest, "wtime", &value)) side_clock[WHITE] = seconds_of(limited(value, 0, INT64_MAX));
-    if (find_number(rest, "btime", &value)) side_clock[BLACK] = seconds_of(limited(value, 0, INT64_MAX));
+    if (find_number(rest, "wtime", &value)) side_clock[WHITE] = seconds_of(std::clamp<i64>(value, 0, INT64_MAX));
+    if (find_number(rest, "btime", &value)) side_clock[BLACK] = seconds_of(std::clamp<i64>(value, 0, INT64_MAX));
     const char *own_increment = root_thread_state->position.stm == WHITE ? "winc" : "binc";
     if (find_number(rest, own_increment, &value)) settings.time_increment = seconds_of(value);
     if (find_number(rest, "movestogo", &value)) {
         settings.max_depth = MAX_DEPTH;
         settings.time_mode = MOVES_PER_CONTROL;
         settings.node_limit = NO_NODE_LIMIT;
-        moves_to_go = static_cast<i16>(limited(value, 0, INT16_MAX));
+        moves_to_go = static_cast<i16>(std::clamp<i64>(value, 0, INT16_MAX));
     }
     if (find_number(rest, "depth", &value)) {
-        settings.max_depth = static_cast<i16>(limited(value, 1, MAX_DEPTH));
+        settings.max_depth = static_cast<i16>(std::clamp<i64>(value, 1, MAX_DEPTH));
         set_untimed();
     }
     if (find_number(rest, "nodes", &value)) {

@@ -4,7 +4,7 @@
 
 #include <algorithm>
 
-#include "control/settings.h"
+#include "base/settings.h"
 #include "eval/endings.h"
 #include "eval/handcrafted/hand_eval.h"
 #include "eval/network/forward.h"

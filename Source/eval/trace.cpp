@@ -3,7 +3,7 @@
 
 #include <cstring>
 
-#include "control/output.h"
+#include "base/output.h"
 #include "eval/evaluate.h"
 #include "eval/handcrafted/hand_eval.h"
 #include "eval/handcrafted/parameters.h"

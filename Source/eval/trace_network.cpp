@@ -2,7 +2,7 @@
 #include <algorithm>
 #include <cmath>
 
-#include "control/output.h"
+#include "base/output.h"
 #include "eval/network/file.h"
 #include "eval/network/forward.h"
 #include "eval/trace.h"

@@ -4,7 +4,8 @@
 #include <cerrno>
 #include <cstring>
 
-#include "control/output.h"
+#include "base/output.h"
+#include "base/text.h"
 #include "platform/process.h"
 #include "platform/replace_file.h"
 

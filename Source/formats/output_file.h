@@ -5,7 +5,7 @@
 
 #include <cstdio>
 
-#include "control/settings.h"
+#include "base/settings.h"
 
 struct OutputFile {
     std::FILE *stream;            // null when not open

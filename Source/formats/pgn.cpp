@@ -2,10 +2,12 @@
 #include "formats/pgn.h"
 
 #include <cctype>
+#include <climits>
 #include <cstdlib>
 #include <cstring>
 
-#include "control/output.h"
+#include "base/output.h"
+#include "base/text.h"
 #include "formats/text_file.h"
 
 constexpr int COMMENT_MATE_SCORE = 9900;  // centipawns
@@ -87,7 +89,7 @@ static bool read_tag(PgnGame *game, char *text) {
                !std::strstr(value, "abandoned");
     } else if (!std::strcmp(name, "Annotator")) {
         if (const char *eval = std::strstr(value, "eval="))
-            game->annotator_eval = static_cast<i16>(read_integer(eval + 5));
+            game->annotator_eval = static_cast<i16>(integer_in_range(eval + 5, -INT_MAX, INT_MAX));
     }
     return true;
 }
@@ -102,7 +104,7 @@ static int comment_score(char *comment) {
     if (slash - text < 3) return 0;
     if (std::strstr(text, "-M")) return -COMMENT_MATE_SCORE;
     if (std::strstr(text, "+M")) return COMMENT_MATE_SCORE;
-    const double score = read_number(text) * 100.0;
+    const double score = decimal_of(text) * 100.0;
     return static_cast<int>(score > COMMENT_SCORE_LIMIT    ? COMMENT_SCORE_LIMIT
                             : score < -COMMENT_SCORE_LIMIT ? -COMMENT_SCORE_LIMIT
                                                            : score);

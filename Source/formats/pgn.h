@@ -9,7 +9,7 @@ constexpr int PGN_MOVES = 591;    // moves that a game can hold
 constexpr int PGN_MOVE_TEXT = 8;  // with the end mark; a longer text is cut
 constexpr int PGN_FEN = 100;
 constexpr int PGN_GAME_TEXT = 15800;  // characters of a game's text, end mark included
-constexpr int PGN_TOKEN = 256;  // a token's buffer for pgn_next_token; what is longer is cut
+constexpr int PGN_TOKEN = 256;        // a token's buffer for pgn_next_token; what is longer is cut
 
 // One game. A record serves for game after game: `moves`, `scores` and `move_count` keep what the
 // game before left there until they are overwritten.

@@ -7,7 +7,8 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "control/output.h"
+#include "base/output.h"
+#include "base/text.h"
 
 // A directory can be opened on some systems and fails when it is read.
 std::FILE *open_input(const char *name) {
@@ -92,16 +93,6 @@ bool read_text_line(char *line, int size, std::FILE *file) {
         else if (next != EOF) std::ungetc(next, file);
     }
     return true;
-}
-
-int read_integer(const char *text) {
-    const long long value = std::strtoll(text, nullptr, 10);
-    return static_cast<int>(value > INT_MAX ? INT_MAX : value < -INT_MAX ? -INT_MAX : value);
-}
-
-double read_number(const char *text) {
-    const double value = std::strtod(text, nullptr);
-    return std::isnan(value) ? 0.0 : value;
 }
 
 bool change_extension(const char *name, const char *from, const char *to, char *out, std::size_t size) {

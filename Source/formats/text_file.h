@@ -42,11 +42,6 @@ bool next_line(LineReader *reader);
 // next; but the two characters CR LF read as one LF. False at the end or on an error.
 bool read_text_line(char *line, int size, std::FILE *file);
 
-// The number at the start of a text, 0 without one, kept within +-2147483647.
-int read_integer(const char *text);
-// The same for a number with a fraction; what is no number reads as 0.
-double read_number(const char *text);
-
 // Copies `name` (at most size - 1 characters) with the first `from` in it changed into `to`, a text
 // of the same length. False when `name` doesn't hold `from`.
 bool change_extension(const char *name, const char *from, const char *to, char *out, std::size_t size);

@@ -3,10 +3,10 @@
 
 #include <cstring>
 
+#include "base/output.h"
+#include "base/settings.h"
 #include "board/attacks.h"
 #include "board/moves.h"
-#include "control/output.h"
-#include "control/settings.h"
 #include "platform/large_memory.h"
 #include "platform/process.h"
 #include "search/search_state.h"

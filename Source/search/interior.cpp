@@ -5,11 +5,11 @@
 
 #include <algorithm>
 
+#include "base/settings.h"
 #include "board/attacks.h"
 #include "board/exchange.h"
 #include "board/make_move.h"
 #include "board/moves.h"
-#include "control/settings.h"
 #include "eval/evaluate.h"
 #include "platform/clock.h"
 #include "search/hash_table.h"
@@ -19,8 +19,6 @@
 #include "search/search_state.h"
 #include "search/time_check.h"
 #include "tablebase/tablebase.h"
-
-const int PIECE_VALUE[7] = {0, 100, 350, 350, 550, 1060, 10000};
 
 static constexpr int LOST_MATE_BOUND = -9499;     // below it a move may be the only one that delays mate
 static constexpr int NULL_MOVE_MARGIN = 14;       // the evaluation must exceed beta by more
@@ -168,7 +166,7 @@ static bool has_threat(const NodeState *node) {
     for (Bitboard own = position->pieces[side * BLACK_CODE]; own;) {
         const Square square = pop_lowest(own);
         const int type = type_of(position->board[square]);
-        if (node->static_eval - PIECE_VALUE[type] >= node->beta) continue;
+        if (node->static_eval - SEE_VALUE[type] >= node->beta) continue;
         if (node->static_eval - see_on_square(position, enemy, square, type, occupancy) < node->beta) return true;
     }
     const Bitboard advanced = enemy == WHITE ? 0x00FFFF0000000000ULL : 0x0000000000FFFF00ULL;

@@ -7,8 +7,6 @@
 int search_node(Position *position, int side, int ply, int depth, int alpha, int beta, int node_type, u16 *pv);
 int search_moves(Position *position, int side, int ply, int depth, int alpha, int beta, int node_type, u16 *pv);
 
-// Piece values of the search by type, centipawns.
-extern const int PIECE_VALUE[7];
 // Draw by fifty moves or repetition, as the search sees it: one repetition inside the search line,
 // two across the root.
 bool is_search_draw(const Position *position, int ply);

@@ -5,8 +5,8 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "control/output.h"
-#include "control/settings.h"
+#include "base/output.h"
+#include "base/settings.h"
 #include "platform/clock.h"
 #include "platform/process.h"
 #include "platform/threads.h"

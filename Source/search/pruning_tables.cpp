@@ -4,8 +4,8 @@
 #include <algorithm>
 #include <cmath>
 
-#include "control/output.h"
-#include "control/settings.h"
+#include "base/output.h"
+#include "base/settings.h"
 
 i16 FP_margins[8];
 i16 SEP_margins[8];

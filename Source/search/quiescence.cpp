@@ -3,11 +3,11 @@
 
 #include <algorithm>
 
+#include "base/settings.h"
 #include "board/attacks.h"
 #include "board/exchange.h"
 #include "board/make_move.h"
 #include "board/moves.h"
-#include "control/settings.h"
 #include "search/hash_table.h"
 #include "search/interior.h"
 #include "search/move_picker.h"
@@ -22,7 +22,7 @@ static int move_gain(const MoveTests *tests, Position *position, int side, const
     const bool is_pawn = type_of(entry->piece) == PAWN, promotes = is_pawn && flags_of(entry->move);
     const int type = promotes ? promotion_type(flags_of(entry->move)) : type_of(entry->piece);
     if (from != to && attacks_king_with(tests, position, side, type, entry)) return CHECK_GAIN;
-    return is_pawn && relative_rank(side, to) >= 6 ? PAWN_GAIN : PIECE_VALUE[type_of(entry->captured)];
+    return is_pawn && relative_rank(side, to) >= 6 ? PAWN_GAIN : SEE_VALUE[type_of(entry->captured)];
 }
 
 // True when the exchange that the move begins loses more than the search allows. Captures of

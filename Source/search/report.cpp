@@ -4,11 +4,11 @@
 #include <cstdio>
 #include <cstring>
 
+#include "base/output.h"
+#include "base/settings.h"
 #include "board/make_move.h"
 #include "board/moves.h"
 #include "board/notation.h"
-#include "control/output.h"
-#include "control/settings.h"
 #include "search/hash_table.h"
 #include "search/interior.h"
 #include "search/parallel.h"

@@ -7,11 +7,12 @@
 #include <cstring>
 #include <utility>
 
+#include "base/output.h"
+#include "base/random.h"
+#include "base/settings.h"
 #include "board/attacks.h"
 #include "board/make_move.h"
 #include "board/moves.h"
-#include "control/output.h"
-#include "control/settings.h"
 #include "eval/evaluate.h"
 #include "platform/clock.h"
 #include "search/hash_table.h"
@@ -493,8 +494,7 @@ static int choose_worker_depth(ThreadState *thread, int depth) {
     MoveEntry *entry = thread->plies[1].move_list;
     if (entry->move != END_OF_LIST) ++entry;
     for (; entry->move != END_OF_LIST; ++entry) {
-        noise = noise * 12345 + 76543;
-        entry->score = static_cast<i16>(entry->score - static_cast<int>(noise % 15));
+        entry->score = static_cast<i16>(entry->score - static_cast<int>(next_random(&noise) % 15));
     }
     thread->thread_rand = noise;
     return depth;

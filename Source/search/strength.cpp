@@ -4,8 +4,8 @@
 #include <algorithm>
 #include <cmath>
 
-#include "control/output.h"
-#include "control/settings.h"
+#include "base/output.h"
+#include "base/settings.h"
 #include "search/root.h"
 #include "search/search_state.h"
 

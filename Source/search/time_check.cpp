@@ -4,7 +4,7 @@
 #include <algorithm>
 #include <cstdlib>
 
-#include "control/settings.h"
+#include "base/settings.h"
 #include "platform/clock.h"
 #include "search/search_state.h"
 

@@ -3,8 +3,8 @@
 
 #include <cstring>
 
-#include "control/output.h"
-#include "control/settings.h"
+#include "base/output.h"
+#include "base/settings.h"
 #include "tablebase/tb_registry.h"
 #include "tablebase/tb_values.h"
 

@@ -4,7 +4,7 @@
 #include <cstdio>
 #include <cstring>
 
-#include "control/output.h"
+#include "base/output.h"
 
 const char *const TB_SUFFIX[TB_TYPES] = {".rtbw", ".rtbm", ".rtbz"};
 

@@ -3,7 +3,7 @@
 
 #include <cstdio>
 
-#include "control/output.h"
+#include "base/output.h"
 #include "platform/process.h"
 #include "platform/threads.h"
 #include "tablebase/tb_files.h"

@@ -2,9 +2,9 @@
 // search (-bench with search threads, -pbench on the calling thread alone).
 #include "tools/benchmark.h"
 
-#include "control/output.h"
+#include "base/output.h"
+#include "base/settings.h"
 #include "control/run_search.h"
-#include "control/settings.h"
 #include "search/hash_table.h"
 #include "search/search_state.h"
 

@@ -2,16 +2,18 @@
 #include "tools/epd_suite.h"
 
 #include <cctype>
+#include <climits>
 #include <cmath>
 #include <cstring>
 
+#include "base/output.h"
 #include "base/progress.h"
+#include "base/settings.h"
+#include "base/text.h"
 #include "board/make_move.h"
 #include "board/notation.h"
 #include "board/thread_state.h"
-#include "control/output.h"
 #include "control/run_search.h"
-#include "control/settings.h"
 #include "formats/epd.h"
 #include "formats/output_file.h"
 #include "formats/text_file.h"
@@ -57,7 +59,7 @@ static void count_points(const char *list, Move answer, SuiteTotals *totals) {
     while (next_piece(&list, ", \"\n", piece)) {
         char *equals = points_mark(piece);
         if (!equals) continue;
-        const int points = read_integer(equals + 1);
+        const int points = integer_in_range(equals + 1, -INT_MAX, INT_MAX);
         if (points > best) best = points;
         *equals = '\0';
         if (is_move_text(piece, answer)) totals->points += points;

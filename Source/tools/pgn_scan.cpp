@@ -3,12 +3,13 @@
 
 #include <cstring>
 
+#include "base/output.h"
 #include "base/progress.h"
+#include "base/settings.h"
+#include "base/text.h"
 #include "board/make_move.h"
 #include "board/notation.h"
 #include "board/thread_state.h"
-#include "control/output.h"
-#include "control/settings.h"
 #include "formats/output_file.h"
 #include "formats/text_file.h"
 

@@ -3,10 +3,10 @@
 
 #include <cstdlib>
 
+#include "base/output.h"
 #include "base/progress.h"
+#include "base/settings.h"
 #include "board/thread_state.h"
-#include "control/output.h"
-#include "control/settings.h"
 #include "eval/network/file.h"
 #include "eval/network/forward.h"
 #include "formats/output_file.h"

@@ -1,13 +1,15 @@
 // Training records: packing, loading, and the conversions from and to EPD text.
 #include "tools/training_data.h"
 
+#include <climits>
 #include <cstdlib>
 #include <cstring>
 
+#include "base/output.h"
 #include "base/progress.h"
+#include "base/settings.h"
+#include "base/text.h"
 #include "board/thread_state.h"
-#include "control/output.h"
-#include "control/settings.h"
 #include "formats/epd.h"
 #include "formats/output_file.h"
 #include "formats/text_file.h"
@@ -80,9 +82,9 @@ int load_train_records(const char *path) {
 int record_from_epd_line(const char *line, TrainRecord *record) {
     EpdLine epd;
     split_epd_line(line, &epd);
-    int ce = epd.ce[0] ? read_integer(epd.ce) : NO_SCORE;
-    int sc = epd.sc[0] ? read_integer(epd.sc) : NO_SCORE;
-    float result = epd.gr[0] ? static_cast<float>(read_number(epd.gr)) : -1.0f;
+    int ce = epd.ce[0] ? integer_in_range(epd.ce, -INT_MAX, INT_MAX) : NO_SCORE;
+    int sc = epd.sc[0] ? integer_in_range(epd.sc, -INT_MAX, INT_MAX) : NO_SCORE;
+    float result = epd.gr[0] ? static_cast<float>(decimal_of(epd.gr)) : -1.0f;
     if (ce == NO_SCORE && sc == NO_SCORE) return 0;
     if (ce == NO_SCORE) ce = sc;
     if (sc == NO_SCORE) sc = ce;

@@ -2,19 +2,22 @@
 // come from elsewhere.
 #include "tools/training_games.h"
 
+#include <climits>
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
 #include <string>
 #include <vector>
 
+#include "base/output.h"
 #include "base/progress.h"
+#include "base/random.h"
+#include "base/settings.h"
+#include "base/text.h"
 #include "board/attacks.h"
 #include "board/make_move.h"
 #include "board/moves.h"
 #include "board/thread_state.h"
-#include "control/output.h"
-#include "control/settings.h"
 #include "formats/epd.h"
 #include "formats/output_file.h"
 #include "formats/text_file.h"
@@ -96,7 +99,7 @@ static bool draw_start_position(const std::vector<std::string> &lines) {
     const std::size_t draws = 1000 + 10 * lines.size();
     for (std::size_t i = 0; i < draws && !lines.empty(); ++i) {
         u32 &random = root_thread_state->thread_rand;
-        random = random * 12345 + 76543;
+        next_random(&random);
         EpdLine epd;
         split_epd_line(lines[random % lines.size()].c_str(), &epd);
         set_position_from_fen(position, epd.fen);
@@ -179,8 +182,8 @@ static bool convert_line(const char *line, char *out, std::size_t size) {
     Position *position = &root_thread_state->position;
     set_position_from_fen(position, epd.fen);
     if (position_defect(position)) return false;
-    int ce = read_integer(epd.ce);
-    float result = epd.gr[0] ? static_cast<float>(read_number(epd.gr)) : EVEN_RESULT;
+    int ce = integer_in_range(epd.ce, -INT_MAX, INT_MAX);
+    float result = epd.gr[0] ? static_cast<float>(decimal_of(epd.gr)) : EVEN_RESULT;
     if (in_check(position)) return false;
 
     const i16 depth = settings.max_depth;

@@ -3,8 +3,8 @@
 
 #include <cstring>
 
+#include "base/settings.h"
 #include "board/moves.h"
-#include "control/settings.h"
 #include "gtest/gtest.h"
 #include "support/engine.h"
 #include "support/positions.h"

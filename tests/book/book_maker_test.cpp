@@ -3,12 +3,13 @@
 
 #include <algorithm>
 
+#include "base/output.h"
+#include "base/settings.h"
+#include "base/text.h"
 #include "board/notation.h"
 #include "book/book_key.h"
 #include "book/book_nodes.h"
 #include "book_files.h"
-#include "control/output.h"
-#include "control/settings.h"
 #include "support/engine.h"
 #include "support/shared_data.h"
 

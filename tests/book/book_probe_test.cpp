@@ -4,11 +4,11 @@
 #include <cstring>
 #include <map>
 
+#include "base/output.h"
+#include "base/settings.h"
 #include "board/notation.h"
 #include "book/book_key.h"
 #include "book_files.h"
-#include "control/output.h"
-#include "control/settings.h"
 #include "support/engine.h"
 #include "support/shared_data.h"
 

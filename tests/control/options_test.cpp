@@ -3,9 +3,10 @@
 
 #include "gtest/gtest.h"
 
+#include "base/output.h"
+#include "base/settings.h"
+#include "base/text.h"
 #include "control/options.h"
-#include "control/output.h"
-#include "control/settings.h"
 #include "search/hash_table.h"
 #include "support/engine.h"
 #include "support/program.h"

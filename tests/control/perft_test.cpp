@@ -5,10 +5,10 @@
 
 #include "gtest/gtest.h"
 
+#include "base/settings.h"
 #include "board/attacks.h"
 #include "board/moves.h"
 #include "board/position.h"
-#include "control/settings.h"
 #include "support/engine.h"
 #include "support/positions.h"
 #include "support/shared_data.h"

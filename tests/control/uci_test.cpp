@@ -4,7 +4,7 @@
 
 #include "gtest/gtest.h"
 
-#include "control/settings.h"
+#include "base/settings.h"
 #include "control/uci.h"
 #include "search/hash_table.h"
 #include "search/search_state.h"

@@ -3,7 +3,7 @@
 
 #include <cstdlib>
 
-#include "control/settings.h"
+#include "base/settings.h"
 #include "eval/handcrafted/hand_eval.h"
 #include "eval/network/forward.h"
 #include "gtest/gtest.h"

@@ -76,7 +76,7 @@ TEST(Readme, OptionsAreThoseOfTheProgram) {
 
 TEST(Readme, SwitchesAreThoseOfTheCommandLine) {
     // The names stand as text in the table of the source.
-    const std::string source = read_file(project_path("Source/control/command_line.cpp"));
+    const std::string source = read_file(project_path("Source/command_line.cpp"));
     std::set<std::string> known, described;
     for (std::size_t at = source.find("{\"-"); at != std::string::npos; at = source.find("{\"-", at + 1))
         known.insert(source.substr(at + 2, source.find('"', at + 2) - at - 2));

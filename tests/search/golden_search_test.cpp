@@ -2,7 +2,7 @@
 // reference results.
 #include <cstring>
 
-#include "control/settings.h"
+#include "base/settings.h"
 #include "eval/network/file.h"
 #include "search/pruning_tables.h"
 #include "search/report.h"

@@ -1,8 +1,8 @@
 // The transposition table: geometry, replacement, ageing, mate distances, untrusted moves.
 #include "search/hash_table.h"
 
+#include "base/settings.h"
 #include "board/moves.h"
-#include "control/settings.h"
 #include "gtest/gtest.h"
 #include "support/engine.h"
 

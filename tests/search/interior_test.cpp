@@ -1,9 +1,9 @@
 // Nodes and searches at the edges: draws, mates, limits.
 #include "search/interior.h"
 
+#include "base/settings.h"
 #include "board/make_move.h"
 #include "board/notation.h"
-#include "control/settings.h"
 #include "gtest/gtest.h"
 #include "search/hash_table.h"
 #include "search/parallel.h"

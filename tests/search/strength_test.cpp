@@ -3,7 +3,7 @@
 
 #include <cmath>
 
-#include "control/settings.h"
+#include "base/settings.h"
 #include "search/search_state.h"
 #include "support/engine.h"
 #include "support/shared_data.h"

@@ -1,7 +1,7 @@
 // The clock: targets and stops, with the search's words set by hand.
 #include "search/time_check.h"
 
-#include "control/settings.h"
+#include "base/settings.h"
 #include "platform/clock.h"
 #include "search/parallel.h"
 #include "search/search_state.h"

@@ -7,10 +7,10 @@
 
 #include "gtest/gtest.h"
 
+#include "base/settings.h"
 #include "board/thread_state.h"
 #include "control/console/console.h"
 #include "control/game_driver.h"
-#include "control/settings.h"
 #include "support/engine.h"
 #include "support/positions.h"
 #include "support/program.h"

@@ -6,8 +6,9 @@
 #include <utility>
 #include <vector>
 
-#include "control/output.h"
-#include "control/settings.h"
+#include "base/output.h"
+#include "base/settings.h"
+#include "base/text.h"
 #include "support/program.h"
 #include "tablebase/tablebase.h"
 #include "tablebase/tb_moves.h"

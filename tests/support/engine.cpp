@@ -1,7 +1,7 @@
 #include "support/engine.h"
 
+#include "base/settings.h"
 #include "board/attacks.h"
-#include "control/settings.h"
 #include "eval/handcrafted/weights.h"
 #include "eval/kpk.h"
 #include "eval/network/file.h"

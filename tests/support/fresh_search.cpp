@@ -1,8 +1,8 @@
 #include "support/fresh_search.h"
 
+#include "base/settings.h"
 #include "board/notation.h"
 #include "board/thread_state.h"
-#include "control/settings.h"
 #include "eval/network/forward.h"
 #include "search/hash_table.h"
 #include "search/root.h"

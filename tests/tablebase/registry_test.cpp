@@ -4,7 +4,7 @@
 #include <map>
 #include <set>
 
-#include "control/settings.h"
+#include "base/settings.h"
 #include "support/table_directory.h"
 
 class Registry : public testing::Test {

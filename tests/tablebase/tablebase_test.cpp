@@ -1,5 +1,5 @@
 // The probe of the search: its codes, and when it asks at all.
-#include "control/settings.h"
+#include "base/settings.h"
 #include "support/table_directory.h"
 
 class Probe : public SolvedTables {

@@ -3,11 +3,11 @@
 
 #include <set>
 
+#include "base/settings.h"
 #include "board/make_move.h"
 #include "board/moves.h"
 #include "board/notation.h"
 #include "board/thread_state.h"
-#include "control/settings.h"
 #include "formats/epd.h"
 #include "formats/text_file.h"
 #include "search/search_state.h"

@@ -4,8 +4,8 @@
 #include <cstring>
 #include <functional>
 
+#include "base/settings.h"
 #include "board/thread_state.h"
-#include "control/settings.h"
 #include "eval/network/file.h"
 #include "support/engine.h"
 #include "tools/tool_files.h"

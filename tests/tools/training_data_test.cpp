@@ -3,8 +3,8 @@
 
 #include <cstring>
 
+#include "base/settings.h"
 #include "board/thread_state.h"
-#include "control/settings.h"
 #include "support/engine.h"
 #include "tools/tool_files.h"
 

@@ -1,12 +1,15 @@
 // Self-play training data and the second look at positions.
+#include <climits>
+
+#include "base/text.h"
 #include "tools/training_games.h"
 
 #include <cmath>
 
+#include "base/settings.h"
 #include "board/attacks.h"
 #include "board/moves.h"
 #include "board/thread_state.h"
-#include "control/settings.h"
 #include "formats/epd.h"
 #include "formats/text_file.h"
 #include "search/hash_table.h"
@@ -90,7 +93,7 @@ TEST(TrainingGame, ScoresAndResultAreFromTheMoversSide) {
             split_epd_line(game.lines[ply], &epd);
             expect_quiet(epd, game.lines[ply]);
             EXPECT_EQ(root_thread_state->position.stm, ply & 1);
-            EXPECT_EQ(read_integer(epd.ce) > 0, (ply & 1) == winner) << game.lines[ply];
+            EXPECT_EQ(integer_in_range(epd.ce, -INT_MAX, INT_MAX) > 0, (ply & 1) == winner) << game.lines[ply];
         }
         EXPECT_EQ(written, game.written);
         EXPECT_GT(written, 0);
@@ -131,7 +134,7 @@ TEST(GenerateTraining, LinesAreSoundAndSurvivePacking) {
         EpdLine epd;
         split_epd_line((line + "\n").c_str(), &epd);
         expect_quiet(epd, line);
-        EXPECT_LE(std::abs(read_integer(epd.ce)), 10000);
+        EXPECT_LE(std::abs(integer_in_range(epd.ce, -INT_MAX, INT_MAX)), 10000);
         EXPECT_TRUE(std::string(epd.gr) == "0.0" || std::string(epd.gr) == "0.5" || std::string(epd.gr) == "1.0")
             << line;
         EXPECT_EQ(line, std::string(epd.fen) + " ce " + epd.ce + "; gr " + epd.gr + ";");
@@ -177,7 +180,7 @@ TEST(ConvertTraining, WritesQuietLinesWithTheirScores) {
         const bool white = root_thread_state->position.stm == 0;
         EXPECT_STREQ(epd.ce, white ? "900" : "-900");
         EXPECT_STREQ(epd.gr, white ? "1.0" : "0.0");
-        EXPECT_EQ(read_integer(epd.sc) > 0, white);
+        EXPECT_EQ(integer_in_range(epd.sc, -INT_MAX, INT_MAX) > 0, white);
     }
     EXPECT_LE(bare, 1);
     EXPECT_LE(full, 1);

@@ -6,6 +6,9 @@
 #include <cstdio>
 #include <cstring>
 
+#include "base/output.h"
+#include "base/settings.h"
+#include "base/text.h"
 #include "board/thread_state.h"
 #include "control/console/edit.h"
 #include "control/console/game.h"
@@ -15,9 +18,7 @@
 #include "control/console/set.h"
 #include "control/console/words.h"
 #include "control/game_driver.h"
-#include "control/output.h"
 #include "control/perft.h"
-#include "control/settings.h"
 #include "search/hash_table.h"
 #include "search/pruning_tables.h"
 #include "search/search_state.h"
@@ -42,7 +43,7 @@ static void play_own_move(const ConsoleWords &) {
 
 // A depth limit that is no number is refused: taken as 0 it would hold for later searches too.
 static void analyse(const ConsoleWords &words) {
-    long long depth = MAX_DEPTH;
+    i64 depth = MAX_DEPTH;
     const bool has_depth = words.word[1][0] != '\0';
     if (has_depth && !read_whole_number(words.word[1], 0, MAX_DEPTH, &depth)) {
         print_format("%s takes a depth, 1 to %d, or nothing: then it searches until \".\"", words.word[0], MAX_DEPTH);
@@ -76,7 +77,7 @@ static void count_paths(const ConsoleWords &words) {
     if (!is_searchable_position()) return;
     static KeptRecords kept;
     keep_records(&kept);
-    run_perft(integer_of(words.word[1], INT_MIN, INT_MAX));
+    run_perft(integer_in_range(words.word[1], INT_MIN, INT_MAX));
     restore_records(&kept);
 }
 
@@ -113,7 +114,7 @@ static const CommandRow COMMANDS[] = {
     {"get", "ID", "the position of test.epd with this id", get_from_suite},
     {"pv", "", "the line that the hash table holds from here", [](const ConsoleWords &) { show_hash_line(); }},
     {"trace", "N", "store a number",
-     [](const ConsoleWords &words) { settings.trace = static_cast<u8>(integer_of(words.word[1], 0, UINT8_MAX)); }},
+     [](const ConsoleWords &words) { settings.trace = static_cast<u8>(integer_in_range(words.word[1], 0, UINT8_MAX)); }},
     {"ev", "", "the score by terms", [](const ConsoleWords &) { show_evaluation(); }},
     {"ev2", "", "the network's score by hidden nodes", [](const ConsoleWords &) { show_network(); }},
     {"sp", "", "the score by terms and all evaluation parameters", [](const ConsoleWords &) { show_parameters(); }},

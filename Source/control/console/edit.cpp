@@ -4,9 +4,9 @@
 #include <cctype>
 #include <cstring>
 
+#include "base/output.h"
 #include "board/thread_state.h"
 #include "control/input_lines.h"
-#include "control/output.h"
 
 // Empties the game: nothing to take back, to redo or to find a repetition in.
 static void forget_game(ThreadState *master) {

@@ -4,12 +4,13 @@
 
 #include <cstring>
 
+#include "base/output.h"
+#include "base/settings.h"
+#include "base/text.h"
 #include "board/attacks.h"
 #include "board/make_move.h"
 #include "board/moves.h"
 #include "board/notation.h"
-#include "control/output.h"
-#include "control/settings.h"
 #include "eval/trace.h"
 #include "search/search_state.h"
 
@@ -119,7 +120,7 @@ void step_forward() {
 }
 
 void jump_to_move(const ConsoleWords &words) {
-    const int target = 2 * integer_of(words.word[1], 1, GAME_STACK_SIZE) - 2;
+    const int target = 2 * integer_in_range(words.word[1], 1, GAME_STACK_SIZE) - 2;
     while (root_thread_state->game_ply > 0) unmake_game_move();
     while (root_thread_state->game_ply < target && remake_game_move()) {}
     print_board(game_position());

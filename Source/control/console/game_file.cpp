@@ -5,10 +5,11 @@
 #include <cstdio>
 #include <cstring>
 
+#include "base/output.h"
+#include "base/text.h"
 #include "board/make_move.h"
 #include "board/notation.h"
 #include "control/console/game.h"
-#include "control/output.h"
 #include "formats/pgn.h"
 #include "formats/text_file.h"
 #include "search/hash_table.h"

@@ -4,11 +4,12 @@
 #include <cctype>
 #include <cstring>
 
+#include "base/output.h"
+#include "base/text.h"
 #include "board/make_move.h"
 #include "board/notation.h"
 #include "board/thread_state.h"
 #include "control/console/game.h"
-#include "control/output.h"
 
 static constexpr std::size_t WORD_SIZE = 64;  // a longer word is no move
 

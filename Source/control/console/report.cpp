@@ -5,14 +5,14 @@
 #include <cstdio>
 #include <cstring>
 
+#include "base/output.h"
+#include "base/settings.h"
 #include "board/attacks.h"
 #include "board/exchange.h"
 #include "board/make_move.h"
 #include "board/notation.h"
 #include "book/book_probe.h"
 #include "control/console/game.h"
-#include "control/output.h"
-#include "control/settings.h"
 #include "eval/trace.h"
 #include "search/report.h"
 #include "search/root.h"

@@ -5,8 +5,9 @@
 #include <cstdio>
 #include <cstring>
 
-#include "control/output.h"
-#include "control/settings.h"
+#include "base/output.h"
+#include "base/settings.h"
+#include "base/text.h"
 #include "search/hash_table.h"
 #include "search/search_state.h"
 
@@ -21,7 +22,7 @@ void remember_start_settings() { start_settings = settings; }
 // A whole number for a field of 8 or 16 bits.
 template <typename Field>
 static bool set_number(const char *text, int low, int high, Field *field) {
-    long long value;
+    i64 value;
     if (!read_whole_number(text, low, high, &value)) return false;
     *field = static_cast<Field>(value);
     return true;
@@ -56,7 +57,7 @@ static bool set_chess960(const ConsoleWords &words) {
 
 // Moves, time and increment; a missing increment is 0.
 static bool set_level(const ConsoleWords &words) {
-    long long moves;
+    i64 moves;
     double time, increment = 0.0;
     if (!read_whole_number(words.word[2], 0, INT16_MAX, &moves)) return false;
     if (!read_duration(words.word[3], LONGEST, &time)) return false;
@@ -76,7 +77,7 @@ static bool set_depth(const ConsoleWords &words) {
 
 // A limit of 0 nodes would hold for every later search, so it is refused.
 static bool set_nodes(const ConsoleWords &words) {
-    long long nodes;
+    i64 nodes;
     if (!read_whole_number(words.word[2], 0, NO_NODE_LIMIT, &nodes) || nodes == 0) return false;
     settings.node_limit = nodes;
     settings.max_depth = MAX_DEPTH;

@@ -6,7 +6,8 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "control/output.h"
+#include "base/output.h"
+#include "base/text.h"
 
 void split_words(const char *line, ConsoleWords *words) {
     words->line = line + std::strspn(line, " ");
@@ -20,26 +21,6 @@ void split_words(const char *line, ConsoleWords *words) {
         at += std::strcspn(at, " ");
         if (*at) *at++ = '\0';
     }
-}
-
-int integer_of(const char *text, int low, int high) {
-    return static_cast<int>(std::clamp<long long>(std::strtoll(text, nullptr, 10), low, high));
-}
-
-bool read_whole_number(const char *text, long long low, long long high, long long *out) {
-    char *end;
-    const long long number = std::strtoll(text, &end, 10);
-    if (end == text || *end) return false;
-    *out = std::clamp(number, low, high);
-    return true;
-}
-
-bool read_decimal(const char *text, double low, double high, double *out) {
-    char *end;
-    const double number = std::strtod(text, &end);
-    if (end == text || *end || std::isnan(number)) return false;
-    *out = std::clamp(number, low, high);
-    return true;
 }
 
 bool read_duration(const char *text, double high, double *out) {

@@ -16,12 +16,5 @@ struct ConsoleWords {
 // Cuts the line at its blanks. `line` must outlive the words.
 void split_words(const char *line, ConsoleWords *words);
 
-// Leading number of a text, 0 without one, kept within low..high.
-int integer_of(const char *text, int low, int high);
-
-// Read a text that is a number and nothing else, and keep it within low..high. False, and the output stays,
-// when the text is empty or anything else.
-bool read_whole_number(const char *text, long long low, long long high, long long *out);
-bool read_decimal(const char *text, double low, double high, double *out);
-// Seconds, or minutes:seconds; 0..high.
+// Seconds, or minutes:seconds; 0..high. False, with the output unchanged, for anything else.
 bool read_duration(const char *text, double high, double *out);

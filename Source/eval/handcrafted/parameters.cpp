@@ -3,7 +3,8 @@
 
 #include <cstring>
 
-#include "control/output.h"
+#include "base/output.h"
+#include "base/text.h"
 
 ParamRecord param_table[PARAM_TABLE_SIZE];
 int param_count;

@@ -8,8 +8,9 @@
 #include <cstring>
 #include <limits>
 
-#include "control/output.h"
-#include "control/settings.h"
+#include "base/output.h"
+#include "base/settings.h"
+#include "base/text.h"
 #include "platform/large_memory.h"
 #include "platform/process.h"
 

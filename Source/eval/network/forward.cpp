@@ -9,7 +9,7 @@
 #include <cstring>
 #include <new>
 
-#include "control/output.h"
+#include "base/output.h"
 #include "eval/network/file.h"
 #include "eval/network/rows.h"
 

@@ -3,6 +3,7 @@
 
 #include <string>
 
+#include "base/text.h"
 #include "gtest/gtest.h"
 
 namespace {
@@ -34,15 +35,15 @@ TEST(ConsoleWord, LongLinesAreCutInTheWordsOnly) {
 }
 
 TEST(ConsoleWord, LeadingNumbers) {
-    EXPECT_EQ(integer_of("12x", 0, 80), 12);
-    EXPECT_EQ(integer_of("", 0, 80), 0);
-    EXPECT_EQ(integer_of("x", 1, 80), 1);
-    EXPECT_EQ(integer_of("99999999999999999999", 0, 80), 80);
-    EXPECT_EQ(integer_of("-5", 0, 80), 0);
+    EXPECT_EQ(integer_in_range("12x", 0, 80), 12);
+    EXPECT_EQ(integer_in_range("", 0, 80), 0);
+    EXPECT_EQ(integer_in_range("x", 1, 80), 1);
+    EXPECT_EQ(integer_in_range("99999999999999999999", 0, 80), 80);
+    EXPECT_EQ(integer_in_range("-5", 0, 80), 0);
 }
 
 TEST(ConsoleWord, WholeNumbers) {
-    long long value = 7;
+    i64 value = 7;
     for (const char *text : {"", "x", "5x", "1.5", "5 ", "--1", "0x10"}) {
         EXPECT_FALSE(read_whole_number(text, 0, 80, &value)) << text;
         EXPECT_EQ(value, 7);

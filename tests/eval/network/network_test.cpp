@@ -6,10 +6,11 @@
 #include <cstring>
 #include <new>
 
+#include "base/output.h"
+#include "base/settings.h"
+#include "base/text.h"
 #include "board/make_move.h"
 #include "board/moves.h"
-#include "control/output.h"
-#include "control/settings.h"
 #include "eval/network/file.h"
 #include "eval/network/forward.h"
 #include "eval/network/reference_network.h"

@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "base/random.h"
 #include "board/position.h"
 #include "gtest/gtest.h"
 

@@ -1,13 +1,14 @@
 // The switches of the command line: one table in testing order, one function that applies a switch.
-#include "control/command_line.h"
+#include "command_line.h"
 
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 
-#include "control/output.h"
-#include "control/settings.h"
+#include "base/output.h"
+#include "base/settings.h"
+#include "base/text.h"
 
 // clang-format off
 enum SwitchId {
@@ -76,13 +77,9 @@ static constexpr SwitchRow SWITCHES[] = {
 static constexpr const char *SIX_MEN_PATH = "C:\\Chess\\Syzygy\\6-Piece";
 static constexpr const char *SEVEN_MEN_PATH = "C:\\Chess\\Syzygy\\6-Piece;C:\\Chess\\Syzygy\\7-Piece";
 
-// The number at the start of the text, 0 without one, cut to the range.
-static i64 whole_number(const char *text, i64 low, i64 high) {
-    const i64 value = std::strtoll(text, nullptr, 10);
-    return value < low ? low : value > high ? high : value;
+static i16 small_number(const char *text, i64 low, i64 high) {
+    return static_cast<i16>(number_in_range(text, low, high));
 }
-
-static i16 small_number(const char *text, i64 low, i64 high) { return static_cast<i16>(whole_number(text, low, high)); }
 
 static float real_number(const char *text) { return std::strtof(text, nullptr); }
 
@@ -131,7 +128,7 @@ static bool apply_tool_switch(SwitchId id, const char *value, const char *second
         case SW_PRUNE: out->mode = MODE_PRUNE_NETWORK; break;
         case SW_GENERATE:
             out->mode = MODE_GENERATE_TRAINING;
-            settings.train_count = whole_number(second, INT64_MIN, INT64_MAX);
+            settings.train_count = number_in_range(second, INT64_MIN, INT64_MAX);
             settings.info_min_time = INFO_NEVER;
             settings.book_variety = 75;
             if (settings.train_count < 100) std::fprintf(stderr, "-gentraindata makes 100 positions or more\n");
@@ -143,11 +140,11 @@ static bool apply_tool_switch(SwitchId id, const char *value, const char *second
         case SW_TRAIN:
         case SW_TRAIN2:
             out->mode = MODE_TRAIN;
-            settings.train_count = whole_number(second, 0, INT32_MAX) * 1000000;
+            settings.train_count = number_in_range(second, 0, INT32_MAX) * 1000000;
             settings.hash_mb = 0;
             return set_path(settings.data_file, value) && settings.train_count >= 1;
         case SW_LEARN_RATE: settings.learn_rate = real_number(value); break;
-        case SW_MINI_BATCH: settings.mini_batch = static_cast<i32>(whole_number(value, INT32_MIN, INT32_MAX)); break;
+        case SW_MINI_BATCH: settings.mini_batch = static_cast<i32>(number_in_range(value, INT32_MIN, INT32_MAX)); break;
         case SW_TRAIN_WEIGHT: settings.train_weight = real_number(value); break;
         default: break;
     }
@@ -170,7 +167,7 @@ static bool apply_switch(SwitchId id, const char *value, const char *second, Com
             limit_by_depth_or_nodes(10000.0f);
             break;
         case SW_NODES:
-            settings.node_limit = whole_number(value, INT64_MIN, INT64_MAX);
+            settings.node_limit = number_in_range(value, INT64_MIN, INT64_MAX);
             limit_by_depth_or_nodes(1000.0f);
             break;
         case SW_MIN_DEPTH:
@@ -178,11 +175,11 @@ static bool apply_switch(SwitchId id, const char *value, const char *second, Com
             limit_by_depth_or_nodes(10000.0f);
             break;
         case SW_SOFT_NODES:
-            settings.soft_node_limit = whole_number(value, INT64_MIN, INT64_MAX);
+            settings.soft_node_limit = number_in_range(value, INT64_MIN, INT64_MAX);
             limit_by_depth_or_nodes(1000.0f);
             break;
         case SW_NODE_RATE: limit_node_rate(value); break;
-        case SW_HASH: settings.hash_mb = static_cast<i32>(whole_number(value, 0, 32768)); break;
+        case SW_HASH: settings.hash_mb = static_cast<i32>(number_in_range(value, 0, 32768)); break;
         case SW_THREADS: settings.threads = small_number(value, 1, MAX_THREADS); break;
         case SW_BOOK: set_path(settings.book_file, value); break;
         case SW_TABLES: set_path(settings.syzygy_path, value); break;
@@ -190,7 +187,7 @@ static bool apply_switch(SwitchId id, const char *value, const char *second, Com
         case SW_HAND_EVAL: settings.use_nn = 0; break;
         case SW_NETWORK: settings.use_nn = 1; break;
         case SW_OUT_FILE: return set_path(settings.out_file, value);
-        case SW_MULTIPV: settings.multipv = static_cast<u8>(whole_number(value, 1, 255)); break;
+        case SW_MULTIPV: settings.multipv = static_cast<u8>(number_in_range(value, 1, 255)); break;
         case SW_SELECTIVITY: settings.selectivity = small_number(value, 10, 200); break;
         default: return apply_tool_switch(id, value, second, out);
     }

@@ -5,8 +5,8 @@
 
 #include "gtest/gtest.h"
 
-#include "control/command_line.h"
-#include "control/settings.h"
+#include "base/settings.h"
+#include "command_line.h"
 
 struct Parsed {
     bool ok;

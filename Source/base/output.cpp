@@ -1,11 +1,11 @@
 // The one way out for lines, and the log.
-#include "control/output.h"
+#include "base/output.h"
 
 #include <cstdarg>
 #include <cstdlib>
 #include <cstring>
 
-#include "control/settings.h"
+#include "base/settings.h"
 #include "platform/process.h"
 
 constexpr const char *LOG_FILE_NAME = "tarn.log";
@@ -93,12 +93,4 @@ void close_log() {
     if (log_file) std::fclose(log_file);
     log_file = nullptr;
     unlock_spin(&output_lock);
-}
-
-void copy_text(char *target, const char *source, std::size_t size) {
-    if (size == 0) return;
-    std::size_t length = 0;
-    while (length + 1 < size && source[length]) length++;
-    std::memmove(target, source, length);
-    target[length] = '\0';
 }

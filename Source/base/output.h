@@ -23,6 +23,3 @@ void log_line(const char *text);
 // Opens tarn.log anew in the current directory; on failure logging goes off.
 void open_log();
 void close_log();
-
-// Copies at most size - 1 characters and always ends the text.
-void copy_text(char *target, const char *source, std::size_t size);

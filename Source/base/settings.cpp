@@ -1,5 +1,5 @@
 // The settings record, its start values, and the run-time words that all floors share.
-#include "control/settings.h"
+#include "base/settings.h"
 
 #include <atomic>
 #include <cmath>

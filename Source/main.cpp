@@ -3,15 +3,16 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "base/output.h"
+#include "base/settings.h"
+#include "base/text.h"
 #include "board/attacks.h"
 #include "board/thread_state.h"
 #include "book/book_maker.h"
-#include "control/command_line.h"
+#include "command_line.h"
 #include "control/game_driver.h"
 #include "control/input_lines.h"
 #include "control/options.h"
-#include "control/output.h"
-#include "control/settings.h"
 #include "eval/handcrafted/weights.h"
 #include "eval/kpk.h"
 #include "eval/network/file.h"

@@ -9,8 +9,9 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include "control/output.h"
-#include "control/settings.h"
+#include "base/output.h"
+#include "base/settings.h"
+#include "base/text.h"
 #include "gtest/gtest.h"
 #include "platform/process.h"
 #include "support/program.h"

@@ -59,8 +59,8 @@ static constexpr i8 FLAP[64] = {
     0,  0,  0,  0,  0,  0,  0, 0,
 };
 // clang-format on
-// Number of squares that a further pawn of the leading group can stand on when the leading one
-// stands here: those that come later in the order above, both halves of the board.
+// Number of squares left for a further pawn of the leading group when the leading one is here: those
+// that come later in the order above, on both halves of the board.
 // clang-format off
 static constexpr i8 PAWN_TWIST[64] = {
      0,  0,  0,  0,  0,  0,  0,  0,
@@ -152,7 +152,7 @@ static bool order_fits_material(const TbEncInfo *info, const TbBaseEntry *entry)
         return counts[colour_of(info->pieces[place])][type_of(info->pieces[place])];
     };
     if (entry->has_pawns) {
-        const int other = entry->pawns[0];  // place behind the leading pawns
+        const int other = entry->pawns[0];  // the place after the leading pawns
         if (type_of(info->pieces[0]) != PAWN || count_of(0) != entry->pawns[0]) return false;
         return !entry->pawns[1] || type_of(info->pieces[other]) == PAWN;
     }
@@ -212,7 +212,7 @@ static void xor_all(int *squares, int count, int mask) {
     for (int i = 0; i < count; ++i) squares[i] ^= mask;
 }
 
-// Number of a group of `count` like men that stands behind `place` placed ones: a combination of the
+// Number of a group of `count` like men that follows `place` placed ones: a combination of the
 // squares that those leave free, less `skipped` squares that these men never use.
 static u64 combination(int *squares, int place, int count, int skipped) {
     std::sort(squares + place, squares + place + count);
@@ -232,7 +232,7 @@ static u64 remaining_groups(int *squares, int place, const TbEncInfo *info, int 
     return index;
 }
 
-// Number of three different men of which the first stands in the a1-d1-d4 triangle. Men on the
+// Number of three different men of which the first is in the a1-d1-d4 triangle. Men on the
 // diagonal before the first one off it have fewer places, as that one is always below.
 static u64 three_men_index(const int *p) {
     const int a = p[1] > p[0], b = (p[2] > p[0]) + (p[2] > p[1]);
@@ -244,8 +244,8 @@ static u64 three_men_index(const int *p) {
     return static_cast<u64>(index);
 }
 
-// Turns the board so that the first man stands in the triangle and the first leading man off the
-// diagonal stands below it, then numbers the leading group and the rest.
+// Turns the board so that the first man is in the triangle and the first leading man off the
+// diagonal is below it, then numbers the leading group and the rest.
 u64 tb_encode_piece(int *squares, const TbEncInfo *info, const TbBaseEntry *entry) {
     const int num = entry->num, leading = entry->kk_enc ? 2 : 3;
     if (squares[0] & 4) xor_all(squares, num, 7);

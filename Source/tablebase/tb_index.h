@@ -13,10 +13,10 @@ constexpr u64 TB_NO_INDEX = ~u64{0};
 u64 tb_init_enc_info(TbEncInfo *info, const TbBaseEntry *entry, const u8 *bytes, int shift, int group,
                      TbEncoding encoding);
 
-// The number of the position whose men stand on `squares`, in the order of info->pieces. The squares
-// are changed. TB_NO_INDEX when the kings stand where no table has them.
+// The number of the position whose men are on `squares`, in the order of info->pieces. The squares
+// are changed. TB_NO_INDEX if the kings are where no table has them.
 u64 tb_encode_piece(int *squares, const TbEncInfo *info, const TbBaseEntry *entry);
-// The same for a table with pawns. squares[0] is the leading pawn; none stands on a last rank.
+// The same for a table with pawns. squares[0] is the leading pawn; no pawn is on the first or last rank.
 u64 tb_encode_pawn(int *squares, const TbEncInfo *info, const TbBaseEntry *entry);
 
 // Moves the leading pawn, the one nearest to the edge files and then to the first rank, to the front

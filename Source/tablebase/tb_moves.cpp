@@ -28,7 +28,7 @@ static Bitboard pawn_pushes(Square from, int side, Bitboard occupancy) {
     return bit(one) | bit(two);
 }
 
-// All moves whose target lies in `targets`. Pawns take enemies and en passant only; they push only
+// All moves to `targets`. Pawns take enemies and en passant only; they push only
 // when `pushes` is set.
 static TbMove *generate(const TbPosition &pos, TbMove *moves, Bitboard targets, bool pushes) {
     const int side = pos.turn ? WHITE : BLACK;

@@ -160,7 +160,7 @@ static bool find_block(const TbPairsData *pairs, u64 index, u64 *block, i64 *res
     const u8 *const sparse = pairs->index_table + 6 * entry;
     u64 number = tb_read_u32(sparse);
     if (number >= pairs->size_count) return false;
-    // An index entry tells where the middle of its stretch lies.
+    // An index entry locates the middle of its stretch.
     i64 left = static_cast<i64>(index & (spacing - 1)) - static_cast<i64>(spacing / 2) + tb_read_u16(sparse + 4);
     while (left < 0) {
         if (number == 0) return false;

@@ -145,7 +145,7 @@ static int read_orders(TbBaseEntry *entry, const TypeView &view, TbCursor *curso
         for (int side = 0; side < view.sides; ++side) {
             TbEncInfo *const info = &view.info[group + view.groups * side];
             const u64 size = tb_init_enc_info(info, entry, bytes, 4 * side, group, encoding);
-            // Every record must be led by the same pawn: the first tells which one to look at.
+            // The same pawn must lead every record: the first record decides where to look.
             if (size == 0 || (entry->has_pawns && info->pieces[0] != view.info[0].pieces[0])) return 0;
             streams[count++] = {info, size, {0, 0, 0}};
         }

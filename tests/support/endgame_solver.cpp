@@ -75,7 +75,7 @@ static const Values &solved_ending(int type);
 // What the moves of a state lead to: other states of the ending, or its end.
 struct Moves {
     int state, turn;
-    std::vector<int> quiet;  // states behind moves that don't zero the clock
+    std::vector<int> quiet;  // states after moves that don't zero the clock
     bool zeroing_win;        // white wins by a pawn move
     bool zeroing_draw;       // a capture
     bool mate, stalemate;
@@ -105,7 +105,7 @@ static Moves moves_of(const TbPosition &pos, int type, const Values &values) {
     return moves;
 }
 
-// The value of a state from those behind its moves: a win is one longer than the shortest loss it
+// The value of a state from those after its moves: a win is one longer than the shortest loss it
 // leads to, a loss one longer than the longest win; 0 while that isn't known. Giving mate counts 1.
 static int value_of(const Moves &moves, const Values &values) {
     if (moves.mate) return -1;
@@ -193,7 +193,7 @@ int formatted_wdl(int dtz, const EndingFormat &format) {
     return shifted > 0 ? size : shifted < 0 ? -size : 0;
 }
 
-// What a DTZ stream holds before its value map: plies or moves behind the first.
+// What a DTZ stream holds before its value map: plies or moves after the first.
 static int stored_distance(int dtz, const EndingFormat &format) {
     const int wdl = formatted_wdl(dtz, format);
     if (wdl == 0) return 0;

@@ -13,17 +13,27 @@
 #include "tablebase/tb_registry.h"
 #include "tablebase/tb_values.h"
 
-// The engine with the three solved endings, written once per program. No tables are left behind.
+// The files of the solved endings, written for the first test that needs them and removed at the end.
+class SolvedFiles : public testing::Environment {
+public:
+    void TearDown() override {
+        delete directory;
+        directory = nullptr;
+    }
+    static inline ScratchDirectory *directory = nullptr;
+};
+inline testing::Environment *const solved_files = testing::AddGlobalTestEnvironment(new SolvedFiles);
+
+// The engine with these tables. Each test ends without tables.
 class SolvedTables : public testing::Test {
 protected:
     static void SetUpTestSuite() {
         start_engine();
-        directory = new ScratchDirectory;
-        ASSERT_TRUE(write_three_endings(directory->path));
-    }
-    static void TearDownTestSuite() {
-        delete directory;
-        directory = nullptr;
+        if (!SolvedFiles::directory) {
+            SolvedFiles::directory = new ScratchDirectory;
+            ASSERT_TRUE(write_three_endings(SolvedFiles::directory->path));
+        }
+        directory = SolvedFiles::directory;
     }
     void SetUp() override {
         start_engine();

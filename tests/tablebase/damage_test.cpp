@@ -241,8 +241,8 @@ TEST_F(Damage, MapsTooShort) {
 TEST_F(Damage, BlocksOutOfRange) {
     std::string bytes = good(".rtbw");
     const int lengths = bytes[18] - bytes[19] + 1, symbols = static_cast<u8>(bytes[20 + 2 * lengths]);
-    // The second stream's header stands behind the first; its sections come after it. Rather than
-    // count, put a block number beyond the file into every place where an index entry could stand.
+    // The second stream's header follows the first; its sections come after it. Rather than count,
+    // put a block number beyond the file into every place where an index entry can be.
     const std::size_t first_end = 10 + 12 + 2 * lengths + 3 * symbols + symbols % 2;
     for (std::size_t at = first_end + 100; at + 200 < bytes.size(); at += 14) {
         std::string changed = bytes;
@@ -258,7 +258,7 @@ TEST_F(Damage, BlocksOutOfRange) {
     }
 }
 
-// Any bytes at all, behind a good magic and behind a good header: whatever comes out, it is an answer
+// Any bytes at all, after a good magic and after a good header: whatever comes out, it is an answer
 // in range or none.
 TEST_F(Damage, Garbage) {
     std::mt19937 random(7);

@@ -23,7 +23,7 @@ protected:
     ScratchDirectory directory;
 };
 
-// A directory inside this one whose path has so many characters.
+// A directory inside this one whose path has this length.
 static std::string deep_directory(std::string path, std::size_t length) {
     while (path.size() < length) {
         const std::size_t rest = length - path.size();

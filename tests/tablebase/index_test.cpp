@@ -8,7 +8,7 @@
 using Index = SolvedTables;
 
 // Calls `visit` for every way to place four men in the table's order, like men in one order only. With
-// `left_half` the first stands on files a to d.
+// `left_half` the first is on files a to d.
 template <typename Visit>
 static void for_each_placement(const TbEncInfo &info, bool left_half, Visit visit) {
     std::array<int, 4> men;
@@ -31,7 +31,7 @@ static void for_each_placement(const TbEncInfo &info, bool left_half, Visit visi
     place(place, 0);
 }
 
-// Every number of a table is given to so many positions (0: at least one), and every position gets one.
+// Every number of a table belongs to `expected_hits` placements (0: to at least one), and every placement has one.
 static void check_numbering(const char *name, const char *fen, int group_count, int expected_hits) {
     ScratchDirectory other;
     ASSERT_TRUE(write_file(other.file(std::string(name) + ".rtbw"), table_bytes(constant_wdl_plan(name, 2, 2))));

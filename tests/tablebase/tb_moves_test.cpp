@@ -32,7 +32,7 @@ static std::vector<TbMove> en_passant_moves(const TbPosition &pos) {
     return moves;
 }
 
-// Legal moves and the positions behind them agree with the game's. No castling rights.
+// Legal moves and the positions after them agree with the game's. No castling rights.
 static void check_position(const std::string &fen) {
     Position *position = set_up(fen);
     const TbPosition pos = tb_from_position(position, position->fifty);

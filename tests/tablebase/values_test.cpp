@@ -62,7 +62,7 @@ TEST_F(Values, StalemateButForEnPassant) {
     ASSERT_EQ(legal_moves(set_up(forced)).size(), 1u);
     EXPECT_EQ(wdl_of(tb_position_of(forced)), (Answer{-2, TB_ZEROING}));
     EXPECT_EQ(dtz_of(tb_position_of(forced)), (Answer{-1, TB_ZEROING}));
-    // Another move is there: the draw stands.
+    // There is another move: it stays a draw.
     const char *free = "8/2Q5/8/8/3pP3/3K4/k7/8 b - e3 0 1";
     ASSERT_GT(legal_moves(set_up(free)).size(), 1u);
     EXPECT_EQ(wdl_of(tb_position_of(free)), (Answer{0, TB_VALUE}));
@@ -99,7 +99,7 @@ TEST_F(Values, ChecksAreNoStalemate) {
     EXPECT_TRUE(found);
 }
 
-// A text may name a square behind which no pawn stands.
+// A FEN may name an en-passant square without a pawn to take.
 TEST_F(Values, NoPawnToTakeEnPassant) {
     EXPECT_EQ(tb_from_position(set_up("8/8/8/K3P3/8/8/8/7k w - d6 0 1"), 0).ep, 0);
     EXPECT_EQ(tb_from_position(set_up("8/8/8/K2pP3/8/8/8/7k w - d6 0 1"), 0).ep, 43);

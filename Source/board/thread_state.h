@@ -56,18 +56,17 @@ struct PawnCacheEntry {
     i32 white, black;  // packed scores
 };
 
-// The last network pass of a thread: piece sets and raw sums, so that the next pass adds only the
-// difference.
+// A network pass of a thread: piece sets and raw sums, so that a later pass adds only the difference.
 struct AccumulatorCache {
     i16 *white_acc;  // raw sums of the white perspective, half the hidden size
     i16 *black_acc;
-    Bitboard white_sets[7];  // pieces[0..6] at the last pass
+    Bitboard white_sets[7];  // pieces[0..6] at the pass
     Bitboard black_sets[7];  // pieces[8..14]
-    Bitboard occupancy;
-    i16 eval_ply;
-    u16 mirror[2];       // square transformations, white and black
-    i32 king_bucket[2];  // bucket offsets in rows, white and black
+    u16 mirror[2];           // square transformations, white and black
+    i32 king_bucket[2];      // bucket offsets in rows, white and black
+    bool exact;              // no addition saturated on the way here: the sums depend on the position alone
 };
+constexpr int ACC_SNAPSHOTS = 8;  // passes that are kept, by ply; a power of two
 
 // Working fields of one hand-crafted evaluation, valid until the next.
 struct EvalScratch {
@@ -120,13 +119,14 @@ struct ThreadState {
     // Evaluation.
     EvalCacheEntry eval_cache[2 * EVAL_CACHE_BANK];  // bank 0 white, bank 1 black to evaluate
     PawnCacheEntry pawn_cache[PAWN_CACHE_SIZE];
-    i16 eval_ply;      // ply of the last evaluate
-    i16 *accumulator;  // hidden values after activation, filled on request
-    AccumulatorCache *acc_cache;
-    i32 acc_hidden_size;   // hidden size that the buffers were made for; 0 without buffers
-    u32 acc_generation;    // network load that acc_cache belongs to
-    i16 piece_counts[10];  // white P N B R Q, then black
-    i16 net_material[2];   // the values that chose the output head
+    i16 eval_ply;                     // ply of the last evaluate
+    i16 *accumulator;                 // hidden values after activation, filled on request
+    AccumulatorCache *acc_snapshots;  // ACC_SNAPSHOTS of them
+    AccumulatorCache *acc_cache;      // the last pass, one of acc_snapshots
+    i32 acc_hidden_size;              // hidden size that the buffers were made for; 0 without buffers
+    u32 acc_generation;               // network load that acc_snapshots belong to
+    i16 piece_counts[10];             // white P N B R Q, then black
+    i16 net_material[2];              // the values that chose the output head
     i16 output_head;
     float raw_net_score;
     Bitboard occupancy;

@@ -17,7 +17,10 @@ namespace {
 struct Trace : ::testing::Test {
     ThreadState *thread = start_engine();
 
-    Trace() { std::memset(network.weights, 0, sizeof(i16) * static_cast<std::size_t>(network.weight_count)); }
+    Trace() {
+        std::memset(network.weights, 0, sizeof(i16) * static_cast<std::size_t>(network.weight_count));
+        ++network.generation;
+    }
     ~Trace() override {
         testing::internal::CaptureStdout();
         load_network();
@@ -123,6 +126,7 @@ TEST_F(Trace, ParameterListing) {
 // 5 from black's, which is only summed.
 TEST_F(Trace, NetworkNodeByNode) {
     const int half = network.hidden_size / 2;
+    ++network.generation;
     network.hidden_biases[3] = 1500;
     network.output_rows[3] = 150;
     network.hidden_biases[half + 7] = -6400;  // -100 behind the activation

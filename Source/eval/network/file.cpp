@@ -108,6 +108,54 @@ static void set_geometry(const NetworkHeader &header) {
     network.hidden_biases = network.output_rows + OUTPUT_ROWS * network.hidden_size;
 }
 
+// Adds, for each node, the `count` (at most eight) largest of the 64 weights of a piece, times `sign`, to `reach`.
+// Weights of the other sign count as 0.
+static void add_largest(const i16 *rows, int half, int sign, int count, i32 *reach) {
+    constexpr int BLOCK = 64, MAX_COUNT = 8;
+    for (int from = 0; from < half; from += BLOCK) {
+        const int nodes = half - from < BLOCK ? half - from : BLOCK;
+        i16 largest[MAX_COUNT][BLOCK] = {};
+        for (int square = 0; square < 64; ++square) {
+            const i16 *row = rows + static_cast<std::size_t>(square) * static_cast<std::size_t>(half) + from;
+            for (int rank = 0, node = 0; node < nodes; ++node) {
+                // -32768 counts as 32767, which is too much already.
+                i16 value = static_cast<i16>(sign > 0 ? row[node] : row[node] == -32768 ? 32767 : -row[node]);
+                for (rank = 0; rank < count; ++rank) {
+                    const i16 held = largest[rank][node];
+                    largest[rank][node] = value > held ? value : held;
+                    value = value > held ? held : value;
+                }
+            }
+        }
+        for (int rank = 0; rank < count; ++rank)
+            for (int node = 0; node < nodes; ++node) reach[from + node] += largest[rank][node];
+    }
+}
+
+// True when no sum can leave 16 bits while each side has no more pieces of a type than at the start of a game: the
+// bias and the largest weights on that many squares, for both signs.
+static bool sums_stay_in_range() {
+    constexpr int PIECE_LIMIT[12] = {8, 2, 2, 2, 1, 1, 8, 2, 2, 2, 1, 1};  // pawn to king: own, then the enemy's
+    const int half = network.hidden_size / 2;
+    const int buckets = network.king_buckets == 2 ? 2 : 1;
+    const std::size_t piece_rows = 64 * static_cast<std::size_t>(half);
+    i32 *reach = static_cast<i32 *>(std::malloc(static_cast<std::size_t>(half) * sizeof(i32)));
+    bool in_range = reach != nullptr;
+    const i16 *rows = network.first_layer;
+    for (int bucket = 0; bucket < buckets && in_range; ++bucket, rows += 12 * piece_rows)
+        for (int sign = -1; sign <= 1 && in_range; sign += 2) {
+            for (int node = 0; node < half; ++node) {
+                const int white = sign * network.hidden_biases[node], black = sign * network.hidden_biases[half + node];
+                reach[node] = white > black ? white : black;
+            }
+            for (std::size_t piece = 0; piece < 12; ++piece)
+                add_largest(rows + piece * piece_rows, half, sign, PIECE_LIMIT[piece], reach);
+            for (int node = 0; node < half; ++node) in_range = in_range && reach[node] < 32767;
+        }
+    std::free(reach);
+    return in_range;
+}
+
 static void clear_weights() {
     std::memset(network.weights, 0, static_cast<std::size_t>(network.weight_count) * sizeof(i16));
 }
@@ -203,6 +251,7 @@ static void load_file(const char *name) {
 
 void load_network() {
     free_network();
+    network.never_saturates = false;
     if (!std::strcmp(settings.nn_file, "new")) {
         print_line("creating new net...");
         set_geometry(STANDARD_HEADER);
@@ -211,6 +260,7 @@ void load_network() {
     }
     if (!std::strcmp(settings.nn_file, "embedded")) load_embedded();
     else load_file(settings.nn_file);
+    network.never_saturates = sums_stay_in_range();
     // The generator's sequence is part of how a run repeats itself: loading has always taken one value.
     static_cast<void>(std::rand());
 }

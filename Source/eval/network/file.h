@@ -15,10 +15,13 @@ struct Network {
     i32 weight_count;       // all weights in memory
     i32 first_layer_count;  // of these, first-layer weights
     u32 generation;         // loads so far: tells sums of one network from those of another
-    i16 *weights;           // one block of 16-bit words, 64-byte aligned
-    i16 *first_layer;       // rows of H / 2, in feature order
-    i16 *output_rows;       // eight rows of H
-    i16 *hidden_biases;     // H: white half, black half
+    // No sum leaves 16 bits, in whatever order rows are added, while each side has at most the pieces of each type that
+    // it has at the start of a game.
+    bool never_saturates;
+    i16 *weights;        // one block of 16-bit words, 64-byte aligned
+    i16 *first_layer;    // rows of H / 2, in feature order
+    i16 *output_rows;    // eight rows of H
+    i16 *hidden_biases;  // H: white half, black half
 };
 
 extern Network network;

@@ -1,8 +1,11 @@
-// The forward pass: which rows the position needs, which of them the last pass already holds, the output
-// head and the score. Called by evaluate; the console's trace and the pruning tool look at what it leaves.
+// The forward pass: which rows the position needs, which of them an earlier pass already holds, the output head and
+// the score. Called by evaluate; the console's trace and the pruning tool look at what it leaves.
 //
-// Make and unmake know nothing of it. Each thread keeps its last position with the sums of both
-// perspectives, and a pass applies only the pieces that differ, whatever moves lie between.
+// Make and unmake know nothing of it. Each thread keeps its last passes with the sums of both perspectives, and a pass
+// applies only the pieces that differ, whatever moves lie between.
+//
+// The result is defined by saturating additions from the last pass, or from the biases. As long as nothing can
+// saturate, every way to a position gives the same sums, and a pass starts from the nearest one that is kept.
 #include "eval/network/forward.h"
 
 #include <cmath>
@@ -27,9 +30,9 @@ struct Frame {
     i32 bucket[2];  // 0, or BUCKET_ROWS once the own king has left its first three ranks
 };
 
-// The rows to apply, the same pieces in the same order for both perspectives.
-struct RowLists {
-    RowStep steps[2][MAX_STEPS];
+// The rows to apply for one perspective.
+struct RowList {
+    RowStep steps[MAX_STEPS];
     int count;
 };
 
@@ -45,13 +48,10 @@ static void free_words(i16 *words) { ::operator delete(words, BUFFER_ALIGNMENT);
 void free_network_buffers(ThreadState *thread) {
     if (!thread) return;
     free_words(thread->accumulator);
-    if (thread->acc_cache) {
-        free_words(thread->acc_cache->white_acc);
-        free_words(thread->acc_cache->black_acc);
-        delete thread->acc_cache;
-    }
+    if (thread->acc_snapshots) free_words(thread->acc_snapshots[0].white_acc);
+    delete[] thread->acc_snapshots;
     thread->accumulator = nullptr;
-    thread->acc_cache = nullptr;
+    thread->acc_snapshots = thread->acc_cache = nullptr;
     thread->acc_hidden_size = 0;
 }
 
@@ -59,15 +59,18 @@ void free_network_buffers(ThreadState *thread) {
 static bool make_buffers(ThreadState *thread) {
     free_network_buffers(thread);
     thread->accumulator = allocate_words(network.hidden_size);
-    thread->acc_cache = new (std::nothrow) AccumulatorCache();
-    if (thread->acc_cache) {
-        thread->acc_cache->white_acc = allocate_words(network.hidden_size / 2);
-        thread->acc_cache->black_acc = allocate_words(network.hidden_size / 2);
-    }
-    if (!thread->accumulator || !thread->acc_cache || !thread->acc_cache->white_acc || !thread->acc_cache->black_acc) {
+    thread->acc_snapshots = new (std::nothrow) AccumulatorCache[ACC_SNAPSHOTS]();
+    i16 *sums = allocate_words(ACC_SNAPSHOTS * network.hidden_size);
+    if (!thread->accumulator || !thread->acc_snapshots || !sums) {
+        free_words(sums);
         free_network_buffers(thread);
         return false;
     }
+    for (int i = 0; i < ACC_SNAPSHOTS; ++i, sums += network.hidden_size) {
+        thread->acc_snapshots[i].white_acc = sums;
+        thread->acc_snapshots[i].black_acc = sums + network.hidden_size / 2;
+    }
+    thread->acc_cache = thread->acc_snapshots;
     thread->acc_generation = 0;
     thread->acc_hidden_size = network.hidden_size;
     return true;
@@ -87,24 +90,20 @@ static Frame frame_of(const Position &position) {
 }
 
 // Appends the rows of a set of equal pieces, lowest square first.
-static inline void append_rows(RowLists &lists, const Frame &frame, int colour, int type, Bitboard squares,
-                               bool subtract) {
+static inline void append_rows(RowList &list, const Frame &frame, int perspective, int colour, int type,
+                               Bitboard squares, bool subtract) {
     const std::size_t row_length = static_cast<std::size_t>(network.hidden_size / 2);
-    const int first = 64 * (type - 1);
-    const i16 *white_rows =
-        network.first_layer + row_length * (frame.bucket[WHITE] + first + (colour == WHITE ? 0 : ENEMY_ROWS));
-    const i16 *black_rows =
-        network.first_layer + row_length * (frame.bucket[BLACK] + first + (colour == BLACK ? 0 : ENEMY_ROWS));
+    const int first = frame.bucket[perspective] + 64 * (type - 1) + (colour == perspective ? 0 : ENEMY_ROWS);
+    const i16 *rows = network.first_layer + row_length * static_cast<std::size_t>(first);
     while (squares) {
-        const Square square = pop_lowest(squares);
-        lists.steps[WHITE][lists.count] = {white_rows + row_length * (square ^ frame.mirror[WHITE]), subtract};
-        lists.steps[BLACK][lists.count] = {black_rows + row_length * (square ^ frame.mirror[BLACK]), subtract};
-        ++lists.count;
+        const std::size_t square = static_cast<std::size_t>(pop_lowest(squares) ^ frame.mirror[perspective]);
+        list.steps[list.count++] = {rows + row_length * square, subtract};
     }
 }
 
-// The snapshot serves when it is of this network, seen from the same frames, and near enough.
-static bool snapshot_serves(const ThreadState *thread, const Frame &frame) {
+// True when the difference from the last pass defines the result: the pass is of this network, seen from the same
+// frames, and near enough. Otherwise the biases are the start.
+static bool last_pass_serves(const ThreadState *thread, const Frame &frame) {
     const AccumulatorCache &cache = *thread->acc_cache;
     const Position &position = thread->position;
     return thread->acc_generation == network.generation && frame.mirror[WHITE] == cache.mirror[WHITE] &&
@@ -114,44 +113,98 @@ static bool snapshot_serves(const ThreadState *thread, const Frame &frame) {
            popcount(position.pieces[BLACK_CODE] ^ cache.black_sets[0]) <= MAX_CHANGED && thread->eval_ply > CLEAN_PLIES;
 }
 
-// Rows that lead from the snapshot to the position. The order (by type; white before black; gone before
-// new) is part of the result, since the additions saturate.
-static void list_changes(const Position &position, const AccumulatorCache &cache, const Frame &frame, RowLists &lists) {
-    lists.count = 0;
+// True if each side has one king and no more pieces of a type than at the start of a game. Network::never_saturates
+// holds for such positions.
+static bool has_plain_material(const Position &position) {
+    for (int colour = WHITE; colour <= BLACK; ++colour) {
+        const Bitboard *sets = position.pieces + colour * BLACK_CODE;
+        const i32 material = position.material[colour];  // four bits per type, from the pawns up
+        const bool one_king = sets[KING] != 0 && (sets[KING] & (sets[KING] - 1)) == 0;
+        const bool plain =
+            (material & 15) <= 8 && (material & ~0x1333F) == 0 && (material & material >> 1 & 0x1110) == 0;
+        // More than 16 pieces could carry from one type's bits into the next.
+        if (!one_king || !plain || popcount(sets[0]) > 16) return false;
+    }
+    return true;
+}
+
+// Rows that lead from a pass to the position. The order (by type; white before black; gone before new) is part of the
+// result when additions saturate.
+static void list_changes(const Position &position, const AccumulatorCache &cache, const Frame &frame, int perspective,
+                         RowList &list) {
+    list.count = 0;
     for (int type = PAWN; type <= KING; ++type) {
         const Bitboard white = position.pieces[type];
         const Bitboard black = position.pieces[BLACK_CODE + type];
         if (white != cache.white_sets[type]) {
-            append_rows(lists, frame, WHITE, type, cache.white_sets[type] & ~white, true);
-            append_rows(lists, frame, WHITE, type, white & ~cache.white_sets[type], false);
+            append_rows(list, frame, perspective, WHITE, type, cache.white_sets[type] & ~white, true);
+            append_rows(list, frame, perspective, WHITE, type, white & ~cache.white_sets[type], false);
         }
         if (black != cache.black_sets[type]) {
-            append_rows(lists, frame, BLACK, type, cache.black_sets[type] & ~black, true);
-            append_rows(lists, frame, BLACK, type, black & ~cache.black_sets[type], false);
+            append_rows(list, frame, perspective, BLACK, type, cache.black_sets[type] & ~black, true);
+            append_rows(list, frame, perspective, BLACK, type, black & ~cache.black_sets[type], false);
         }
     }
 }
 
 // Rows of all pieces, for a start from the biases.
-static void list_all(const Position &position, const Frame &frame, RowLists &lists) {
-    lists.count = 0;
+static void list_all(const Position &position, const Frame &frame, int perspective, RowList &list) {
+    list.count = 0;
     for (int type = PAWN; type <= KING; ++type) {
-        append_rows(lists, frame, WHITE, type, position.pieces[type], false);
-        append_rows(lists, frame, BLACK, type, position.pieces[BLACK_CODE + type], false);
+        append_rows(list, frame, perspective, WHITE, type, position.pieces[type], false);
+        append_rows(list, frame, perspective, BLACK, type, position.pieces[BLACK_CODE + type], false);
     }
 }
 
-static void record_snapshot(ThreadState *thread, const Frame &frame) {
-    AccumulatorCache &cache = *thread->acc_cache;
+// Where each perspective starts from; null for the biases.
+struct Starts {
+    const AccumulatorCache *pass[2];
+    bool exact;  // the sums will depend on the position alone
+};
+
+// For each perspective, the exact pass with the fewest changed squares among those seen from the same frame.
+static void choose_nearest(const ThreadState *thread, const Frame &frame, Starts &starts) {
+    const Position &position = thread->position;
+    int fewest[2];
+    starts.pass[WHITE] = starts.pass[BLACK] = nullptr;
+    fewest[WHITE] = fewest[BLACK] = popcount(occupied(position));  // the cost of a start from the biases
+    for (int i = 0; i < ACC_SNAPSHOTS; ++i) {
+        const AccumulatorCache &cache = thread->acc_snapshots[i];
+        if (!cache.exact) continue;
+        const int changed = popcount(position.pieces[0] ^ cache.white_sets[0]) +
+                            popcount(position.pieces[BLACK_CODE] ^ cache.black_sets[0]);
+        for (int perspective = WHITE; perspective <= BLACK; ++perspective) {
+            if (changed >= fewest[perspective] || frame.mirror[perspective] != cache.mirror[perspective] ||
+                frame.bucket[perspective] != cache.king_bucket[perspective])
+                continue;
+            fewest[perspective] = changed;
+            starts.pass[perspective] = &cache;
+        }
+    }
+}
+
+static Starts choose_starts(ThreadState *thread, const Frame &frame) {
+    if (thread->acc_generation != network.generation)
+        for (int i = 0; i < ACC_SNAPSHOTS; ++i) thread->acc_snapshots[i].exact = false;
+    Starts starts;
+    const bool can_be_exact = network.never_saturates && has_plain_material(thread->position);
+    const bool from_last = (!can_be_exact || !thread->acc_cache->exact) && last_pass_serves(thread, frame);
+    starts.exact = can_be_exact && !from_last;
+    if (starts.exact) choose_nearest(thread, frame, starts);
+    else starts.pass[WHITE] = starts.pass[BLACK] = from_last ? thread->acc_cache : nullptr;
+    return starts;
+}
+
+static void record_pass(ThreadState *thread, const Frame &frame, AccumulatorCache &cache, bool exact) {
     const Position &position = thread->position;
     std::memcpy(cache.white_sets, position.pieces, sizeof cache.white_sets);
     std::memcpy(cache.black_sets, position.pieces + BLACK_CODE, sizeof cache.black_sets);
-    cache.occupancy = thread->occupancy;
-    cache.eval_ply = thread->eval_ply;
     for (int colour = WHITE; colour <= BLACK; ++colour) {
         cache.mirror[colour] = frame.mirror[colour];
         cache.king_bucket[colour] = frame.bucket[colour];
     }
+    cache.exact = exact;
+    thread->acc_cache = &cache;
     thread->acc_generation = network.generation;
 }
 
@@ -193,37 +246,39 @@ static int score_of_sum(ThreadState *thread, i32 sum) {
     return static_cast<int>(rounded);
 }
 
-// Both perspectives from the snapshot or from the biases, the new snapshot, and the output.
+// One perspective of the pass, from `start` (null: the biases) into `sums`. Returns its share of the output sum.
+static u32 pass_perspective(const Position &position, const Frame &frame, int perspective,
+                            const AccumulatorCache *start, i16 *sums, const i16 *output_row) {
+    const int half = network.hidden_size / 2;
+    RowList list;
+    const i16 *start_sums = network.hidden_biases + (perspective == WHITE ? 0 : half);
+    if (start) {
+        list_changes(position, *start, frame, perspective, list);
+        start_sums = perspective == WHITE ? start->white_acc : start->black_acc;
+    } else {
+        list_all(position, frame, perspective, list);
+    }
+    return pass_half({start_sums, list.steps, list.count, sums, output_row}, half);
+}
+
 bool network_eval(ThreadState *thread, int *score) {
     if (thread->acc_hidden_size != network.hidden_size && !make_buffers(thread)) {
         print_line("error initializing NN!");
         return false;
     }
     const Position &position = thread->position;
-    AccumulatorCache &cache = *thread->acc_cache;
-    const int half = network.hidden_size / 2;
     const Frame frame = frame_of(position);
     select_head(thread);
     thread->occupancy = occupied(position);
 
-    RowLists lists;
-    const i16 *white_start = cache.white_acc;
-    const i16 *black_start = cache.black_acc;
-    if (snapshot_serves(thread, frame)) {
-        list_changes(position, cache, frame, lists);
-    } else {
-        list_all(position, frame, lists);
-        white_start = network.hidden_biases;
-        black_start = network.hidden_biases + half;
-    }
-    record_snapshot(thread, frame);
-
+    const Starts starts = choose_starts(thread, frame);
+    AccumulatorCache &cache = thread->acc_snapshots[thread->eval_ply & (ACC_SNAPSHOTS - 1)];
     const i16 *white_row;
     const i16 *black_row;
     network_output_rows(thread, &white_row, &black_row);
-    const HalfPass white = {white_start, lists.steps[WHITE], lists.count, cache.white_acc, white_row};
-    const HalfPass black = {black_start, lists.steps[BLACK], lists.count, cache.black_acc, black_row};
-    const u32 sum = pass_half(white, half) + pass_half(black, half);
+    const u32 sum = pass_perspective(position, frame, WHITE, starts.pass[WHITE], cache.white_acc, white_row) +
+                    pass_perspective(position, frame, BLACK, starts.pass[BLACK], cache.black_acc, black_row);
+    record_pass(thread, frame, cache, starts.exact);
     *score = score_of_sum(thread, static_cast<i32>(sum));
     return true;
 }

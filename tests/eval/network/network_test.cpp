@@ -51,6 +51,12 @@ struct NetworkTest : ::testing::Test {
     }
 };
 
+std::string fen_of(const Position &position) {
+    char text[FEN_SIZE];
+    position_to_fen(&position, text, 0);
+    return text;
+}
+
 constexpr const char *KIWI = "r3k2r/p1ppqpb1/bn2pnp1/3PN3/1p2P3/2N2Q1p/PPPBBPPP/R3K2R w KQkq -";
 
 // Plays random legal moves; true when one was found. Starts again from `fen` at the end of a game.
@@ -333,6 +339,7 @@ TEST_F(NetworkTest, GoldenScores) {
 // The program's own network and its sums far from saturation: the way to a position must not show.
 TEST_F(NetworkTest, DifferenceEqualsRebuild) {
     load("embedded");
+    network.never_saturates = false;  // starts as the rules of saturating sums say
     u32 seed = 5;
     set_position_from_text(&thread->position, STARTPOS_FEN);
     for (int step = 0; step < 1500; ++step) {
@@ -348,6 +355,7 @@ TEST_F(NetworkTest, DifferenceEqualsRebuild) {
 // A snapshot that was changed behind the pass's back tells whether the pass used it.
 TEST_F(NetworkTest, SnapshotServesOrNot) {
     load("embedded");
+    network.never_saturates = false;
     const char *start = "r3k2r/pppppppp/8/8/8/8/PPPPPPPP/R2QK2R w - -";
     const auto used = [&](const char *before, const char *after, int ply) {
         score_of(before, 1);
@@ -379,6 +387,63 @@ TEST_F(NetworkTest, SnapshotServesOrNot) {
     EXPECT_TRUE(used("8/8/8/4k3/8/8/4K3/5Q2 w - -", "8/8/8/8/4k3/8/8/4K2Q w - -", 3));
     // The same squares taken by other types: no square of a side changed, and yet rows to apply.
     EXPECT_TRUE(used("r3k2r/pppppppp/8/8/8/8/PPPPPPPP/R3K2R w - -", "b3k2n/nnnnpppp/8/8/8/8/PQQQQPPP/R3K2R b - -", 3));
+}
+
+// Starting from the nearest of the kept passes must give what starting from the last one gives, also after positions
+// whose sums may have saturated: with a third knight or a second queen.
+TEST_F(NetworkTest, NearestPassEqualsLastPass) {
+    constexpr const char *STARTS[] = {STARTPOS_FEN, KIWI, "r3k2r/pppppppp/2n5/8/QN2N3/2N5/PPP2PPP/R2QK2R w KQkq -",
+                                      "8/PPk5/8/3q4/8/2K5/5ppp/8 w - -"};
+    ThreadState *other = allocate_thread_state(3);
+    ASSERT_NE(other, nullptr);
+    for (const int limit : {0, 990, 3000}) {
+        TestNetwork sample;
+        sample.hidden_size = 96;
+        fill_weights(sample, limit, 21);
+        load(limit ? write_network(sample, "tarn_nearest.bin") : "embedded");
+        const bool in_range = network.never_saturates;
+        EXPECT_EQ(in_range, limit < 1000);
+        u32 seed = 31;
+        const char *start = STARTPOS_FEN;
+        set_position_from_text(&thread->position, start);
+        for (int step = 0; step < 2000; ++step) {
+            if (next_random(seed) % 16 == 0) {
+                start = STARTS[next_random(seed) % 4];
+                set_position_from_text(&thread->position, start);
+            }
+            random_step(thread, seed, start);
+            thread->eval_ply = other->eval_ply = static_cast<i16>(1 + next_random(seed) % 12);
+            set_position_from_text(&other->position, fen_of(thread->position).c_str());
+            network.never_saturates = in_range;
+            const int nearest = network_score(thread);
+            network.never_saturates = false;
+            ASSERT_EQ(nearest, network_score(other)) << step;
+            ASSERT_EQ(thread->raw_net_score, other->raw_net_score) << step;
+            for (int node = 0; node < network.hidden_size / 2; ++node) {
+                ASSERT_EQ(thread->acc_cache->white_acc[node], other->acc_cache->white_acc[node]) << step;
+                ASSERT_EQ(thread->acc_cache->black_acc[node], other->acc_cache->black_acc[node]) << step;
+            }
+        }
+    }
+    free_network_buffers(other);
+    free_thread_state(other);
+}
+
+// Own pawns on eight squares with 4000 each and one bias: 32000 + bias must stay below 32767.
+TEST_F(NetworkTest, RangeOfSums) {
+    for (const int sign : {-1, 1})
+        for (const int bias : {0, 766, 767, 800}) {
+            TestNetwork sample;
+            sample.hidden_size = 130;
+            fill_weights(sample, 0, 1);
+            constexpr int NODE = 64, HALF = 65, SECOND_BUCKET = 768;
+            for (int square = 16; square < 56; ++square)  // forty squares, of which eight count
+                sample.weights[static_cast<std::size_t>((SECOND_BUCKET + square) * HALF + NODE)] =
+                    static_cast<i16>(sign * 4000);
+            sample.weights[sample.weights.size() - HALF + NODE] = static_cast<i16>(sign * bias);
+            load(write_network(sample, "tarn_range.bin"));
+            EXPECT_EQ(network.never_saturates, bias < 767) << bias;
+        }
 }
 
 TEST_F(NetworkTest, HeadsByMaterial) {

@@ -4,7 +4,7 @@
 
 #include "platform/integers.h"
 
-// In the order of the bits.
+// Calls ITEM(bit, name); the names are those of __builtin_cpu_supports.
 #define TARN_FOR_EACH_INSTRUCTION_SET(ITEM) \
     ITEM(0, "sse3")                         \
     ITEM(1, "ssse3")                        \
@@ -15,10 +15,7 @@
     ITEM(6, "avx2")                         \
     ITEM(7, "bmi")                          \
     ITEM(8, "bmi2")                         \
-    ITEM(9, "lzcnt")                        \
     ITEM(10, "fma")                         \
-    ITEM(11, "f16c")                        \
-    ITEM(12, "movbe")                       \
     ITEM(13, "avx512f")                     \
     ITEM(14, "avx512bw")                    \
     ITEM(15, "avx512cd")                    \
@@ -32,5 +29,11 @@
     ITEM(23, "avx512vpopcntdq")             \
     ITEM(24, "gfni")                        \
     ITEM(25, "vpclmulqdq")
+
+// Sets that Clang's builtin does not know. Calls ITEM(bit, name, CPUID leaf, bit of ECX).
+#define TARN_FOR_EACH_CPUID_BIT(ITEM) \
+    ITEM(9, "lzcnt", 0x80000001, 5)   \
+    ITEM(11, "f16c", 1, 29)           \
+    ITEM(12, "movbe", 1, 22)
 
 extern const u32 needed_instructions;

@@ -88,8 +88,7 @@ static int bishop_and_knight(const Position &position, int strong) {
 // A single pawn against a bare king, for the strong side: who is nearer to the promotion square, and the
 // solved table.
 static int king_and_pawn(const Position &position, int strong, int side) {
-    // Black's pawn runs down: its game is looked at from the other end, turned by half a circle, which
-    // keeps file distances as they are.
+    // Black's pawn moves down: the board is rotated by half a turn, which keeps file distances.
     const int turn = strong == WHITE ? 0 : 63;
     Square pawn = (lowest(position.pieces[piece_code(strong, PAWN)]) ^ turn);
     Square strong_king = king_of(position, strong) ^ turn;

@@ -31,7 +31,7 @@ static Bitboard spread(Bitboard squares) {
 
 static Bitboard guarded_by(Square king) { return king_attacks[king] | bit(king); }
 
-// Squares on which the weak king may stand when it is its turn, in check or not.
+// Squares on which the weak king may be when it is its turn, in check or not.
 static Bitboard weak_squares(Square pawn, Square king) { return ~(guarded_by(king) | bit(pawn)); }
 
 // The pawn has just promoted on `square`: the weak king squares, it to move, from which the new piece

@@ -1,4 +1,4 @@
-// The hand-crafted evaluation taken apart by its stages, and the parameter table behind it.
+// Prints the hand-crafted evaluation by stages, and its parameter table.
 #include "eval/trace.h"
 
 #include <cstring>

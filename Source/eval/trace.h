@@ -7,8 +7,8 @@
 enum TraceMode { TRACE_TERMS = 1, TRACE_PARAMETERS = 2 };
 
 // The terms of the thread's position beside the network's score; with TRACE_PARAMETERS the parameter
-// table and the piece-square tables behind them. `quiescence_score`: of the root of the last search,
-// in centipawns; it is printed only. The position must stand an evaluation.
+// table and the piece-square tables as well. `quiescence_score`: of the root of the last search,
+// in centipawns; it is printed only. The position must have both kings.
 void trace_eval(ThreadState *thread, int mode, int quiescence_score);
 // Runs the network and lists the hidden nodes that matter to its score.
 void trace_network(ThreadState *thread);

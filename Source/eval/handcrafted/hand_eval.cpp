@@ -74,7 +74,7 @@ static void take_snapshot(EvalScratch &scratch, TraceTerm term, i32 (&before)[2]
     }
 }
 
-// True when the side's only pawns stand on the edge file of `corner`, no bishop of the side covers
+// True when the side's only pawns are on the edge file of `corner`, no bishop of the side covers
 // that promotion corner, and the enemy king guards it: a draw in all but name.
 static bool is_wrong_corner(const Bitboard *own, Square enemy_king, Square corner) {
     if (own[PAWN] & ~(FILE_A << file_of(corner))) return false;

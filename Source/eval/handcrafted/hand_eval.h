@@ -17,7 +17,7 @@ enum TraceTerm {
     TRACE_SPECIAL,
 };
 
-// Far outside what a game brings, and below the scores that mean a mate.
+// Far beyond any score of a real game, and below mate scores.
 constexpr int HAND_EVAL_LIMIT = 9000;
 
 // Score for the side to move in centipawns, bounded to -9000..9000. Reads the thread's position and

@@ -29,7 +29,7 @@ struct NamedSlot {
     ParamRecord **slot;
 };
 
-// The scalars behind the five of material; their order is that of the parameter text.
+// The scalars after the five of material; their order is that of the parameter text.
 static const NamedSlot ZERO_SCALARS[] = {
     {"bishop_pair", &bishop_pair},
     {"knight_mobility", &knight_mobility},
@@ -112,7 +112,7 @@ void init_parameters() {
 
 static bool ends_line(char c) { return c == '\n' || c == '\r' || c == ' '; }
 
-// The integer behind the comma at *at, and *at moved behind it; 0 where the line has no more.
+// The integer after the comma at *at; moves *at past it. 0 if the line has no more.
 static int next_value(const char **at, const char *end) {
     const char *p = *at;
     if (p < end && *p == ',') ++p;
@@ -145,7 +145,7 @@ static void parse_line(const char *line, const char *end, int *index) {
 }
 
 // Lines end at a line feed, a carriage return or a blank. Lines too short to hold a pair, headings
-// ("start") and remarks in brackets are passed over.
+// ("start") and remarks in brackets are ignored.
 void parse_parameter_text(const char *text) {
     int index = 0;
     while (*text) {

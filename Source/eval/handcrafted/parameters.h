@@ -36,7 +36,7 @@ extern ParamRecord *hung_pawn, *attacked_pawn, *hung_minor, *attacked_minor, *hu
 extern ParamRecord *ppush_threat, *pinned_piece, *mtl_imbalance, *stm_bonus;
 
 // Piece-square tables, by square in the owner's frame: 0..7 is the owner's first rank, and the
-// owner's king stands on files e..h. For pawns: P1 with both kings on one wing, P2 with kings on
+// owner's king is on files e..h. For pawns: P1 with both kings on one wing, P2 with kings on
 // opposite wings, CP with a neighbour on the rank, DP defended by a pawn.
 extern ParamRecord *PST_P1[64], *PST_P2[64], *PST_CP[64], *PST_DP[64];
 extern ParamRecord *PST_N[64], *PST_B[64], *PST_R[64], *PST_Q[64], *PST_K[64];
@@ -48,7 +48,7 @@ void init_parameters();
 void register_param(ParamRecord **slot, const char *name, int mg, int eg);
 void register_param_zero(ParamRecord **slot, const char *name);
 // Reads a text of "name,mg,eg,mg,eg..." lines into the table: values go to the records in order, a
-// wrong name is reported with "error %s  %s" and its value stored all the same. Values that do not
+// wrong name is reported with "error %s  %s" and its value stored anyway. Values that do not
 // fit a packed half are cut to it; pairs beyond the table are dropped.
 void parse_parameter_text(const char *text);
 // Prints a table of 64 pairs, rank 8 first: eight mg values, then the eight eg values of the rank.

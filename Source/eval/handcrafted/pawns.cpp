@@ -7,7 +7,7 @@
 #include "board/exchange.h"
 #include "eval/handcrafted/weights.h"
 
-// Part of the cache key beside the pawns: which king stands on the queen side.
+// Part of the cache key besides the pawns: which kings are on the queen side.
 constexpr u64 WHITE_QUEENSIDE_KEY = 0x6C43EB52AULL;
 constexpr u64 BLACK_QUEENSIDE_KEY = 0x3E2571CB4ULL;
 

@@ -9,7 +9,7 @@ template <int US>
 constexpr Bitboard ahead(Bitboard set) {
     return US == WHITE ? set << 8 : set >> 8;
 }
-// All squares ahead of a set; its own squares only where another of them stands behind.
+// All squares ahead of a set; its own squares only where another of them is behind on the file.
 template <int US>
 constexpr Bitboard fill_ahead(Bitboard set) {
     set = ahead<US>(set);

@@ -199,13 +199,13 @@ static u32 king_safety(const Position &position, const EvalScratch &scratch) {
     const Bitboard all = occupied(position), zone = scratch.king_zone[US];
     const Square king = position.king_sq[US];
 
-    // Pawns of the shield may stand where they are or have one or two steps to go to the zone's front.
+    // Shield pawns may be at their place or have one or two steps to go to the zone's front.
     const Bitboard step = ahead<US>(own[PAWN]), cover = own[PAWN] | step | ahead<US>(step);
     const int shield = popcount(cover & ahead<US>(zone));
     u32 score = eval_weights.pawn_shield[shield];
 
     // Squares that we cover and the enemy attacks only once are no place for a check, nor are those
-    // on which the enemy himself stands.
+    // that the enemy occupies.
     const Bitboard open = ~((~scratch.double_attacks[THEM] & own_attacks[0]) | enemy[0]);
     const Bitboard knights = enemy_attacks[KNIGHT] & ~scratch.low_attacks[US];
     const Bitboard bishops = enemy_attacks[BISHOP] & ~scratch.low_attacks[US];

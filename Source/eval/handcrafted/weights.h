@@ -1,6 +1,5 @@
-// What the evaluation adds most often, made ready from the parameter table: shares of a parameter by
-// count, rank or distance, and material joined with the piece-square tables, all as packed scores.
-// Each entry equals what the products of packed_share give at that place.
+// Precomputed packed weights derived from the parameter table: shares of a parameter by count, rank or distance, and
+// material combined with the piece-square tables. Each entry equals what packed_share gives there.
 #pragma once
 
 #include "eval/handcrafted/parameters.h"

@@ -1,6 +1,5 @@
-// The owner of the network in memory: its three sources (a file, the block built into the program, an
-// empty one for the tools), the header and its geometry. Called at start and by the option; the forward
-// pass reads what stands here.
+// Loads the network from one of three sources (a file, the block built into the program, an empty network for the
+// tools) and checks its header. Called at start and by the option NN_File.
 #include "eval/network/file.h"
 
 #include <cstdio>
@@ -28,7 +27,7 @@ struct NetworkHeader {
     i16 reserved1;
     i16 reserved2;
     i16 output_count;
-    i32 weight_count;  // told by the writer; never believed
+    i32 weight_count;  // as stored; ignored, the size follows from the header
 };
 static_assert(sizeof(NetworkHeader) == 24);
 
@@ -61,7 +60,7 @@ static i64 weights_needed(const NetworkHeader &header) {
 
 static int weight_width(const NetworkHeader &header) { return header.weight_scale < WORD_SCALE ? 1 : 2; }
 
-// True when no network can be made from the header and the bytes behind it (UNKNOWN_SIZE: not told);
+// True when no network can be made from the header and the bytes after it (UNKNOWN_SIZE: not known);
 // `text` then holds why. More bytes than needed are no fault.
 static bool has_defect(const NetworkHeader &header, i64 bytes, char text[DEFECT_SIZE]) {
     const i64 needed = weights_needed(header);
@@ -164,7 +163,7 @@ static void widen_bytes(const i8 *bytes, i16 *words, std::size_t count) {
     for (std::size_t i = 0; i < count; ++i) words[i] = bytes[i];
 }
 
-// The weights of the file from where it stands, one or two bytes each. Returns how many came.
+// Reads the weights from the current position of the file, one or two bytes each. Returns the number read.
 static i64 read_weights(std::FILE *file, int width) {
     const std::size_t total = static_cast<std::size_t>(network.weight_count);
     if (width == 2) return static_cast<i64>(std::fread(network.weights, sizeof(i16), total, file));
@@ -207,7 +206,7 @@ static bool read_network(std::FILE *file, char text[DEFECT_SIZE]) {
     return false;
 }
 
-// The block built into the program. It is whatever file the build was given, so it is looked at like
+// The block built into the program. It is whatever file the build was given, so it is checked like
 // any other; a damaged one leaves a network of zeros, which at least plays legal moves.
 static void load_embedded() {
     const i64 size = embedded_network_end - embedded_network;

@@ -14,7 +14,7 @@ struct Network {
     int output_count;       // 5: the head is chosen by material
     i32 weight_count;       // all weights in memory
     i32 first_layer_count;  // of these, first-layer weights
-    u32 generation;         // loads so far: tells sums of one network from those of another
+    u32 generation;         // number of loads so far: distinguishes sums of different networks
     // No sum leaves 16 bits, in whatever order rows are added, while each side has at most the pieces of each type that
     // it has at the start of a game.
     bool never_saturates;

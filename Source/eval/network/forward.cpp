@@ -13,6 +13,7 @@
 #include <new>
 
 #include "base/output.h"
+#include "eval/network/activation.h"
 #include "eval/network/file.h"
 #include "eval/network/rows.h"
 
@@ -26,7 +27,7 @@ constexpr std::align_val_t BUFFER_ALIGNMENT{64};
 
 // How squares and kings select rows, by perspective.
 struct Frame {
-    u16 mirror[2];  // xor on squares: files so that the own king stands on e..h, ranks for black
+    u16 mirror[2];  // xor on squares: files so that the own king is on e..h, ranks for black
     i32 bucket[2];  // 0, or BUCKET_ROWS once the own king has left its first three ranks
 };
 
@@ -209,7 +210,7 @@ static void record_pass(ThreadState *thread, const Frame &frame, AccumulatorCach
 }
 
 // Unpacks the counts and picks the output row: networks of five heads have one for each stage of the
-// game, told by the stronger side's material without pawns.
+// game, chosen by the stronger side's material without pawns.
 static void select_head(ThreadState *thread) {
     constexpr int TYPES = 5;
     for (int colour = WHITE; colour <= BLACK; ++colour) {

@@ -3,7 +3,7 @@
 
 #include <immintrin.h>
 
-#include "eval/network/rows.h"
+#include "eval/network/activation.h"
 
 using WordVector = __m256i;  // signed 16-bit words
 using SumVector = __m256i;   // 32-bit sums, which wrap

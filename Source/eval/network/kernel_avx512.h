@@ -1,9 +1,9 @@
-// Vector operations of the inner loop (rows.cpp) with 512-bit registers (AVX-512 BW; VNNI where the compiler may use it).
+// Vector operations of the inner loop (rows.cpp) with 512-bit registers (AVX-512 BW; VNNI where available).
 #pragma once
 
 #include <immintrin.h>
 
-#include "eval/network/rows.h"
+#include "eval/network/activation.h"
 
 using WordVector = __m512i;  // signed 16-bit words
 using SumVector = __m512i;   // 32-bit sums, which wrap

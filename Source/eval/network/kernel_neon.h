@@ -3,7 +3,7 @@
 
 #include <arm_neon.h>
 
-#include "eval/network/rows.h"
+#include "eval/network/activation.h"
 
 using WordVector = int16x8_t;  // signed 16-bit words
 using SumVector = int32x4_t;   // 32-bit sums, which wrap

@@ -3,7 +3,7 @@
 
 #include <emmintrin.h>
 
-#include "eval/network/rows.h"
+#include "eval/network/activation.h"
 
 using WordVector = __m128i;  // signed 16-bit words
 using SumVector = __m128i;   // 32-bit sums, which wrap

@@ -3,6 +3,7 @@
 // once.
 #include "eval/network/rows.h"
 
+#include "eval/network/activation.h"
 #include "eval/network/kernel.h"
 
 #ifdef TARN_VECTORS

@@ -19,12 +19,6 @@ struct HalfPass {
     const i16 *weights;  // output weights of this half
 };
 
-constexpr int SLOPE_SHIFT = 6;                       // below zero the activation has a slope of 1/64
-constexpr int SLOPE_ROUND = (1 << SLOPE_SHIFT) - 1;  // makes the shift truncate toward zero
-
-// The activation: unchanged from 0 up, a 64th (truncated toward zero) below.
-constexpr int activate(int sum) { return sum >= 0 ? sum : (sum + SLOPE_ROUND) >> SLOPE_SHIFT; }
-
 // Nodes 0..length - 1 of the half. Returns the sum of activated values times output weights, modulo 2^32.
 u32 pass_half(const HalfPass &pass, int length);
 // Nodes begin..end - 1 without vector instructions: what is left after the last whole vector, and the reference

@@ -97,7 +97,7 @@ TEST_F(Tables, PawnMapsByGroup) {
         ASSERT_TRUE(write_file(other.file("KPvK.rtbw"), table_bytes(ending_wdl_plan(PAWN, format))));
         ASSERT_TRUE(write_file(other.file("KPvK.rtbz"), table_bytes(ending_dtz_plan(PAWN, format))));
         use_tables(other.path + ";" + directory->path);
-        check_ending(PAWN, 11);
+        check_ending(PAWN, 23);
     }
 }
 

@@ -9,6 +9,7 @@
 #include "base/output.h"
 #include "base/settings.h"
 #include "base/text.h"
+#include "tools/benchmark.h"
 
 // clang-format off
 enum SwitchId {
@@ -17,6 +18,7 @@ enum SwitchId {
     SW_HAND_EVAL, SW_NETWORK, SW_OUT_FILE, SW_MULTIPV, SW_SELECTIVITY, SW_TEST_SUITE, SW_SCAN_PGN, SW_BENCH,
     SW_PLAIN_BENCH, SW_MAKE_CONFIG, SW_MAKE_BOOK, SW_MAKE_BOOK2, SW_EPD_TO_RECORDS, SW_RECORDS_TO_EPD,
     SW_PRUNE, SW_GENERATE, SW_CONVERT, SW_TRAIN, SW_TRAIN2, SW_LEARN_RATE, SW_MINI_BATCH, SW_TRAIN_WEIGHT,
+    SW_HELP, SW_VERSION, SW_BENCH_WORD,
 };
 // clang-format on
 
@@ -31,6 +33,10 @@ struct SwitchRow {
 // the last value takes the argument's place for the rows below: a value that reads as one of their
 // names acts as that switch too.
 static constexpr SwitchRow SWITCHES[] = {
+    {"--help", SW_HELP, 0, false},
+    {"-h", SW_HELP, 0, false},
+    {"--version", SW_VERSION, 0, false},
+    {"bench", SW_BENCH_WORD, 0, false},
     {"-uci", SW_UCI, 0, false},
     {"-c", SW_CONSOLE, 0, false},
     {"-log", SW_LOG, 0, false},
@@ -125,6 +131,13 @@ static bool apply_tool_switch(SwitchId id, const char *value, const char *second
         case SW_MAKE_BOOK2: out->mode = MODE_SECOND_BOOK; return set_path(settings.in_file, value);
         case SW_EPD_TO_RECORDS: out->mode = MODE_EPD_TO_RECORDS; return set_path(settings.in_file, value);
         case SW_RECORDS_TO_EPD: out->mode = MODE_RECORDS_TO_EPD; return set_path(settings.data_file, value);
+        case SW_BENCH_WORD:
+            out->mode = MODE_BENCH, out->bench_threaded = 0, out->bench_summary = true;
+            settings.max_depth = BENCH_SIGNATURE_DEPTH;
+            limit_by_depth_or_nodes(10000.0f);
+            break;
+        case SW_HELP: out->mode = MODE_HELP; break;
+        case SW_VERSION: out->mode = MODE_VERSION; break;
         case SW_PRUNE: out->mode = MODE_PRUNE_NETWORK; break;
         case SW_GENERATE:
             out->mode = MODE_GENERATE_TRAINING;
@@ -200,6 +213,8 @@ static bool matches(const SwitchRow &row, const char *argument) {
     return std::strcmp(argument, row.name) == 0;
 }
 
+static bool is_number(const char *text) { return *text && !text[std::strspn(text, "0123456789")]; }
+
 // Tests the argument at *index against all rows and moves *index to the last value taken.
 static bool parse_argument(int argc, char **argv, int *index, CommandLine *out) {
     const char *argument = argv[*index];
@@ -225,6 +240,8 @@ static bool parse_argument(int argc, char **argv, int *index, CommandLine *out) 
         const bool trains = row.id == SW_TRAIN || row.id == SW_TRAIN2;
         if (trains && *index + 1 < argc && (argv[*index + 1][0] == '0' || argv[*index + 1][0] == '1'))
             argument = argv[++*index];
+        if (row.id == SW_BENCH_WORD && *index + 1 < argc && is_number(argv[*index + 1]))
+            settings.max_depth = small_number(argv[++*index], 1, BENCH_HIGHEST_DEPTH);
     }
     return true;
 }
@@ -232,7 +249,8 @@ static bool parse_argument(int argc, char **argv, int *index, CommandLine *out) 
 bool parse_command_line(int argc, char **argv, CommandLine *out) {
     out->mode = MODE_PLAY;
     out->bench_threaded = 1;
-    for (int i = 1; i < argc; ++i)
+    out->bench_summary = false;
+    for (int i = 1; i < argc && out->mode != MODE_HELP && out->mode != MODE_VERSION; ++i)
         if (!parse_argument(argc, argv, &i, out)) return false;
     return true;
 }

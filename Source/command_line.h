@@ -16,13 +16,16 @@ enum RunMode {
     MODE_RECORDS_TO_EPD = 13,
     MODE_PRUNE_NETWORK = 14,
     MODE_SECOND_BOOK = 15,
+    MODE_HELP = 16,
+    MODE_VERSION = 17,
 };
 
 struct CommandLine {
     RunMode mode;
     int bench_threaded;  // 0: each search of the benchmark runs on the main thread
+    bool bench_summary;  // "N nodes M nps" as the last line
 };
 
 // Reads all arguments into `settings` and `out`. False when the program is to end with status 1: a
-// tool lacks an argument that it needs.
+// tool lacks an argument that it needs. Nothing after --help, -h or --version is read.
 bool parse_command_line(int argc, char **argv, CommandLine *out);

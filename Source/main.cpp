@@ -3,6 +3,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "about.h"
 #include "base/output.h"
 #include "base/settings.h"
 #include "base/text.h"
@@ -77,6 +78,11 @@ static void set_timer_period() {
     }
 }
 
+static void bench(const CommandLine &command) {
+    const BenchTotals totals = run_bench(command.bench_threaded);
+    if (command.bench_summary && totals.complete) print_bench_summary(totals);
+}
+
 // False when a tool could not do its work; it has said so on standard error.
 static bool run_mode(const CommandLine &command) {
     switch (command.mode) {
@@ -86,7 +92,7 @@ static bool run_mode(const CommandLine &command) {
             break;
         case MODE_TEST_SUITE: return run_epd_suite(settings.out_file, SUITE_ANALYSE);
         case MODE_SCAN_PGN: return scan_pgn();
-        case MODE_BENCH: run_bench(command.bench_threaded); break;
+        case MODE_BENCH: bench(command); break;
         case MODE_BOOK_MAKER: return make_book();
         case MODE_CONFIG: break;  // a writer of configuration files was never added
         case MODE_CONVERT_TRAINING: return convert_training_epd();
@@ -95,7 +101,9 @@ static bool run_mode(const CommandLine &command) {
         case MODE_RECORDS_TO_EPD: return records_to_epd();
         case MODE_PRUNE_NETWORK: return prune_network();
         case MODE_SECOND_BOOK: settings.multipv = 20; return run_epd_suite("junk.epd", SUITE_EXPAND);
-        case MODE_TRAIN: break;  // refused before
+        case MODE_TRAIN:
+        case MODE_HELP:
+        case MODE_VERSION: break;  // answered before
     }
     return true;
 }
@@ -149,6 +157,11 @@ int main(int argc, char **argv) {
     set_start_values();
     CommandLine command;
     if (!parse_command_line(argc, argv, &command)) return 1;
+    if (command.mode == MODE_HELP || command.mode == MODE_VERSION) {
+        if (command.mode == MODE_HELP) print_help();
+        else print_version();
+        return 0;
+    }
     if (command.mode == MODE_TRAIN) {
         print_plain("Need to compile with 'make train_'\n");
         return 1;

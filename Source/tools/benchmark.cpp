@@ -1,5 +1,5 @@
 // The benchmark: 20 fixed positions searched one after another, for speed and as a signature of the
-// search (-bench with search threads, -pbench on the calling thread alone).
+// search (-bench with search threads, -pbench and bench on the calling thread alone).
 #include "tools/benchmark.h"
 
 #include "base/output.h"
@@ -34,10 +34,10 @@ const char *const BENCH_POSITIONS[BENCH_COUNT] = {
     "r2q3r/1p1bbQ2/4p1Bk/3pP3/1n1P1P1p/pP6/Pn4PP/R1B1R1K1 w - -"};
 // clang-format on
 
-constexpr int BENCH_DEPTH = 17;          // when the command line asks for no depth of its own
-constexpr int BENCH_HIGHEST_DEPTH = 50;  // a limit above this counts as none
+constexpr int BENCH_DEPTH = 17;  // of -bench and -pbench, when the command line asks for no depth of its own
 
-void run_bench(int threaded) {
+BenchTotals run_bench(int threaded) {
+    BenchTotals totals = {0, 0.0, true};
     settings.move_time = 99.0f;
     settings.info_min_time = INFO_NEVER;
     if (settings.max_depth > BENCH_HIGHEST_DEPTH) settings.max_depth = BENCH_DEPTH;
@@ -50,7 +50,11 @@ void run_bench(int threaded) {
         if (hash_enabled) clear_hash_table();
         run_search(SEARCH_BENCH, threaded);
         write_search_state(0);
-        if (settings.quit_flag) break;  // broken off: the search does not count
+        if (settings.quit_flag) {  // broken off: the search does not count
+            totals.complete = false;
+            break;
+        }
+        totals.nodes += search_totals.nodes;
         total_nodes += static_cast<float>(static_cast<u64>(search_totals.nodes));
         total_time += elapsed_time;
         print_format("pos %2d: %6.2f seconds", i, static_cast<double>(elapsed_time));
@@ -58,4 +62,11 @@ void run_bench(int threaded) {
     print_format("total time= %0.2f seconds, nodes= %.0f, nps= %.0f", static_cast<double>(total_time),
                  static_cast<double>(total_nodes), static_cast<double>(total_nodes / total_time));
     settings.quit_flag = 1;
+    totals.seconds = static_cast<double>(total_time);
+    return totals;
+}
+
+void print_bench_summary(const BenchTotals &totals) {
+    print_format("%llu nodes %.0f nps", static_cast<unsigned long long>(totals.nodes),
+                 static_cast<double>(totals.nodes) / totals.seconds);
 }

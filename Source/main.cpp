@@ -8,7 +8,6 @@
 #include "base/settings.h"
 #include "base/text.h"
 #include "board/attacks.h"
-#include "board/thread_state.h"
 #include "book/book_maker.h"
 #include "command_line.h"
 #include "control/game_driver.h"
@@ -25,6 +24,7 @@
 #include "search/hash_table.h"
 #include "search/search_state.h"
 #include "search/strength.h"
+#include "search/thread_state.h"
 #include "tablebase/tablebase.h"
 #include "tools/benchmark.h"
 #include "tools/epd_suite.h"
@@ -93,7 +93,7 @@ static bool run_mode(const CommandLine &command) {
         case MODE_TEST_SUITE: return run_epd_suite(settings.out_file, SUITE_ANALYSE);
         case MODE_SCAN_PGN: return scan_pgn();
         case MODE_BENCH: bench(command); break;
-        case MODE_BOOK_MAKER: return make_book();
+        case MODE_BOOK_MAKER: return make_book(&root_thread_state->position);
         case MODE_CONFIG: break;  // a writer of configuration files was never added
         case MODE_CONVERT_TRAINING: return convert_training_epd();
         case MODE_GENERATE_TRAINING: return generate_training_games();
@@ -125,7 +125,7 @@ static int run_to_end(const CommandLine &command) {
 
 static void release_thread(ThreadState *thread) {
     if (!thread) return;
-    free_network_buffers(thread);
+    free_network_buffers(&thread->eval);
     free_thread_state(thread);
 }
 

@@ -24,11 +24,11 @@ static std::string random_game(u32 seed) {
     static const char *RESULTS[] = {"1-0", "0-1", "1/2-1/2"};
     std::string game = std::string("[Event \"?\"]\n[Result \"") + RESULTS[seed % 3] + "\"]\n\n";
     for (int i = 0; i < PLIES; ++i) {
-        thread->ply = 1;
-        generate_all(position);
+        MoveEntry list[MOVE_LIST_SIZE];
+        generate_all(position, list);
         Move legal[256];
         u32 count = 0;
-        for (const MoveEntry *entry = thread->plies[1].move_list; entry->move != END_OF_LIST; ++entry)
+        for (const MoveEntry *entry = list; entry->move != END_OF_LIST; ++entry)
             if (is_move_legal(position, position->stm, entry->move)) legal[count++] = entry->move;
         if (!count) break;
         seed = seed * 12345 + 76543;
@@ -58,7 +58,7 @@ static void BM_MakeBook(benchmark::State &state) {
     for (int i = 0; i < games / different; ++i) std::fwrite(text.data(), 1, text.size(), file);
     std::fclose(file);
     copy_text(settings.pgn_file, path, sizeof settings.pgn_file);
-    for (auto _ : state) make_book();
+    for (auto _ : state) make_book(&root_thread_state->position);
     state.counters["games/min"] =
         benchmark::Counter(60.0 * games * static_cast<double>(state.iterations()), benchmark::Counter::kIsRate);
     std::remove(path);

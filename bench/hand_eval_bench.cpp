@@ -19,9 +19,9 @@ std::vector<Position> search_positions(ThreadState *thread) {
         set_position_from_text(&thread->position, fen);
         const Position root = thread->position;
         positions.push_back(root);
-        generate_all(&thread->position);
-        const MoveEntry *entry = thread->plies[thread->ply].move_list;
-        for (; entry->move != END_OF_LIST; ++entry) {
+        MoveEntry list[MOVE_LIST_SIZE];
+        generate_all(&thread->position, list);
+        for (const MoveEntry *entry = list; entry->move != END_OF_LIST; ++entry) {
             if (!is_move_legal(&thread->position, root.stm, entry->move)) continue;
             make_move(&thread->position, entry->move);
             positions.push_back(thread->position);
@@ -35,11 +35,11 @@ std::vector<Position> search_positions(ThreadState *thread) {
 void neighbours(benchmark::State &state) {
     ThreadState *thread = start_engine();
     const std::vector<Position> positions = search_positions(thread);
-    thread->eval_ply = static_cast<i16>(state.range(0));
+    thread->eval.eval_ply = static_cast<i16>(state.range(0));
     for (auto _ : state)
         for (const Position &position : positions) {
             thread->position = position;
-            benchmark::DoNotOptimize(hand_eval(thread));
+            benchmark::DoNotOptimize(hand_eval(&thread->eval, thread->position));
         }
     state.SetItemsProcessed(static_cast<i64>(state.iterations() * positions.size()));
 }
@@ -48,8 +48,8 @@ BENCHMARK(neighbours)->Arg(1)->Arg(5);
 void one_position(benchmark::State &state) {
     ThreadState *thread = start_engine();
     set_position_from_text(&thread->position, BENCH_POSITIONS[state.range(0)]);
-    thread->eval_ply = 5;
-    for (auto _ : state) benchmark::DoNotOptimize(hand_eval(thread));
+    thread->eval.eval_ply = 5;
+    for (auto _ : state) benchmark::DoNotOptimize(hand_eval(&thread->eval, thread->position));
 }
 BENCHMARK(one_position)->Arg(0)->Arg(3)->Arg(7);
 

@@ -30,10 +30,11 @@ static Position *set_up(const char *fen) {
 
 // The fastest way to the count: the last ply is generated and tested, not made.
 static u64 count_leaves(Position *position, int depth) {
-    const MoveEntry *end = generate_all(position);
+    MoveEntry list[MOVE_LIST_SIZE];
+    const MoveEntry *end = generate_all(position, list);
     const int side = position->stm;
     u64 leaves = 0;
-    for (const MoveEntry *entry = position->owner->plies[position->owner->ply].move_list; entry != end; ++entry) {
+    for (const MoveEntry *entry = list; entry != end; ++entry) {
         if (!is_move_legal(position, side, entry->move)) continue;
         if (depth == 1) {
             ++leaves;
@@ -72,8 +73,9 @@ struct Scene {
 
 static Scene scene_of(const benchmark::State &state) {
     Scene scene{set_up(POSITIONS[state.range(0)]), {}, {}};
-    const MoveEntry *end = generate_all(scene.position);
-    for (const MoveEntry *entry = root_thread_state->plies[1].move_list; entry != end; ++entry) {
+    MoveEntry list[MOVE_LIST_SIZE];
+    const MoveEntry *end = generate_all(scene.position, list);
+    for (const MoveEntry *entry = list; entry != end; ++entry) {
         scene.moves.push_back(*entry);
         if (is_move_legal(scene.position, scene.position->stm, entry->move)) scene.legal.push_back(*entry);
     }
@@ -82,7 +84,8 @@ static Scene scene_of(const benchmark::State &state) {
 
 static void generate_everything(benchmark::State &state) {
     const Scene scene = scene_of(state);
-    for (auto _ : state) benchmark::DoNotOptimize(generate_all(scene.position));
+    MoveEntry list[MOVE_LIST_SIZE];
+    for (auto _ : state) benchmark::DoNotOptimize(generate_all(scene.position, list));
     state.SetItemsProcessed(state.iterations() * static_cast<i64>(scene.moves.size()));
 }
 BENCHMARK(generate_everything)->DenseRange(0, std::ssize(POSITIONS) - 1);

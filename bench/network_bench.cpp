@@ -28,11 +28,11 @@ void by_difference(benchmark::State &state) {
     set_position_from_text(&thread->position, CHANGED[state.range(0)]);
     near[1] = thread->position;
     int which = 0;
-    thread->eval_ply = 3;
+    thread->eval.eval_ply = 3;
     int score;
     for (auto _ : state) {
         thread->position = near[which ^= 1];
-        benchmark::DoNotOptimize(network_eval(thread, &score));
+        benchmark::DoNotOptimize(network_eval(&thread->eval, thread->position, &score));
     }
 }
 BENCHMARK(by_difference)->DenseRange(0, 3);
@@ -46,11 +46,11 @@ void between_siblings(benchmark::State &state) {
         siblings.push_back(thread->position);
     }
     std::size_t which = 0;
-    thread->eval_ply = 3;
+    thread->eval.eval_ply = 3;
     int score;
     for (auto _ : state) {
         thread->position = siblings[which = (which + 1) % 3];
-        benchmark::DoNotOptimize(network_eval(thread, &score));
+        benchmark::DoNotOptimize(network_eval(&thread->eval, thread->position, &score));
     }
 }
 BENCHMARK(between_siblings);
@@ -58,9 +58,9 @@ BENCHMARK(between_siblings);
 void rebuild(benchmark::State &state) {
     ThreadState *thread = start_engine();
     set_position_from_text(&thread->position, state.range(0) ? MIDDLE_GAME : STARTPOS_FEN);
-    thread->eval_ply = 1;
+    thread->eval.eval_ply = 1;
     int score;
-    for (auto _ : state) benchmark::DoNotOptimize(network_eval(thread, &score));
+    for (auto _ : state) benchmark::DoNotOptimize(network_eval(&thread->eval, thread->position, &score));
 }
 BENCHMARK(rebuild)->DenseRange(0, 1);
 

@@ -7,13 +7,13 @@
 #include "base/settings.h"
 #include "base/text.h"
 #include "board/attacks.h"
-#include "board/thread_state.h"
 #include "eval/handcrafted/weights.h"
 #include "eval/kpk.h"
 #include "eval/network/file.h"
 #include "platform/process.h"
 #include "platform/threads.h"
 #include "search/search_state.h"
+#include "search/thread_state.h"
 
 static constexpr int HEADER_SIZE = 24;
 static constexpr int HIDDEN_SIZE_OFFSET = 12;

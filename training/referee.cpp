@@ -22,7 +22,7 @@
 #include "board/make_move.h"
 #include "board/moves.h"
 #include "board/notation.h"
-#include "board/thread_state.h"
+#include "search/thread_state.h"
 
 namespace {
 
@@ -49,9 +49,9 @@ bool in_check() {
 std::vector<Move> legal_moves() {
     std::vector<Move> moves;
     Position *position = board();
-    root_thread_state->ply = 1;
-    generate_all(position);
-    for (const MoveEntry *entry = root_thread_state->plies[1].move_list; entry->move != END_OF_LIST; ++entry)
+    MoveEntry list[MOVE_LIST_SIZE];
+    generate_all(position, list);
+    for (const MoveEntry *entry = list; entry->move != END_OF_LIST; ++entry)
         if (is_move_legal(position, position->stm, entry->move)) moves.push_back(entry->move);
     return moves;
 }

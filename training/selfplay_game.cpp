@@ -9,10 +9,10 @@
 #include "base/settings.h"
 #include "board/make_move.h"
 #include "board/moves.h"
-#include "board/thread_state.h"
 #include "search/hash_table.h"
 #include "search/root.h"
 #include "search/search_state.h"
+#include "search/thread_state.h"
 #include "selfplay_inner.h"
 #include "selfplay_start.h"
 

@@ -5,10 +5,10 @@
 #include "base/settings.h"
 #include "board/make_move.h"
 #include "board/moves.h"
-#include "board/thread_state.h"
 #include "search/hash_table.h"
 #include "search/root.h"
 #include "search/search_state.h"
+#include "search/thread_state.h"
 #include "selfplay_start.h"
 
 static constexpr int LONGEST_WALK = 6;       // plies
@@ -29,14 +29,15 @@ struct GamePoint {
 
 static GamePoint keep_game_point() {
     const ThreadState *master = root_thread_state;
-    return {master->position, master->game_ply, master->last_move, master->game_stack[master->game_ply].move};
+    return {master->position, master->game.game_ply, master->game.last_move,
+            master->game.game_stack[master->game.game_ply].move};
 }
 static void return_to_game_point(const GamePoint &point) {
     ThreadState *master = root_thread_state;
     master->position = point.position;
-    master->game_ply = point.game_ply;
-    master->last_move = point.last_move;
-    master->game_stack[point.game_ply].move = point.next_move;
+    master->game.game_ply = point.game_ply;
+    master->game.last_move = point.last_move;
+    master->game.game_stack[point.game_ply].move = point.next_move;
 }
 
 // The hash table's move for the master position, 0 without one.

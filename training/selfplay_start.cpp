@@ -8,9 +8,9 @@
 #include "board/attacks.h"
 #include "board/make_move.h"
 #include "board/moves.h"
-#include "board/thread_state.h"
 #include "formats/epd.h"
 #include "formats/text_file.h"
+#include "search/thread_state.h"
 
 static constexpr int LINE_SIZE = 512;
 
@@ -36,10 +36,10 @@ bool is_in_check(const Position *position) {
 
 int list_legal_moves(Move *moves) {
     Position *position = &root_thread_state->position;
-    generate_all(position);
+    MoveEntry list[MOVE_LIST_SIZE];
+    generate_all(position, list);
     int count = 0;
-    for (const MoveEntry *entry = root_thread_state->plies[root_thread_state->ply].move_list;
-         entry->move != END_OF_LIST && count < MAX_LEGAL_MOVES; ++entry)
+    for (const MoveEntry *entry = list; entry->move != END_OF_LIST && count < MAX_LEGAL_MOVES; ++entry)
         if (is_move_legal(position, position->stm, entry->move)) moves[count++] = entry->move;
     return count;
 }

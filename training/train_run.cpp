@@ -6,10 +6,10 @@
 #include <cstdio>
 
 #include "board/position.h"
-#include "board/thread_state.h"
 #include "eval/network/forward.h"
 #include "platform/clock.h"
 #include "platform/process.h"
+#include "search/thread_state.h"
 
 constexpr u64 WARM_UP_SHARE = 10;    // the rise takes a tenth of a short schedule at most
 constexpr int QUANTISED_ONE_IN = 4;  // measured positions of which one goes through the quantised network
@@ -147,9 +147,10 @@ static int engine_score(const TrainRecord *record) {
     constexpr int CLEAN_PLY = 1;  // the first plies of a search use no sums of other positions
     float target;
     set_position_from_record(reinterpret_cast<const u8 *>(record), 0, &root_thread_state->position, &target);
-    root_thread_state->eval_ply = CLEAN_PLY;
+    root_thread_state->eval.eval_ply = CLEAN_PLY;
     int score;
-    if (!network_eval(root_thread_state, &score)) end_process(1);  // no memory, as the line printed has said
+    if (!network_eval(&root_thread_state->eval, root_thread_state->position, &score))
+        end_process(1);  // no memory, as the line printed has said
     return score;
 }
 

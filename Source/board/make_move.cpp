@@ -3,7 +3,7 @@
 
 #include <cstring>
 
-#include "board/thread_state.h"
+#include "board/game.h"
 
 // The small steps below keep board, sets and material together; keys are the callers'.
 static inline void lift_piece(Position *position, int code, Square square) {
@@ -57,7 +57,7 @@ static inline void finish_pawn_move(Position *position, GameRecord *record, int 
         position->pawn_key ^= zobrist[victim * 64 + to - step];
     } else if (rank_of(to) == 0 || rank_of(to) == 7) {
         // Without a flag it is a queen's promotion, and recorded as one so that unmake knows it.
-        if (!flags_of(record->move)) record->move = position->owner->last_move = record->move | PROMO_QUEEN;
+        if (!flags_of(record->move)) record->move = position->game->last_move = record->move | PROMO_QUEEN;
         const int promoted = piece_code(us, promotion_type(flags_of(record->move)));
         lift_piece(position, pawn, to);
         put_piece(position, promoted, to);
@@ -68,14 +68,14 @@ static inline void finish_pawn_move(Position *position, GameRecord *record, int 
 
 // Record first, then rights and clocks, then the pieces, each with its share of the keys.
 void make_move(Position *position, Move move) {
-    ThreadState *thread = position->owner;
+    Game *game = position->game;
     const Square from = from_of(move);
     Square to = to_of(move);
     const Move flags = flags_of(move);
     const int piece = position->board[from], us = position->stm, old_ep = position->ep_square;
-    GameRecord *record = &thread->game_stack[thread->game_ply];
-    ++thread->ply;
-    ++thread->game_ply;
+    GameRecord *record = &game->game_stack[game->game_ply];
+    ++game->ply;
+    ++game->game_ply;
 
     // A castling may come in as king takes rook; it is recorded with the king's goal.
     const bool castling = flags && type_of(piece) == KING;
@@ -86,7 +86,7 @@ void make_move(Position *position, Move move) {
     } else {
         captured = position->board[to];
     }
-    thread->last_move = move;
+    game->last_move = move;
     record->key = position->key;
     record->pawn_key = position->pawn_key;
     record->move = move;
@@ -133,11 +133,11 @@ void make_move(Position *position, Move move) {
 
 // The mirror of make_move on the few squares concerned; what the record holds is copied back.
 void unmake_move(Position *position) {
-    ThreadState *thread = position->owner;
-    --thread->game_ply;
-    --thread->ply;
-    const GameRecord *record = &thread->game_stack[thread->game_ply];
-    thread->last_move = thread->game_ply ? record[-1].move : static_cast<u16>(0);
+    Game *game = position->game;
+    --game->game_ply;
+    --game->ply;
+    const GameRecord *record = &game->game_stack[game->game_ply];
+    game->last_move = game->game_ply ? record[-1].move : static_cast<u16>(0);
     position->touched = record->touched;
     position->stm ^= 1;
     position->ep_square = static_cast<u8>(record->undo >> 8);
@@ -179,25 +179,25 @@ void unmake_move(Position *position) {
 }
 
 void make_game_move(Position *position, Move move) {
-    ThreadState *thread = position->owner;
-    if (thread->game_ply >= GAME_STACK_LIMIT) {
+    Game *game = position->game;
+    if (game->game_ply >= GAME_STACK_LIMIT) {
         // Repetitions reach back a hundred moves at most; an even number keeps the sides in step.
         constexpr int DROPPED = 400;
-        std::memmove(thread->game_stack, thread->game_stack + DROPPED,
-                     static_cast<std::size_t>(thread->game_ply - DROPPED) * sizeof(GameRecord));
-        thread->game_ply = static_cast<i16>(thread->game_ply - DROPPED);
+        std::memmove(game->game_stack, game->game_stack + DROPPED,
+                     static_cast<std::size_t>(game->game_ply - DROPPED) * sizeof(GameRecord));
+        game->game_ply = static_cast<i16>(game->game_ply - DROPPED);
     }
     make_move(position, move);
-    thread->game_stack[thread->game_ply].move = 0;
-    thread->ply = 1;
+    game->game_stack[game->game_ply].move = 0;
+    game->ply = 1;
 }
 
 bool is_game_drawn(const Position *position) {
     if (position->fifty >= 100) return true;
     if (position->fifty < 4) return false;
-    const ThreadState *thread = position->owner;
+    const Game *game = position->game;
     int matches = 0;
-    for (int i = thread->game_ply - 2; i >= 0 && thread->game_stack[i].move; i -= 2)
-        if (thread->game_stack[i].key == position->key && ++matches == 2) return true;
+    for (int i = game->game_ply - 2; i >= 0 && game->game_stack[i].move; i -= 2)
+        if (game->game_stack[i].key == position->key && ++matches == 2) return true;
     return false;
 }

@@ -148,32 +148,14 @@ MoveEntry *generate_quiets(const Position *position, int side, MoveEntry *list, 
     return list;
 }
 
-void close_move_list(ThreadState *thread, MoveEntry *end) {
-    end->move = END_OF_LIST;
-    thread->plies[thread->ply + 1].move_list = end + 1;
-    thread->plies[thread->ply + 2].move_list = end + 2;
-}
-
-// Writes the moves without the end mark.
-static MoveEntry *append_all(const Position *position, MoveEntry *list) {
+MoveEntry *generate_all(const Position *position, MoveEntry *list) {
     const int side = position->stm;
     list = generate_captures(position, side, list, NO_SQUARE);
     list = generate_promotions(position, side, true, list);
     list = generate_seventh_rank_pushes(position, side, list);
-    return generate_quiets(position, side, list, NO_SQUARE);
-}
-
-MoveEntry *generate_all_into(const Position *position, MoveEntry *list) {
-    list = append_all(position, list);
+    list = generate_quiets(position, side, list, NO_SQUARE);
     list->move = END_OF_LIST;
     return list;
-}
-
-MoveEntry *generate_all(Position *position) {
-    ThreadState *thread = position->owner;
-    MoveEntry *end = append_all(position, thread->plies[thread->ply].move_list);
-    close_move_list(thread, end);
-    return end;
 }
 
 // The king's whole way must be free of attack, its own square included, so castling out of check is
@@ -221,7 +203,7 @@ bool is_move_legal(Position *position, int side, Move move) {
 
 bool has_legal_move(Position *position) {
     MoveEntry list[MOVE_LIST_SIZE];
-    generate_all_into(position, list);
+    generate_all(position, list);
     for (const MoveEntry *entry = list; entry->move != END_OF_LIST; ++entry)
         if (is_move_legal(position, position->stm, entry->move)) return true;
     return false;
@@ -229,7 +211,7 @@ bool has_legal_move(Position *position) {
 
 bool is_generated_legal_move(Position *position, Move move) {
     MoveEntry list[MOVE_LIST_SIZE];
-    generate_all_into(position, list);
+    generate_all(position, list);
     for (const MoveEntry *entry = list; entry->move != END_OF_LIST; ++entry)
         if (entry->move == move) return is_move_legal(position, position->stm, move);
     return false;

@@ -3,7 +3,15 @@
 // counts depend on it.
 #pragma once
 
-#include "board/thread_state.h"
+#include "board/position.h"
+
+struct MoveEntry {
+    u16 move;     // END_OF_LIST ends a list
+    i16 score;    // ordering score; the generators leave it unset
+    u8 piece;     // code of the moving piece
+    u8 captured;  // code on the to-square; 0 for quiet moves and en passant
+};
+static_assert(sizeof(MoveEntry) == 6);
 
 // Moves that capture, except a pawn's onto the last rank. `target` NO_SQUARE: any enemy piece;
 // else only captures there (and by the king, and en passant).
@@ -27,11 +35,7 @@ MoveEntry *generate_quiets(const Position *position, int side, MoveEntry *list, 
 constexpr int MOVE_LIST_SIZE = 64 * 27 + 3;
 // Writes all pseudo-legal moves of the side to move and the end mark to `list`, which holds MOVE_LIST_SIZE
 // entries. The side must have a king. Returns the end mark's entry.
-MoveEntry *generate_all_into(const Position *position, MoveEntry *list);
-// The same into the list of the owner's ply; the lists of the next two plies start after it.
-MoveEntry *generate_all(Position *position);
-// Ends the list at `end` and moves the list starts of the next two plies behind it.
-void close_move_list(ThreadState *thread, MoveEntry *end);
+MoveEntry *generate_all(const Position *position, MoveEntry *list);
 
 // True when the pseudo-legal move leaves the own king unattacked; false for move 0. Changes the
 // position for the length of the call.

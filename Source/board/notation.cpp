@@ -158,7 +158,7 @@ int count_moves_with_text(Position *position, char *text, Move *last) {
     normalise_move_text(text);
     if (position->king_sq[position->stm] == NO_SQUARE) return 0;
     MoveEntry list[MOVE_LIST_SIZE];
-    generate_all_into(position, list);
+    generate_all(position, list);
     int matches = 0;
     for (const MoveEntry *entry = list; entry->move != END_OF_LIST; ++entry) {
         char forms[4][MOVE_TEXT];

@@ -8,7 +8,7 @@
 #include "base/output.h"
 #include "base/text.h"
 #include "board/attacks.h"
-#include "board/thread_state.h"
+#include "board/game.h"
 
 // clang-format off
 const char SQUARE_NAMES[64][3] = {
@@ -57,10 +57,10 @@ void clear_position(Position *position) {
     position->castling = 0;
     position->king_sq[0] = position->king_sq[1] = NO_SQUARE;
     position->ep_square = NO_SQUARE;
-    ThreadState *thread = position->owner;
-    thread->game_ply = 0;
-    thread->ply = 1;
-    thread->last_move = 0;
+    Game *game = position->game;
+    game->game_ply = 0;
+    game->ply = 1;
+    game->last_move = 0;
 }
 
 void place_piece(Position *position, int code, Square square) {
@@ -165,10 +165,10 @@ int set_position_from_fen(Position *position, char *text) {
         position->fifty = static_cast<u8>(std::strtol(at, nullptr, 10));
     }
     compute_keys(position);
-    ThreadState *thread = position->owner;
-    thread->game_ply = 0;
-    thread->game_stack[0] = GameRecord{};
-    thread->game_stack[1] = GameRecord{};
+    Game *game = position->game;
+    game->game_ply = 0;
+    game->game_stack[0] = GameRecord{};
+    game->game_stack[1] = GameRecord{};
     return 0;
 }
 
@@ -247,7 +247,7 @@ void position_to_fen(const Position *position, char *out, int with_counters) {
     *end = '\0';
     if (with_counters)
         std::snprintf(end, static_cast<std::size_t>(out + FEN_SIZE - end), " %d %d", position->fifty,
-                      position->owner->game_ply);
+                      position->game->game_ply);
 }
 
 void print_board(Position *position) {

@@ -4,10 +4,10 @@
 
 #include "board/types.h"
 
-struct ThreadState;
+struct Game;
 
 struct Position {
-    ThreadState *owner;       // the record that holds this position; make and unmake reach game_stack by it
+    Game *game;               // the moves made so far; make and unmake work on it
     u8 board[65];             // piece code by square; entry NO_SQUARE stays 0
     Bitboard pieces[16];      // by piece code; [0] all white, [8] all black; [7] and [15] stay 0
     Bitboard touched;         // squares that a made move left or entered since set-up
@@ -47,7 +47,7 @@ inline bool has_en_passant_victim(const Position *position, int side) {
 constexpr int FEN_SIZE = 128;  // holds any text that position_to_fen writes
 
 // Sets up a position; never refuses (returns 0 always): what can't be read is skipped. The text may
-// be changed. Empties the owner's game.
+// be changed. Empties the game.
 int set_position_from_fen(Position *position, char *text);
 // The same from a text that must stay as it is.
 int set_position_from_text(Position *position, const char *text);

@@ -9,7 +9,6 @@
 #include "base/settings.h"
 #include "board/make_move.h"
 #include "board/notation.h"
-#include "board/thread_state.h"
 #include "book/book_key.h"
 #include "book/book_nodes.h"
 #include "book/book_record.h"
@@ -47,8 +46,7 @@ static char *move_in_token(char *token) {
 }
 
 // Plays one move of the game text and counts it; false when memory ran out.
-static bool take_move(BookTable *table, GameReading *game, char *text) {
-    Position *position = &root_thread_state->position;
+static bool take_move(Position *position, BookTable *table, GameReading *game, char *text) {
     const u64 key = book_key(position);
     const int outcome = game->result == DRAWN ? 0 : game->result == position->stm ? 1 : -1;
     Move move;
@@ -63,7 +61,7 @@ static bool take_move(BookTable *table, GameReading *game, char *text) {
 
 // One line of game text. A comment may begin on one line and end on another. False when memory ran
 // out.
-static bool read_moves(BookTable *table, GameReading *game, const char *line) {
+static bool read_moves(Position *position, BookTable *table, GameReading *game, const char *line) {
     char token[PGN_TOKEN];
     while (!game->failed && pgn_next_token(&line, token)) {
         switch (token[0]) {
@@ -78,7 +76,7 @@ static bool read_moves(BookTable *table, GameReading *game, const char *line) {
         }
         if (game->braces || game->variations) continue;
         char *text = move_in_token(token);
-        if (text && !take_move(table, game, text)) return false;
+        if (text && !take_move(position, table, game, text)) return false;
     }
     return true;
 }
@@ -93,8 +91,7 @@ static int result_of_tag(const char *line) {
 // Reads all games; the Result tag begins one. Text before the first tag belongs to no game, and no
 // move of it is legal on the empty board that stands there. An interrupt ends the reading between two
 // lines. False when memory ran out.
-static bool read_games(std::FILE *file, BookTable *table, u32 *games) {
-    Position *position = &root_thread_state->position;
+static bool read_games(Position *position, std::FILE *file, BookTable *table, u32 *games) {
     clear_position(position);
     GameReading game = {DRAWN, 0, 0, 0, false};
     Progress progress;
@@ -121,7 +118,7 @@ static bool read_games(std::FILE *file, BookTable *table, u32 *games) {
         if ((line[0] == ';' || line[0] == '[') && game.braces == 0) continue;
         // The ply limit is looked at between lines only: a line begun below it is used to its end.
         if (game.result == UNUSED || game.plies >= PLY_LIMIT) continue;
-        room = read_moves(table, &game, line);
+        room = read_moves(position, table, &game, line);
     }
     end_progress(&progress);
     return room;
@@ -191,13 +188,13 @@ static bool write_book(const BookTable *table, u32 games) {
     return complete;
 }
 
-bool make_book() {
+bool make_book(Position *position) {
     std::FILE *input = open_input(settings.pgn_file);
     if (!input) return false;
     print_format(" Creating file %s from games in %s", BOOK_OUTPUT, settings.pgn_file);
     BookTable table;
     u32 games = 0;
-    const bool room = open_book_table(&table) && read_games(input, &table, &games);
+    const bool room = open_book_table(&table) && read_games(position, input, &table, &games);
     if (!room) std::fprintf(stderr, "no memory for the moves of the book\n");
     const bool read = close_input(input, settings.pgn_file);
     const bool made = room && read && write_book(&table, games);

@@ -116,11 +116,9 @@ static void show_list_console(const BookRecord *list, const i32 *adjusted, int c
     print_format("selecting %s%s", SQUARE_NAMES[from_of(result)], SQUARE_NAMES[to_of(result)]);
 }
 
-// A book may be anyone's file: its move is played only when the position has it. The list of moves
-// goes to ply 1, since a game's ply may lie beyond the plies that have lists.
+// A book may be anyone's file: its move is played only when the position has it.
 static bool is_playable(Position *position, Move move) {
     if (position->king_sq[position->stm] >= NO_SQUARE) return false;
-    position->owner->ply = 1;
     return is_generated_legal_move(position, move);
 }
 

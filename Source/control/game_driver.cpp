@@ -51,7 +51,7 @@ static bool leads_to_draw(Position *position, Move move) {
 // A move that would draw at once is dropped, and a search decides.
 static Move find_book_move(Position *position) {
     constexpr int LAST_BOOK_PLY = 79;
-    const int game_ply = position->owner->game_ply;
+    const int game_ply = position->game->game_ply;
     if (!settings.own_book || game_ply > LAST_BOOK_PLY) return 0;
     Move move = 0;
     if (game_ply < settings.book_depth) move = book_probe(position, settings.book_file);
@@ -130,10 +130,10 @@ static void print_statistics(const char *best_text) {
     for (int i = 0; i < settings.threads; ++i) {
         const ThreadState *worker = worker_state(i);
         if (!worker) continue;
-        pawn_hits += worker->pawn_hits;
-        pawn_probes += worker->pawn_probes;
-        eval_hits += worker->eval_cache_hits;
-        eval_probes += worker->eval_calls;
+        pawn_hits += worker->eval.pawn_hits;
+        pawn_probes += worker->eval.pawn_probes;
+        eval_hits += worker->eval.eval_cache_hits;
+        eval_probes += worker->eval.eval_calls;
         for (int k = 0; k < 4; ++k) diagnostic[k] += worker->diagnostic_counts[k];
     }
     print_format("Hash fill= %.1f%%, Hash hits: main= %0.1f%%, pawn= %0.1f%%, eval= %0.1f%%, TB=%0.0fK", fill,
@@ -149,7 +149,7 @@ static void print_statistics(const char *best_text) {
 static void settle_clock(const Position *position) {
     float *clock = &side_clock[position->stm];
     *clock += settings.time_increment - elapsed_time;
-    if (settings.time_mode > 1 && position->owner->game_ply % (2 * settings.time_mode) < 2) *clock = settings.move_time;
+    if (settings.time_mode > 1 && position->game->game_ply % (2 * settings.time_mode) < 2) *clock = settings.move_time;
 }
 
 // Console play: makes the found move on the board, and in self-play asks for the next.

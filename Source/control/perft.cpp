@@ -31,13 +31,13 @@ static bool is_legal_when_made(Position *position, Move move) {
 
 // The paths below a node, added to perft_count. The last ply is counted, not made.
 static void count_below(Position *position, int depth) {
-    ThreadState *thread = position->owner;
-    PlyRecord *record = &thread->plies[thread->ply];
+    ThreadState *thread = thread_of(position);
+    PlyRecord *record = &thread->plies[thread->game.ply];
     const int side = position->stm;
-    const bool is_root = thread->ply == 1, listed = thread->ply <= LAST_LISTED_PLY;
+    const bool is_root = thread->game.ply == 1, listed = thread->game.ply <= LAST_LISTED_PLY;
     if (listed) {
         record->current_move = record->move_list;
-        generate_all(position);
+        generate_ply_list(thread);
     } else {
         record->picker_stage = PICK_COUNT;
         record->hash_move = 0;
@@ -64,8 +64,8 @@ static void count_below(Position *position, int depth) {
 }
 
 u64 count_move_paths(Position *position, int depth) {
-    ThreadState *thread = position->owner;
-    thread->ply = 1;
+    ThreadState *thread = thread_of(position);
+    thread->game.ply = 1;
     thread->perft_count = 0;
     count_below(position, depth);
     return thread->perft_count;

@@ -1,7 +1,7 @@
 // Counting move paths: the test of generation, legality, make and unmake as a whole.
 #pragma once
 
-#include "board/thread_state.h"
+#include "search/thread_state.h"
 
 constexpr int PERFT_MAX_DEPTH = 20;
 

@@ -65,7 +65,7 @@ static void new_game() {
     side_clock[WHITE] = side_clock[BLACK] = 60.0f;
     settings.move_time = 60.0f;
     settings.time_increment = 0.0f;
-    root_thread_state->game_ply = 0;
+    root_thread_state->game.game_ply = 0;
     clear_hash_table();
     hash_age = 0;
 }
@@ -76,8 +76,9 @@ static void new_game() {
 // goal or as king takes own rook; `castling` is its flag, 0 for another move.
 static Move find_legal_move(Position *position, Square from, Square to, Move castling, Move promotion) {
     const int side = position->stm;
-    const MoveEntry *entry = position->owner->plies[position->owner->ply].move_list;
-    for (generate_all(position); entry->move != END_OF_LIST; ++entry) {
+    MoveEntry list[MOVE_LIST_SIZE];
+    generate_all(position, list);
+    for (const MoveEntry *entry = list; entry->move != END_OF_LIST; ++entry) {
         const Move move = entry->move;
         if (from_of(move) != from) continue;
         if (castling) {
@@ -142,7 +143,7 @@ static void set_position_command(char *rest) {
     if (!moves) return;
     play_moves(position, moves + std::strlen("moves"));
     ThreadState *master = root_thread_state;
-    master->game_stack[master->game_ply].move = 0;  // where a scan for repetitions ends
+    master->game.game_stack[master->game.game_ply].move = 0;  // where a scan for repetitions ends
 }
 
 // ---- go ----

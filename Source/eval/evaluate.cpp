@@ -5,6 +5,7 @@
 #include <algorithm>
 
 #include "base/settings.h"
+#include "board/game.h"
 #include "eval/endings.h"
 #include "eval/handcrafted/hand_eval.h"
 #include "eval/network/forward.h"
@@ -29,34 +30,33 @@ static int contempt_term(const Position &position) {
     return static_cast<int>(share + drift);
 }
 
-void choose_contempt_side(const ThreadState *master, bool benchmark) {
-    const bool on = master->game_ply >= CONTEMPT_FIRST_PLY && !benchmark;
-    contempt_side = on ? static_cast<u8>(master->position.stm) : NO_CONTEMPT;
+void choose_contempt_side(const Position &position, bool benchmark) {
+    const bool on = position.game->game_ply >= CONTEMPT_FIRST_PLY && !benchmark;
+    contempt_side = on ? static_cast<u8>(position.stm) : NO_CONTEMPT;
 }
 
 // Recognised endings are not cached. Cached scores include the contempt at the time they were computed; the cache
 // is not cleared when that changes.
-int evaluate(ThreadState *thread, int side, int ply, int in_check) {
-    const Position &position = thread->position;
-    ++thread->eval_calls;
-    thread->eval_ply = static_cast<i16>(ply);
+int evaluate(EvalState *state, const Position &position, int side, int ply, int in_check) {
+    ++state->eval_calls;
+    state->eval_ply = static_cast<i16>(ply);
     if (in_check) return -EVAL_LIMIT;
 
     int score;
     if (recognise_ending(position, side, &score)) return score;
 
     EvalCacheEntry &entry =
-        thread->eval_cache[(position.key & (EVAL_CACHE_BANK - 1)) + (side == BLACK ? EVAL_CACHE_BANK : 0)];
+        state->eval_cache[(position.key & (EVAL_CACHE_BANK - 1)) + (side == BLACK ? EVAL_CACHE_BANK : 0)];
     if (entry.key == position.key && ply >= CACHE_FIRST_PLY) {
-        ++thread->eval_cache_hits;
+        ++state->eval_cache_hits;
         return entry.score;
     }
 
     if (settings.use_nn) {
-        if (!network_eval(thread, &score)) score = NO_NETWORK_SCORE;
+        if (!network_eval(state, position, &score)) score = NO_NETWORK_SCORE;
         if (has_opposite_bishops(position)) score -= score / 4;
     } else {
-        score = hand_eval(thread);
+        score = hand_eval(state, position);
     }
 
     if (contempt_side != NO_CONTEMPT) {

@@ -20,12 +20,11 @@ static void print_stage(const EvalScratch &scratch, const char *label, TraceTerm
 
 // A stage of one piece type with the material taken out, and the material in a column of its own.
 // Returns the material difference from white's view.
-static int print_piece_stage(const ThreadState *thread, const char *label, TraceTerm term, int type,
-                             const ParamRecord *material) {
-    const EvalScratch &scratch = thread->scratch;
+static int print_piece_stage(const EvalScratch &scratch, const Position &position, const char *label, TraceTerm term,
+                             int type, const ParamRecord *material) {
     int worth[2], positional[2];
     for (int side = WHITE; side <= BLACK; ++side) {
-        const int count = popcount(thread->position.pieces[piece_code(side, type)]);
+        const int count = popcount(position.pieces[piece_code(side, type)]);
         worth[side] = blend_score(static_cast<i32>(packed_times(count, material)), scratch.phase);
         positional[side] = blend_score(scratch.trace_terms[term][side], scratch.phase) - worth[side];
     }
@@ -57,21 +56,20 @@ static void print_parameters() {
     print_pst_table("King ", PST_K);
 }
 
-void trace_eval(ThreadState *thread, int mode, int quiescence_score) {
-    const Position &position = thread->position;
-    EvalScratch &scratch = thread->scratch;
+void trace_eval(EvalState *state, const Position &position, int mode, int quiescence_score) {
+    EvalScratch &scratch = state->scratch;
     scratch.trace_on = 1;
     int network_score = NO_NETWORK_SCORE;
-    static_cast<void>(network_eval(thread, &network_score));
-    const int hand_score = hand_eval(thread);
+    static_cast<void>(network_eval(state, position, &network_score));
+    const int hand_score = hand_eval(state, position);
     scratch.trace_on = 0;
 
     print_plain("           white  black      md\n");
-    int material = print_piece_stage(thread, "pawns:", TRACE_PAWNS, PAWN, mtl_pawn);
-    material += print_piece_stage(thread, "knights:", TRACE_KNIGHTS, KNIGHT, mtl_knight);
-    material += print_piece_stage(thread, "bishops:", TRACE_BISHOPS, BISHOP, mtl_bishop);
-    material += print_piece_stage(thread, "rooks:", TRACE_ROOKS, ROOK, mtl_rook);
-    material += print_piece_stage(thread, "queens:", TRACE_QUEENS, QUEEN, mtl_queen);
+    int material = print_piece_stage(scratch, position, "pawns:", TRACE_PAWNS, PAWN, mtl_pawn);
+    material += print_piece_stage(scratch, position, "knights:", TRACE_KNIGHTS, KNIGHT, mtl_knight);
+    material += print_piece_stage(scratch, position, "bishops:", TRACE_BISHOPS, BISHOP, mtl_bishop);
+    material += print_piece_stage(scratch, position, "rooks:", TRACE_ROOKS, ROOK, mtl_rook);
+    material += print_piece_stage(scratch, position, "queens:", TRACE_QUEENS, QUEEN, mtl_queen);
     print_stage(scratch, "king:", TRACE_KING);
     print_stage(scratch, "ppawns:", TRACE_PASSERS);
     print_stage(scratch, "threats:", TRACE_THREATS);

@@ -30,15 +30,15 @@ static float trace_half(const char *name, const i16 *hidden, const i16 *weights,
     return sum;
 }
 
-void trace_network(ThreadState *thread) {
+void trace_network(EvalState *state, const Position &position) {
     int score;
-    if (!network_eval(thread, &score) || !fill_accumulator(thread)) return;
+    if (!network_eval(state, position, &score) || !fill_accumulator(state)) return;
     const i16 *white_row, *black_row;
-    network_output_rows(thread, &white_row, &black_row);
+    network_output_rows(state, position.stm, &white_row, &black_row);
     HiddenRange range{99999, -99999};
-    const float white = trace_half("HL1wp", thread->accumulator, white_row, &range);
-    const float black = trace_half("HL1bp", thread->accumulator + network.hidden_size / 2, black_row, &range);
+    const float white = trace_half("HL1wp", state->accumulator, white_row, &range);
+    const float black = trace_half("HL1bp", state->accumulator + network.hidden_size / 2, black_row, &range);
     print_plain("\n nneval= %5.0f, ev_wp= %5.0f, ev_bp= %5.0f, output node= %d\n\n", static_cast<double>(white + black),
-                static_cast<double>(white), static_cast<double>(black), thread->output_head);
+                static_cast<double>(white), static_cast<double>(black), state->output_head);
     print_plain("\n hmin= %d, hmax= %d\n\n", range.low, range.high);
 }

@@ -192,7 +192,7 @@ static void report_illegal_move(const Position *position, Move move, int code) {
 // begins one place earlier can still be found there.
 bool hash_probe(Position *position, int *score, int *eval, int *depth, Move *move, int *bound) {
     if (!hash_enabled) return false;
-    ThreadState *thread = position->owner;
+    ThreadState *thread = thread_of(position);
     thread->hash_probes += 1;
     HashEntry *entry = hash_tables[position->stm] + (position->key & hash_mask);
     const u32 key_word = static_cast<u32>(position->key);

@@ -11,7 +11,7 @@
 
 #include <atomic>
 
-#include "board/thread_state.h"
+#include "search/thread_state.h"
 
 struct HashEntry {
     std::atomic<u64> low;

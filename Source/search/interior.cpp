@@ -64,11 +64,11 @@ static void check_node_limits(const ThreadState *thread) {
 bool is_search_draw(const Position *position, int ply) {
     if (position->fifty <= 3) return false;
     if (position->fifty > 99) return true;
-    const ThreadState *thread = position->owner;
-    const GameRecord *stack = thread->game_stack;
+    const ThreadState *thread = thread_of(position);
+    const GameRecord *stack = thread->game.game_stack;
     int matches = 0;
-    for (int i = thread->game_ply - 2; i >= 0 && stack[i].move; i -= 2)
-        if (stack[i].key == position->key && (i > thread->game_ply - ply || ++matches == 2)) return true;
+    for (int i = thread->game.game_ply - 2; i >= 0 && stack[i].move; i -= 2)
+        if (stack[i].key == position->key && (i > thread->game.game_ply - ply || ++matches == 2)) return true;
     return false;
 }
 
@@ -82,7 +82,7 @@ static void extend_depth(NodeState *node) {
         node->depth = std::max(node->depth + 1, 0);
         return;
     }
-    const int captured = node->thread->game_stack[node->thread->game_ply - 1].undo & 7;
+    const int captured = node->thread->game.game_stack[node->thread->game.game_ply - 1].undo & 7;
     const bool only_pawns = node->position->material[node->side] < 16;
     if (only_pawns && captured > PAWN) node->depth += 1;
     else if (above->move_flags & MOVE_SEVENTH && node->depth < 3) node->depth += 1;
@@ -142,7 +142,8 @@ static bool probe_tablebase(NodeState *node) {
 }
 
 static int evaluate_node(const NodeState *node) {
-    const int eval = evaluate(node->thread, node->side, node->ply, node->record->in_check);
+    const int eval =
+        evaluate(&node->thread->eval, node->thread->position, node->side, node->ply, node->record->in_check);
     switch (node->record->tb_wdl) {
         case TB_LOSS: return eval - TB_EVAL_SHIFT;
         case TB_DRAW: return eval / 4;
@@ -187,7 +188,7 @@ static int search_null_move(const NodeState *node, int reduction) {
     record->move_list->move = 0;
     close_move_list(thread, record->move_list + 1);
 
-    GameRecord *saved = &thread->game_stack[thread->game_ply];
+    GameRecord *saved = &thread->game.game_stack[thread->game.game_ply];
     saved->key = position->key;
     saved->move = 0;  // stops the repetition walk here
     saved->undo = static_cast<u16>(position->ep_square << 8);
@@ -195,20 +196,20 @@ static int search_null_move(const NodeState *node, int reduction) {
     if (position->ep_square != NO_SQUARE) position->key ^= zobrist[position->ep_square];
     position->ep_square = NO_SQUARE;
     position->stm ^= 1;
-    thread->last_move = 0;
-    ++thread->game_ply;
-    ++thread->ply;
+    thread->game.last_move = 0;
+    ++thread->game.game_ply;
+    ++thread->game.ply;
 
     u16 child_pv[PV_SIZE];
     const int score = -search_node(position, node->side ^ 1, node->ply + 1, node->depth - reduction - 1, -node->beta,
                                    -node->alpha, -1, child_pv);
-    --thread->game_ply;
-    --thread->ply;
+    --thread->game.game_ply;
+    --thread->game.ply;
     position->fifty = static_cast<u8>(saved->rights);
     position->ep_square = static_cast<u8>(saved->undo >> 8);
     position->key = saved->key;
     position->stm ^= 1;
-    thread->last_move = thread->game_ply ? saved[-1].move : static_cast<u16>(0);
+    thread->game.last_move = thread->game.game_ply ? saved[-1].move : static_cast<u16>(0);
     return score;
 }
 
@@ -290,7 +291,7 @@ static void enter_node(const NodeState *node) {
 // The frame of every node. The steps stand in the order in which they may settle it, the cheap ones
 // first; what cuts returns a bound of the window, what searches moves returns their score.
 int search_node(Position *position, int side, int ply, int depth, int alpha, int beta, int node_type, u16 *pv) {
-    ThreadState *thread = position->owner;
+    ThreadState *thread = thread_of(position);
     // 1-3. Count the node, ask the limits (master only), leave when stopped.
     thread->nodes += 1;
     if (thread->thread_id == 0) check_node_limits(thread);
@@ -313,7 +314,7 @@ int search_node(Position *position, int side, int ply, int depth, int alpha, int
         static_cast<u8>(attacker_of_square(position, position->king_sq[side], side ^ 1, occupied(*position)));
     record->in_check = record->check_square != NO_SQUARE;
     if (is_search_draw(position, ply)) return 0;
-    if (ply > MAX_PLY - 1) return record->in_check ? 0 : evaluate(thread, side, ply, 0);
+    if (ply > MAX_PLY - 1) return record->in_check ? 0 : evaluate(&thread->eval, thread->position, side, ply, 0);
 
     // 9. Extensions.
     extend_depth(&node);
@@ -475,7 +476,7 @@ void copy_line(u16 *pv, const u16 *child_pv, int ply) {
 // The move loop, fail-soft. Each step has its own function above; `loop` is what they share. Killers,
 // history and the hash entry are written on the way.
 int search_moves(Position *position, int side, int ply, int depth, int alpha, int beta, int node_type, u16 *pv) {
-    ThreadState *thread = position->owner;
+    ThreadState *thread = thread_of(position);
     PlyRecord *record = &thread->plies[ply];
     LoopState loop = {position, thread, record, side, ply, depth, node_type, alpha, -SCORE_INFINITE, 0, pv};
     pv[ply] = 0;

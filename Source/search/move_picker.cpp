@@ -74,6 +74,16 @@ i16 capture_order_score(const Position *position, int side, const MoveEntry *ent
     return good ? static_cast<i16>(GOOD_CAPTURE_SCORE[victim] - mover) : BAD_CAPTURE_SCORE[victim];
 }
 
+void close_move_list(ThreadState *thread, MoveEntry *end) {
+    end->move = END_OF_LIST;
+    thread->plies[thread->game.ply + 1].move_list = end + 1;
+    thread->plies[thread->game.ply + 2].move_list = end + 2;
+}
+
+void generate_ply_list(ThreadState *thread) {
+    close_move_list(thread, generate_all(&thread->position, thread->plies[thread->game.ply].move_list));
+}
+
 static void generate_tactical(ThreadState *thread, PlyRecord *record, MoveEntry *start) {
     Position *position = &thread->position;
     const int side = position->stm;
@@ -121,7 +131,7 @@ static void append_quiets(ThreadState *thread, PlyRecord *record, MoveEntry *end
     MoveEntry *start = end;
     end = generate_quiets(&thread->position, thread->position.stm, start, record->check_square);
     close_move_list(thread, end);
-    if (thread->ply > 1) score_quiets(thread, record, start, end);
+    if (thread->game.ply > 1) score_quiets(thread, record, start, end);
 }
 
 // Quiet checks by the piece that moves. Pawn pushes onto the seventh rank, already handed out with
@@ -148,8 +158,8 @@ static void append_checks(ThreadState *thread, MoveEntry *start) {
 // made, 2 captures best first, 3 checks made, 4 good captures, 5 quiets made, 6 the ordered rest,
 // 7 the rest as it lies, 8 restart of a list filled beforehand, 9 that list best first.
 MoveEntry *next_move(Position *position) {
-    ThreadState *thread = position->owner;
-    PlyRecord *record = &thread->plies[thread->ply];
+    ThreadState *thread = thread_of(position);
+    PlyRecord *record = &thread->plies[thread->game.ply];
     const u16 flags = record->picker_stage & static_cast<u16>(~STAGE_MASK);
     int stage = record->picker_stage & STAGE_MASK;
     MoveEntry *current = stage == 0 || stage == 8 ? record->move_list : record->current_move + 1;

@@ -31,12 +31,12 @@ int init_thread_state(int index) {
         unlock_spin(&search_lock);
     }
     thread->position = root_thread_state->position;
-    thread->position.owner = thread;
-    thread->game_ply = root_thread_state->game_ply;
-    thread->last_move = root_thread_state->last_move;
-    std::memcpy(thread->game_stack, root_thread_state->game_stack,
-                static_cast<std::size_t>(thread->game_ply) * sizeof(GameRecord));
-    thread->game_stack[thread->game_ply].move = 0;
+    thread->position.game = &thread->game;
+    thread->game.game_ply = root_thread_state->game.game_ply;
+    thread->game.last_move = root_thread_state->game.last_move;
+    std::memcpy(thread->game.game_stack, root_thread_state->game.game_stack,
+                static_cast<std::size_t>(thread->game.game_ply) * sizeof(GameRecord));
+    thread->game.game_stack[thread->game.game_ply].move = 0;
 
     // plies[0] points at an end mark for good: as "the move two plies back" it is not a null move.
     for (int ply = 0; ply < 2; ++ply) {
@@ -45,7 +45,7 @@ int init_thread_state(int index) {
         thread->plies[ply].node_type = 0;
     }
     for (Relaxed<u16> &word : thread->pv_line) word = 0;
-    thread->ply = 1;
+    thread->game.ply = 1;
     thread->root_score = 0;
     thread->iteration_depth = 0;
     thread->root_fail = 0;
@@ -55,7 +55,7 @@ int init_thread_state(int index) {
     thread->tb_hits = 0;
     thread->hash_probes = 0;
     thread->hash_hits = 0;
-    thread->eval_calls = thread->eval_cache_hits = thread->pawn_probes = thread->pawn_hits = 0;
+    thread->eval.eval_calls = thread->eval.eval_cache_hits = thread->eval.pawn_probes = thread->eval.pawn_hits = 0;
     thread->perft_count = 0;
     std::memset(thread->diagnostic_counts, 0, sizeof thread->diagnostic_counts);
     if (is_new) worker_states[index].store(thread, std::memory_order_release);

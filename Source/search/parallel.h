@@ -1,7 +1,7 @@
 // Search threads: their records, their start and their end.
 #pragma once
 
-#include "board/thread_state.h"
+#include "search/thread_state.h"
 
 // Makes or refreshes worker_states[index] from the master: 0, or -1 when memory runs out.
 int init_thread_state(int index);

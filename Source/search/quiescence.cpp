@@ -38,7 +38,7 @@ static bool loses_exchange(const Position *position, int side, Move move) {
 // The loop has no recursion of its own: its children are nodes, which come back here when they are
 // quiet enough. Returns the static evaluation where no move does better.
 int quiesce_moves(Position *position, int side, int ply, int depth, int alpha, int beta, int node_type, u16 *pv) {
-    ThreadState *thread = position->owner;
+    ThreadState *thread = thread_of(position);
     PlyRecord *record = &thread->plies[ply];
     // 1-2. Stand pat, fail-hard at beta.
     const int eval = record->static_eval;

@@ -1,7 +1,7 @@
 // Publishing the master's result and printing it.
 #pragma once
 
-#include "board/thread_state.h"
+#include "search/thread_state.h"
 
 void publish_best(ThreadState *thread);
 // Refreshes counters and prints a line when it is due.

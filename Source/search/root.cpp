@@ -67,8 +67,8 @@ void search_setup() {
 
     // 4-5. Published state, age stamp.
     root_side = root_thread_state->position.stm;
-    choose_contempt_side(root_thread_state, (read_search_state() & SEARCH_BENCH) != 0);
-    root_thread_state->ply = 1;
+    choose_contempt_side(root_thread_state->position, (read_search_state() & SEARCH_BENCH) != 0);
+    root_thread_state->game.ply = 1;
     stop_search = 0;
     search_depth = 0;
     best_depth = 0;
@@ -122,7 +122,7 @@ static void reset_thread(ThreadState *thread) {
     root->tb_wdl = TB_NO_ANSWER;
     root->check_square = NO_SQUARE;
     root->in_check = is_square_attacked(position, position->king_sq[side], side ^ 1);
-    const int eval = evaluate(thread, side, 1, root->in_check);
+    const int eval = evaluate(&thread->eval, thread->position, side, 1, root->in_check);
     root->static_eval = static_cast<i16>(eval);
     thread->plies[0].static_eval = static_cast<i16>(-eval);
     thread->root_score = static_cast<i16>(eval);
@@ -170,7 +170,7 @@ static void make_root_list(ThreadState *thread) {
     Position *position = &thread->position;
     const int side = position->stm;
     MoveEntry *kept = thread->plies[1].move_list;
-    generate_all(position);
+    generate_ply_list(thread);
     for (const MoveEntry *entry = kept; entry->move != END_OF_LIST; ++entry) {
         if (!is_move_legal(position, side, entry->move)) continue;
         *kept = *entry;
@@ -251,9 +251,9 @@ static bool filter_by_tables(ThreadState *thread) {
 
 // Has any position since the last capture or pawn move been on the board twice?
 static bool has_repetition(const Position *position) {
-    const ThreadState *thread = position->owner;
-    const GameRecord *stack = thread->game_stack;
-    const int last = thread->game_ply, first = std::max(0, last - position->fifty);
+    const ThreadState *thread = thread_of(position);
+    const GameRecord *stack = thread->game.game_stack;
+    const int last = thread->game.game_ply, first = std::max(0, last - position->fifty);
     const auto key_at = [&](int ply) { return ply == last ? position->key : stack[ply].key; };
     for (int later = last; later >= first; --later)
         for (int earlier = later - 2; earlier >= first && stack[earlier].move; earlier -= 2)
@@ -532,7 +532,7 @@ static void deepen(ThreadState *thread, bool is_master) {
         unlock_spin(&search_lock);
         if (stop_search || settings.quit_flag) break;
         if (thread->root_score >= MATE_SCORE - 1 - depth || thread->root_score < depth - (MATE_SCORE - 1)) break;
-        if (depth >= settings.max_depth || thread->game_ply + depth > LAST_GAME_PLY) break;
+        if (depth >= settings.max_depth || thread->game.game_ply + depth > LAST_GAME_PLY) break;
     }
 }
 

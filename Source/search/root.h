@@ -2,7 +2,7 @@
 // of a search.
 #pragma once
 
-#include "board/thread_state.h"
+#include "search/thread_state.h"
 
 // Once per search, on the calling thread, before any search thread starts.
 void search_setup();

@@ -3,8 +3,8 @@
 // clock and the tools.
 #pragma once
 
-#include "board/thread_state.h"
 #include "platform/threads.h"
+#include "search/thread_state.h"
 #include "tablebase/tablebase.h"
 
 constexpr int SCORE_INFINITE = 10001;

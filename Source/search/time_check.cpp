@@ -34,7 +34,7 @@ static float base_fraction() {
     }
     if (!settings.uci_mode) {
         // Moves left to the next control of M moves.
-        const int moves = settings.time_mode, played = root_thread_state->game_ply;
+        const int moves = settings.time_mode, played = root_thread_state->game.game_ply;
         moves_to_go = static_cast<i16>(moves * (played / (2 * moves) + 1) - played / 2);
     }
     return 1.0f / static_cast<float>(std::max<int>(moves_to_go, 0) + 1);

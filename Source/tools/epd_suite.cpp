@@ -12,7 +12,6 @@
 #include "base/text.h"
 #include "board/make_move.h"
 #include "board/notation.h"
-#include "board/thread_state.h"
 #include "control/run_search.h"
 #include "formats/epd.h"
 #include "formats/output_file.h"
@@ -20,6 +19,7 @@
 #include "platform/replace_file.h"
 #include "search/hash_table.h"
 #include "search/search_state.h"
+#include "search/thread_state.h"
 
 static const char DEFAULT_OUTPUT[] = "analysis.epd";
 static const char EXPANSION_FILE[] = "tmp_0.epd";

@@ -9,9 +9,9 @@
 #include "base/text.h"
 #include "board/make_move.h"
 #include "board/notation.h"
-#include "board/thread_state.h"
 #include "formats/output_file.h"
 #include "formats/text_file.h"
+#include "search/thread_state.h"
 
 constexpr int SKIPPED_PLIES = 16;          // opening moves of a game from the start position
 constexpr int SKIPPED_PLIES_FROM_FEN = 4;  // of a game from a set-up position

@@ -6,11 +6,11 @@
 #include "base/output.h"
 #include "base/progress.h"
 #include "base/settings.h"
-#include "board/thread_state.h"
 #include "eval/network/file.h"
 #include "eval/network/forward.h"
 #include "formats/output_file.h"
 #include "search/search_state.h"
+#include "search/thread_state.h"
 
 // On the current drive; without drives, the name of a file in the working directory.
 static const char PRUNE_RECORDS[] = "\\chess\\trainingdata\\bin\\nodes_10K\\20240819_n10Kd7.bin";
@@ -53,14 +53,14 @@ static void collect_stats(const TrainRecord *records, i64 count) {
         float target;
         if (!set_position_from_record(&records[i], &thread->position, &target)) continue;
         if (!have_arrays()) continue;
-        thread->eval_ply = 0;  // the sums are rebuilt for each record
+        thread->eval.eval_ply = 0;  // the sums are rebuilt for each record
         int score;
-        if (!network_eval(thread, &score)) continue;
-        fill_accumulator(thread);
+        if (!network_eval(&thread->eval, thread->position, &score)) continue;
+        fill_accumulator(&thread->eval);
         const i16 *white_row, *black_row;
-        network_output_rows(thread, &white_row, &black_row);
-        add_contributions(prune_stats, thread->accumulator, white_row, half);
-        add_contributions(prune_stats + half, thread->accumulator + half, black_row, half);
+        network_output_rows(&thread->eval, thread->position.stm, &white_row, &black_row);
+        add_contributions(prune_stats, thread->eval.accumulator, white_row, half);
+        add_contributions(prune_stats + half, thread->eval.accumulator + half, black_row, half);
     }
     end_progress(&progress);
 }

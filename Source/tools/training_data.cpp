@@ -9,11 +9,11 @@
 #include "base/progress.h"
 #include "base/settings.h"
 #include "base/text.h"
-#include "board/thread_state.h"
 #include "formats/epd.h"
 #include "formats/output_file.h"
 #include "formats/text_file.h"
 #include "platform/clock.h"
+#include "search/thread_state.h"
 
 TrainRecord *train_records;
 i64 train_record_count;

@@ -17,7 +17,6 @@
 #include "board/attacks.h"
 #include "board/make_move.h"
 #include "board/moves.h"
-#include "board/thread_state.h"
 #include "formats/epd.h"
 #include "formats/output_file.h"
 #include "formats/text_file.h"
@@ -25,6 +24,7 @@
 #include "search/hash_table.h"
 #include "search/root.h"
 #include "search/search_state.h"
+#include "search/thread_state.h"
 
 static const char START_POSITIONS_FILE[] = "mybook_2mv.epd";
 constexpr int START_POSITIONS = 199001;  // lines of the file that are used, at most
@@ -47,7 +47,7 @@ void play_training_game(TrainingGame *game) {
     Position *position = &root_thread_state->position;
     game->plies = game->written = 0;
     set_result(game, 0, 0.5f);
-    root_thread_state->game_ply = 0;
+    root_thread_state->game.game_ply = 0;
     int average = 0;  // of the scores' sizes, the last ones count most
     for (int ply = 0; ply < TRAINING_PLIES; ++ply) {
         const int mover = ply & 1;
@@ -76,7 +76,7 @@ void play_training_game(TrainingGame *game) {
             ++game->written;
         }
         if (move) make_game_move(position, move);
-        if (!move || sum > DECIDED_SUM || stop || root_thread_state->game_ply > TRAINING_LAST_PLY ||
+        if (!move || sum > DECIDED_SUM || stop || root_thread_state->game.game_ply > TRAINING_LAST_PLY ||
             !(position->material[WHITE] + position->material[BLACK])) {
             if (score >= WON_SCORE) set_result(game, mover, 1.0f);
             else if (score <= -WON_SCORE) set_result(game, mover, 0.0f);

@@ -3,8 +3,8 @@
 
 #include "board/make_move.h"
 #include "board/moves.h"
-#include "board/thread_state.h"
 #include "gtest/gtest.h"
+#include "search/thread_state.h"
 #include "support/engine.h"
 #include "support/positions.h"
 
@@ -49,14 +49,14 @@ void expect_consistent(const Position &position, const std::string &where) {
 void check_tree(Position *position, int depth, const std::string &where) {
     for (const Move move : legal_moves(position)) {
         const Position before = *position;
-        const u16 last_move = position->owner->last_move;
+        const u16 last_move = position->game->last_move;
         const std::string line = where + " " + text_of(position, move);
         make_move(position, move);
         expect_consistent(*position, line);
         if (depth > 1) check_tree(position, depth - 1, line);
         unmake_move(position);
         ASSERT_TRUE(same(before, *position)) << line;
-        ASSERT_EQ(position->owner->last_move, last_move) << line;
+        ASSERT_EQ(position->game->last_move, last_move) << line;
     }
 }
 
@@ -99,7 +99,7 @@ TEST_F(MakeMoveTest, KingTakesRookIsRecordedWithTheGoal) {
     Position *position = set_up("4k3/8/8/8/8/8/8/4K2R w K -");
     make_move(position, make_word(4, 7, CASTLE_KINGSIDE));
     EXPECT_EQ(fen_of(position), "4k3/8/8/8/8/8/8/5RK1 b - -");
-    EXPECT_EQ(root_thread_state->last_move, make_word(4, 6, CASTLE_KINGSIDE));
+    EXPECT_EQ(root_thread_state->game.last_move, make_word(4, 6, CASTLE_KINGSIDE));
     unmake_move(position);
     EXPECT_EQ(fen_of(position), "4k3/8/8/8/8/8/8/4K2R w K -");
 }
@@ -137,7 +137,7 @@ TEST_F(MakeMoveTest, EnPassant) {
     Position *position = set_up("4k3/8/8/3pP3/8/8/8/4K3 w - d6");
     make_move(position, move_of(position, "e5d6"));
     EXPECT_EQ(fen_of(position), "4k3/8/3P4/8/8/8/8/4K3 b - -");
-    EXPECT_EQ(root_thread_state->game_stack[0].undo & 255, 0);  // the victim is not recorded
+    EXPECT_EQ(root_thread_state->game.game_stack[0].undo & 255, 0);  // the victim is not recorded
     unmake_move(position);
     EXPECT_EQ(fen_of(position), "4k3/8/8/3pP3/8/8/8/4K3 w - d6");
 }
@@ -165,9 +165,9 @@ TEST_F(MakeMoveTest, GamesLongerThanTheStackGoOn) {
     const char *const shuffle[4] = {"e1d1", "e8d8", "d1e1", "d8e8"};
     for (int i = 0; i < 5000; ++i) {
         make_game_move(position, move_of(position, shuffle[i % 4]));
-        ASSERT_LT(root_thread_state->game_ply, GAME_STACK_SIZE - MAX_PLY);
-        ASSERT_EQ(root_thread_state->ply, 1);
-        ASSERT_EQ(root_thread_state->game_stack[root_thread_state->game_ply].move, 0);
+        ASSERT_LT(root_thread_state->game.game_ply, GAME_STACK_SIZE - MAX_PLY);
+        ASSERT_EQ(root_thread_state->game.ply, 1);
+        ASSERT_EQ(root_thread_state->game.game_stack[root_thread_state->game.game_ply].move, 0);
     }
     EXPECT_EQ(fen_of(position), "4k3/8/8/8/8/8/8/4K3 w - -");
     EXPECT_TRUE(is_game_drawn(position));

@@ -170,13 +170,13 @@ TEST_F(NotationTest, ParsingLeavesNoTrace) {
     Position *position = &thread->position;
     set_up("4k3/8/8/8/8/8/8/4K3 w - -");  // the master's position is another one
     set_position_from_text(position, STARTPOS_FEN);
-    thread->ply = 5;
+    thread->game.ply = 5;
     const std::vector<PlyRecord> plies(thread->plies, thread->plies + PLY_RECORDS);
     char text[MOVE_TEXT] = "Nf3";
     Move move = 0;
     EXPECT_TRUE(parse_san(position, text, &move));
     EXPECT_EQ(move, make_word(6, 21));
-    EXPECT_EQ(thread->ply, 5);
+    EXPECT_EQ(thread->game.ply, 5);
     EXPECT_EQ(std::memcmp(static_cast<const void *>(plies.data()), thread->plies, sizeof thread->plies), 0);
     EXPECT_EQ(thread->move_pool[0].move, 0);
     EXPECT_EQ(fen_of(position), STARTPOS_FEN);

@@ -3,8 +3,8 @@
 #include <cstring>
 
 #include "board/make_move.h"
-#include "board/thread_state.h"
 #include "gtest/gtest.h"
+#include "search/thread_state.h"
 #include "support/engine.h"
 #include "support/positions.h"
 
@@ -153,10 +153,10 @@ TEST_F(PositionTest, SetUpEmptiesTheGame) {
     make_game_move(position, move_of(position, "e2e4"));
     make_game_move(position, move_of(position, "e7e5"));
     set_up(STARTPOS_FEN);
-    EXPECT_EQ(root_thread_state->game_ply, 0);
-    EXPECT_EQ(root_thread_state->last_move, 0);
-    EXPECT_EQ(root_thread_state->game_stack[0].move, 0);
-    EXPECT_EQ(root_thread_state->game_stack[1].move, 0);
+    EXPECT_EQ(root_thread_state->game.game_ply, 0);
+    EXPECT_EQ(root_thread_state->game.last_move, 0);
+    EXPECT_EQ(root_thread_state->game.game_stack[0].move, 0);
+    EXPECT_EQ(root_thread_state->game.game_stack[1].move, 0);
     EXPECT_EQ(position->touched, 0u);
 }
 

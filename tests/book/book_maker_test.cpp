@@ -108,7 +108,7 @@ protected:
     std::vector<BookRecord> make_from_file(const std::string &path) {
         copy_text(settings.pgn_file, path.c_str(), sizeof settings.pgn_file);
         testing::internal::CaptureStdout();
-        made = make_book();
+        made = make_book(&root_thread_state->position);
         printed = testing::internal::GetCapturedStdout();
         const auto records = book_records(read_file("tmp_book.bin"));
         for (std::size_t i = 1; i < records.size(); ++i) {

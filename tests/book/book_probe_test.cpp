@@ -311,7 +311,7 @@ TEST_F(BookProbe, PromotionPrintsNoLetter) {
 
 TEST_F(BookProbe, PositionIsUnchangedAtAnyPly) {
     write_weights({100});
-    root_thread_state->ply = 500;
+    root_thread_state->game.ply = 500;
     const Position before = *game();
     EXPECT_EQ(probe(path, 0), make_word(12, 28));
     EXPECT_EQ(std::memcmp(&before, game(), sizeof before), 0);

@@ -34,8 +34,8 @@ TEST_P(PathCount, Agrees) {
     EXPECT_EQ(position->key, before.key);
     EXPECT_EQ(position->castling, before.castling);
     EXPECT_EQ(position->touched, before.touched);
-    EXPECT_EQ(root_thread_state->game_ply, 0);
-    EXPECT_EQ(root_thread_state->ply, 1);
+    EXPECT_EQ(root_thread_state->game.game_ply, 0);
+    EXPECT_EQ(root_thread_state->game.ply, 1);
 }
 
 INSTANTIATE_TEST_SUITE_P(

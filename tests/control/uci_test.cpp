@@ -188,7 +188,7 @@ TEST_F(Uci, NewGameResetsClocksAndTable) {
     EXPECT_EQ(side_clock[1], 60.0f);
     EXPECT_EQ(settings.move_time, 60.0f);
     EXPECT_EQ(settings.time_increment, 0.0f);
-    EXPECT_EQ(root_thread_state->game_ply, 0);
+    EXPECT_EQ(root_thread_state->game.game_ply, 0);
     EXPECT_EQ(hash_age, 0);
     EXPECT_EQ(hashfull, 0.0f);
 }
@@ -196,8 +196,8 @@ TEST_F(Uci, NewGameResetsClocksAndTable) {
 TEST_F(Uci, PositionsAndMoves) {
     EXPECT_EQ(run("position startpos moves e2e4 c7c5 g1f3"), "");
     EXPECT_EQ(fen(), "rnbqkbnr/pp1ppppp/8/2p5/4P3/5N2/PPPP1PPP/RNBQKB1R b KQkq -");
-    EXPECT_EQ(root_thread_state->game_ply, 3);
-    EXPECT_EQ(root_thread_state->game_stack[3].move, 0);
+    EXPECT_EQ(root_thread_state->game.game_ply, 3);
+    EXPECT_EQ(root_thread_state->game.game_stack[3].move, 0);
     run("position fen 4k3/8/8/8/8/8/4P3/4K3 b - - 5 9");
     EXPECT_EQ(fen(), "4k3/8/8/8/8/8/4P3/4K3 b - -");
     EXPECT_EQ(root_thread_state->position.fifty, 5);
@@ -205,9 +205,9 @@ TEST_F(Uci, PositionsAndMoves) {
     run("position nothing moves e2e4");
     EXPECT_EQ(fen(), "4k3/8/8/8/8/8/4P3/4K3 b - -") << "without startpos or fen nothing changes";
     run("position fen 4k3/8/8/8/8/8/4P3/4K3 w - - moves   e2e4    e8d8  ");
-    EXPECT_EQ(root_thread_state->game_ply, 2);
+    EXPECT_EQ(root_thread_state->game.game_ply, 2);
     run("position startpos moves");
-    EXPECT_EQ(root_thread_state->game_ply, 0);
+    EXPECT_EQ(root_thread_state->game.game_ply, 0);
 }
 
 TEST_F(Uci, SpecialMovesOfAGame) {
@@ -246,22 +246,22 @@ TEST_F(Uci, AMoveThatCannotBeMadeEndsTheList) {
         const std::string token = c.token;
         EXPECT_EQ(run("position startpos moves " + token + " d2d4"),
                   "info string move " + token + " can't be played here, the list of moves ends before it\n");
-        EXPECT_EQ(root_thread_state->game_ply, 0);
+        EXPECT_EQ(root_thread_state->game.game_ply, 0);
     }
     EXPECT_EQ(run("position startpos moves e2e4 e2e4 e7e5"),
               "info string move e2e4 can't be played here, the list of moves ends before it\n");
-    EXPECT_EQ(root_thread_state->game_ply, 1);
-    EXPECT_EQ(root_thread_state->game_stack[1].move, 0);
+    EXPECT_EQ(root_thread_state->game.game_ply, 1);
+    EXPECT_EQ(root_thread_state->game.game_stack[1].move, 0);
     run("position startpos moves " + std::string(5000, 'z'));
-    EXPECT_EQ(root_thread_state->game_ply, 0);
+    EXPECT_EQ(root_thread_state->game.game_ply, 0);
     // Leaving the own king in check, and castling out of it.
     run("position fen 4r1k1/8/8/8/8/8/4B3/R3K2R w KQ - moves e2d3");
-    EXPECT_EQ(root_thread_state->game_ply, 0);
+    EXPECT_EQ(root_thread_state->game.game_ply, 0);
     run("position fen 4r1k1/8/8/8/8/8/8/R3K2R w KQ - moves e1g1");
-    EXPECT_EQ(root_thread_state->game_ply, 0);
+    EXPECT_EQ(root_thread_state->game.game_ply, 0);
     // A position without kings has no moves, and nothing is read out of bounds to find that.
     run("position fen 8/8/8/8/8/8/8/8 w - - moves e2e4");
-    EXPECT_EQ(root_thread_state->game_ply, 0);
+    EXPECT_EQ(root_thread_state->game.game_ply, 0);
 }
 
 TEST_F(Uci, AGameLongerThanTheStackKeepsItsEnd) {
@@ -269,6 +269,6 @@ TEST_F(Uci, AGameLongerThanTheStackKeepsItsEnd) {
     for (int i = 0; i < 1500; ++i) line += " g1f3 g8f6 f3g1 f6g8";
     EXPECT_EQ(run(line), "");
     EXPECT_EQ(fen(), "rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq -");
-    EXPECT_LT(root_thread_state->game_ply, GAME_STACK_SIZE);
-    EXPECT_EQ(root_thread_state->game_ply % 2, 0);
+    EXPECT_LT(root_thread_state->game.game_ply, GAME_STACK_SIZE);
+    EXPECT_EQ(root_thread_state->game.game_ply % 2, 0);
 }

@@ -16,32 +16,32 @@ struct Evaluate : ::testing::Test {
     u64 hits = 0;
 
     Evaluate() {
-        for (EvalCacheEntry &entry : thread->eval_cache) entry = {0x123456789ABCDEFULL, 0};
+        for (EvalCacheEntry &entry : thread->eval.eval_cache) entry = {0x123456789ABCDEFULL, 0};
         contempt_side = NO_CONTEMPT;
         settings.contempt = 0;
     }
     ~Evaluate() override {
         start_engine();
-        thread->game_ply = 0;
+        thread->game.game_ply = 0;
         contempt_side = NO_CONTEMPT;
     }
     void set(const char *fen) {
         set_position_from_text(&thread->position, fen);
-        thread->game_ply = 0;
+        thread->game.game_ply = 0;
     }
     int score(const char *fen, int ply = 3) {
         set(fen);
-        return evaluate(thread, thread->position.stm, ply, 0);
+        return evaluate(&thread->eval, thread->position, thread->position.stm, ply, 0);
     }
     // What the network says, from a rebuilt accumulator.
     int network(const char *fen) {
         set(fen);
-        thread->eval_ply = 1;
+        thread->eval.eval_ply = 1;
         int score = NO_NETWORK_SCORE;
-        EXPECT_TRUE(network_eval(thread, &score));
+        EXPECT_TRUE(network_eval(&thread->eval, thread->position, &score));
         return score;
     }
-    EvalCacheEntry &entry(int side) { return thread->eval_cache[(thread->position.key & 0xFFF) + 4096 * side]; }
+    EvalCacheEntry &entry(int side) { return thread->eval.eval_cache[(thread->position.key & 0xFFF) + 4096 * side]; }
     bool cached(int side) { return entry(side).key == thread->position.key; }
 };
 
@@ -53,17 +53,17 @@ constexpr const char *QUIET = "r1bqk1nr/pppp1ppp/2n5/2b1p3/2B1P3/2N2N2/PPPP1PPP/
 TEST_F(Evaluate, InCheckIsAFixedLowScore) {
     for (const char *fen : {KIWI, "4k3/8/8/8/8/8/8/4K3 w - -", "4k3/8/8/8/8/8/8/4KQ2 w - -"}) {
         set(fen);
-        const u64 calls = thread->eval_calls, cache_hits = thread->eval_cache_hits;
-        EXPECT_EQ(evaluate(thread, WHITE, 7, 1), -2500);
-        EXPECT_EQ(evaluate(thread, BLACK, 9, 4), -2500);
+        const u64 calls = thread->eval.eval_calls, cache_hits = thread->eval.eval_cache_hits;
+        EXPECT_EQ(evaluate(&thread->eval, thread->position, WHITE, 7, 1), -2500);
+        EXPECT_EQ(evaluate(&thread->eval, thread->position, BLACK, 9, 4), -2500);
         EXPECT_FALSE(cached(WHITE));
-        EXPECT_EQ(thread->eval_calls, calls + 2);
-        EXPECT_EQ(thread->eval_cache_hits, cache_hits);
-        EXPECT_EQ(thread->eval_ply, 9);
+        EXPECT_EQ(thread->eval.eval_calls, calls + 2);
+        EXPECT_EQ(thread->eval.eval_cache_hits, cache_hits);
+        EXPECT_EQ(thread->eval.eval_ply, 9);
     }
     // Also with the score in the cache.
     score(KIWI);
-    EXPECT_EQ(evaluate(thread, WHITE, 7, 1), -2500);
+    EXPECT_EQ(evaluate(&thread->eval, thread->position, WHITE, 7, 1), -2500);
 }
 
 TEST_F(Evaluate, NobodyCanMate) {
@@ -144,35 +144,35 @@ TEST_F(Evaluate, KingAndPawn) {
 TEST_F(Evaluate, CacheFromPlyThreeOn) {
     const int expected = network(QUIET);
     set(QUIET);
-    const u64 calls = thread->eval_calls, start = thread->eval_cache_hits;
-    EXPECT_EQ(evaluate(thread, BLACK, 1, 0), expected);
+    const u64 calls = thread->eval.eval_calls, start = thread->eval.eval_cache_hits;
+    EXPECT_EQ(evaluate(&thread->eval, thread->position, BLACK, 1, 0), expected);
     EXPECT_TRUE(cached(BLACK));
     EXPECT_FALSE(cached(WHITE));
     // A marked entry shows who reads it.
     entry(BLACK).score = -1234;
-    EXPECT_EQ(evaluate(thread, BLACK, 3, 0), -1234);
-    EXPECT_EQ(thread->eval_cache_hits, start + 1);
-    EXPECT_EQ(evaluate(thread, BLACK, 2, 0), expected);  // computed again, and written
+    EXPECT_EQ(evaluate(&thread->eval, thread->position, BLACK, 3, 0), -1234);
+    EXPECT_EQ(thread->eval.eval_cache_hits, start + 1);
+    EXPECT_EQ(evaluate(&thread->eval, thread->position, BLACK, 2, 0), expected);  // computed again, and written
     EXPECT_EQ(entry(BLACK).score, expected);
     entry(BLACK).score = 4321;
-    EXPECT_EQ(evaluate(thread, BLACK, 1, 0), expected);
+    EXPECT_EQ(evaluate(&thread->eval, thread->position, BLACK, 1, 0), expected);
     EXPECT_EQ(entry(BLACK).score, expected);
-    EXPECT_EQ(thread->eval_cache_hits, start + 1);
-    EXPECT_EQ(evaluate(thread, BLACK, 40, 0), expected);
-    EXPECT_EQ(thread->eval_cache_hits, start + 2);
-    EXPECT_EQ(thread->eval_calls, calls + 5);
-    EXPECT_EQ(thread->eval_ply, 40);
+    EXPECT_EQ(thread->eval.eval_cache_hits, start + 1);
+    EXPECT_EQ(evaluate(&thread->eval, thread->position, BLACK, 40, 0), expected);
+    EXPECT_EQ(thread->eval.eval_cache_hits, start + 2);
+    EXPECT_EQ(thread->eval.eval_calls, calls + 5);
+    EXPECT_EQ(thread->eval.eval_ply, 40);
 }
 
 TEST_F(Evaluate, CacheComparesTheWholeKey) {
     set(QUIET);
     entry(BLACK) = {thread->position.key ^ 1ULL << 63, 777};
-    EXPECT_EQ(evaluate(thread, BLACK, 5, 0), network(QUIET));
+    EXPECT_EQ(evaluate(&thread->eval, thread->position, BLACK, 5, 0), network(QUIET));
     // A key of 0 is a key like any other.
     set(QUIET);
     thread->position.key = 0;
-    thread->eval_cache[4096] = {0, 55};
-    EXPECT_EQ(evaluate(thread, BLACK, 5, 0), 55);
+    thread->eval.eval_cache[4096] = {0, 55};
+    EXPECT_EQ(evaluate(&thread->eval, thread->position, BLACK, 5, 0), 55);
 }
 
 TEST_F(Evaluate, OppositeBishopsTakeAQuarter) {
@@ -190,7 +190,7 @@ TEST_F(Evaluate, HandCraftedEvaluationInstead) {
     settings.use_nn = 0;
     for (const char *fen : {QUIET, "4k3/pp3b2/3n4/8/8/3N4/PPPPPB2/4K3 w - -"}) {
         set(fen);
-        const int by_hand = hand_eval(thread);
+        const int by_hand = hand_eval(&thread->eval, thread->position);
         EXPECT_EQ(score(fen), by_hand) << fen;
     }
 }
@@ -199,7 +199,7 @@ TEST_F(Evaluate, ContemptByMaterialAndSide) {
     const auto term = [&](const char *fen, u8 engine) {
         const int raw = network(fen);
         contempt_side = engine;
-        const int with = evaluate(thread, thread->position.stm, 1, 0);
+        const int with = evaluate(&thread->eval, thread->position, thread->position.stm, 1, 0);
         EXPECT_EQ(entry(thread->position.stm).score, with);
         return with - raw;
     };
@@ -224,25 +224,25 @@ TEST_F(Evaluate, ContemptByMaterialAndSide) {
 TEST_F(Evaluate, ContemptWaitsForTheFifthPly) {
     const int raw = network(STARTPOS_FEN);
     settings.contempt = 100;
-    thread->game_ply = 4;
-    choose_contempt_side(thread, false);
-    EXPECT_EQ(evaluate(thread, WHITE, 1, 0), raw);
-    thread->game_ply = 5;
-    choose_contempt_side(thread, true);
-    EXPECT_EQ(evaluate(thread, WHITE, 1, 0), raw);
-    choose_contempt_side(thread, false);
-    EXPECT_EQ(evaluate(thread, WHITE, 1, 0), raw + 118);
+    thread->game.game_ply = 4;
+    choose_contempt_side(thread->position, false);
+    EXPECT_EQ(evaluate(&thread->eval, thread->position, WHITE, 1, 0), raw);
+    thread->game.game_ply = 5;
+    choose_contempt_side(thread->position, true);
+    EXPECT_EQ(evaluate(&thread->eval, thread->position, WHITE, 1, 0), raw);
+    choose_contempt_side(thread->position, false);
+    EXPECT_EQ(evaluate(&thread->eval, thread->position, WHITE, 1, 0), raw + 118);
     // It is the master's count that matters, on every thread.
     ThreadState *worker = allocate_thread_state(0);
     ASSERT_NE(worker, nullptr);
     set_position_from_text(&worker->position, STARTPOS_FEN);
-    worker->game_ply = 0;
-    EXPECT_EQ(evaluate(worker, WHITE, 1, 0), raw + 118);
-    worker->game_ply = 9;
-    thread->game_ply = 4;
-    choose_contempt_side(thread, false);
-    EXPECT_EQ(evaluate(worker, WHITE, 1, 0), raw);
-    free_network_buffers(worker);
+    worker->game.game_ply = 0;
+    EXPECT_EQ(evaluate(&worker->eval, worker->position, WHITE, 1, 0), raw + 118);
+    worker->game.game_ply = 9;
+    thread->game.game_ply = 4;
+    choose_contempt_side(thread->position, false);
+    EXPECT_EQ(evaluate(&worker->eval, worker->position, WHITE, 1, 0), raw);
+    free_network_buffers(&worker->eval);
     free_thread_state(worker);
 }
 

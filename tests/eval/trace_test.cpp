@@ -28,18 +28,18 @@ struct Trace : ::testing::Test {
     }
     void set(const std::string &fen) {
         set_position_from_text(&thread->position, fen.c_str());
-        thread->eval_ply = 1;
+        thread->eval.eval_ply = 1;
     }
     std::string terms(const std::string &fen, int mode = TRACE_TERMS, int quiescence_score = 0) {
         set(fen);
         testing::internal::CaptureStdout();
-        trace_eval(thread, mode, quiescence_score);
+        trace_eval(&thread->eval, thread->position, mode, quiescence_score);
         return testing::internal::GetCapturedStdout();
     }
     std::string nodes(const std::string &fen) {
         set(fen);
         testing::internal::CaptureStdout();
-        trace_network(thread);
+        trace_network(&thread->eval, thread->position);
         return testing::internal::GetCapturedStdout();
     }
 };
@@ -80,7 +80,7 @@ TEST_F(Trace, MaterialIsForTheSideToMove) {
 
 TEST_F(Trace, LeavesTheSwitchOff) {
     terms("4k3/8/8/8/8/8/4P3/4K3 w - -");
-    EXPECT_EQ(thread->scratch.trace_on, 0);
+    EXPECT_EQ(thread->eval.scratch.trace_on, 0);
 }
 
 TEST_F(Trace, ReferenceTables) {

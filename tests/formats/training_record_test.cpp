@@ -3,8 +3,8 @@
 
 #include <cmath>
 
-#include "board/thread_state.h"
 #include "gtest/gtest.h"
+#include "search/thread_state.h"
 #include "support/engine.h"
 
 TEST(WinProbability, IsOneHalfAtZeroAndSymmetric) {

@@ -17,9 +17,9 @@ static double now() {
 // The legal moves of the position, as front ends write them.
 static std::vector<std::pair<std::string, Move>> legal_moves(Position *position) {
     std::vector<std::pair<std::string, Move>> moves;
-    generate_all(position);
-    for (const MoveEntry *entry = position->owner->plies[position->owner->ply].move_list; entry->move != END_OF_LIST;
-         ++entry) {
+    MoveEntry list[MOVE_LIST_SIZE];
+    generate_all(position, list);
+    for (const MoveEntry *entry = list; entry->move != END_OF_LIST; ++entry) {
         if (!is_move_legal(position, position->stm, entry->move)) continue;
         char text[MOVE_TEXT];
         move_to_coord(position, position->stm, entry->move, text);

@@ -35,7 +35,7 @@ TEST(Interior, ANullMoveStopsTheWalk) {
     Position *position = &thread->position;
     for (const Move move : {make_word(6, 21), make_word(62, 45), make_word(21, 6), make_word(45, 62)})
         make_move(position, move);
-    thread->game_stack[2].move = 0;
+    thread->game.game_stack[2].move = 0;
     EXPECT_FALSE(is_search_draw(position, 20));
 }
 

@@ -21,7 +21,7 @@ struct Picked {
 static std::vector<Picked> pick_all(const char *fen, u16 stage, Move hash_move = 0) {
     ThreadState *thread = start_engine();
     set_position_from_text(&thread->position, fen);
-    thread->ply = 2;  // scores of quiet moves begin at ply 2
+    thread->game.ply = 2;  // scores of quiet moves begin at ply 2
     PlyRecord *record = &thread->plies[2];
     record->move_list = thread->move_pool + 2;
     thread->plies[0].current_move = thread->move_pool;
@@ -43,7 +43,7 @@ static std::vector<Picked> pick_all(const char *fen, u16 stage, Move hash_move =
         move_to_text(&position, position.stm, entry->move, text);
         moves.push_back({text, entry->score});
     }
-    thread->ply = 1;
+    thread->game.ply = 1;
     return moves;
 }
 
@@ -119,7 +119,7 @@ TEST(MovePicker, AStageAboveNineEndsTheList) {
 
 TEST(MovePicker, AListFilledBeforehandComesInOrder) {
     ThreadState *thread = start_engine();
-    generate_all(&thread->position);
+    generate_ply_list(thread);
     PlyRecord *record = &thread->plies[1];
     int score = 0;
     for (MoveEntry *entry = record->move_list; entry->move != END_OF_LIST; ++entry)

@@ -61,13 +61,13 @@ TEST(Time, ConsoleCountsTheMovesToTheControl) {
     begin(0.0f);
     settings.uci_mode = 0;
     settings.time_mode = 40;
-    root_thread_state->game_ply = 20;
+    root_thread_state->game.game_ply = 20;
     time_check();
     EXPECT_EQ(moves_to_go, 30);
-    root_thread_state->game_ply = 80;
+    root_thread_state->game.game_ply = 80;
     time_check();
     EXPECT_EQ(moves_to_go, 40);
-    root_thread_state->game_ply = 0;
+    root_thread_state->game.game_ply = 0;
 }
 
 TEST(Time, IncrementShare) {

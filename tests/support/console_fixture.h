@@ -8,9 +8,9 @@
 #include "gtest/gtest.h"
 
 #include "base/settings.h"
-#include "board/thread_state.h"
 #include "control/console/console.h"
 #include "control/game_driver.h"
+#include "search/thread_state.h"
 #include "support/engine.h"
 #include "support/positions.h"
 #include "support/program.h"
@@ -47,7 +47,7 @@ protected:
         for (const std::string &move : moves) EXPECT_EQ(run(move).find("invalid"), std::string::npos) << move;
     }
     static std::string fen() { return fen_of(&root_thread_state->position); }
-    static int game_ply() { return root_thread_state->game_ply; }
+    static int game_ply() { return root_thread_state->game.game_ply; }
     // The board as `bd` prints it.
     static std::string board() { return run("bd"); }
     // The line prints this text, then the board as it is afterwards, then the other text.

@@ -2,15 +2,15 @@
 
 #include "base/settings.h"
 #include "board/notation.h"
-#include "board/thread_state.h"
 #include "eval/network/forward.h"
 #include "search/hash_table.h"
 #include "search/root.h"
 #include "search/search_state.h"
+#include "search/thread_state.h"
 
 SearchResult fresh_search(const std::string &fen, int depth, int hash_mb) {
     if (ThreadState *old = worker_states[0].exchange(nullptr)) {
-        free_network_buffers(old);
+        free_network_buffers(&old->eval);
         free_thread_state(old);
     }
     settings.calibration_nps = 1e7f;

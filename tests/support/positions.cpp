@@ -14,8 +14,8 @@ Position *set_up(const std::string &fen) {
 }
 
 std::vector<MoveEntry> pseudo_legal_moves(Position *position) {
-    const MoveEntry *end = generate_all(position);
-    return std::vector<MoveEntry>(position->owner->plies[position->owner->ply].move_list, const_cast<MoveEntry *>(end));
+    MoveEntry list[MOVE_LIST_SIZE];
+    return std::vector<MoveEntry>(list, generate_all(position, list));
 }
 
 std::vector<Move> legal_moves(Position *position) {
@@ -38,10 +38,11 @@ Move move_of(Position *position, const std::string &text) {
 }
 
 u64 count_leaves(Position *position, int depth) {
-    const MoveEntry *end = generate_all(position);
+    MoveEntry list[MOVE_LIST_SIZE];
+    const MoveEntry *end = generate_all(position, list);
     const int side = position->stm;
     u64 leaves = 0;
-    for (const MoveEntry *entry = position->owner->plies[position->owner->ply].move_list; entry != end; ++entry) {
+    for (const MoveEntry *entry = list; entry != end; ++entry) {
         if (!is_move_legal(position, side, entry->move)) continue;
         if (depth == 1) {
             ++leaves;

@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "board/thread_state.h"
+#include "search/thread_state.h"
 
 // Sets the master position from FEN text; the engine must have been started.
 Position *set_up(const std::string &fen);

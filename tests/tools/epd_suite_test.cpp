@@ -7,10 +7,10 @@
 #include "board/make_move.h"
 #include "board/moves.h"
 #include "board/notation.h"
-#include "board/thread_state.h"
 #include "formats/epd.h"
 #include "formats/text_file.h"
 #include "search/search_state.h"
+#include "search/thread_state.h"
 #include "support/engine.h"
 #include "tools/tool_files.h"
 

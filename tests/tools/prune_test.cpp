@@ -5,8 +5,8 @@
 #include <functional>
 
 #include "base/settings.h"
-#include "board/thread_state.h"
 #include "eval/network/file.h"
+#include "search/thread_state.h"
 #include "support/engine.h"
 #include "tools/tool_files.h"
 

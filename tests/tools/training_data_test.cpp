@@ -4,7 +4,7 @@
 #include <cstring>
 
 #include "base/settings.h"
-#include "board/thread_state.h"
+#include "search/thread_state.h"
 #include "support/engine.h"
 #include "tools/tool_files.h"
 

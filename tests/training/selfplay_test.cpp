@@ -9,13 +9,13 @@
 
 #include "board/attacks.h"
 #include "board/notation.h"
-#include "board/thread_state.h"
 #include "control/settings.h"
 #include "eval/evaluate.h"
 #include "random.h"
 #include "search/hash_table.h"
 #include "search/root.h"
 #include "search/search_state.h"
+#include "search/thread_state.h"
 #include "selfplay_game.h"
 #include "selfplay_inner.h"
 #include "selfplay_start.h"
@@ -127,10 +127,10 @@ TEST_F(Selfplay, RandomEndingsAreLegalAndOfTheirKind) {
 // The evaluation caches what the network answers and nothing else.
 bool engine_answers_by_rule() {
     ThreadState *thread = root_thread_state;
-    for (EvalCacheEntry &entry : thread->eval_cache) entry = {};
-    evaluate(thread, thread->position.stm, 0, 0);
+    for (EvalCacheEntry &entry : thread->eval.eval_cache) entry = {};
+    evaluate(&thread->eval, thread->position, thread->position.stm, 0, 0);
     const int bank = thread->position.stm == BLACK ? EVAL_CACHE_BANK : 0;
-    return thread->eval_cache[(thread->position.key & (EVAL_CACHE_BANK - 1)) + bank].key != thread->position.key;
+    return thread->eval.eval_cache[(thread->position.key & (EVAL_CACHE_BANK - 1)) + bank].key != thread->position.key;
 }
 
 TEST_F(Selfplay, RuleAnswersAreThoseOfTheEvaluation) {
@@ -266,7 +266,7 @@ TEST_F(Selfplay, TheWalkLeavesTheGameAsItWas) {
     position_to_fen(master(), after, 1);
     EXPECT_STREQ(before, after);
     EXPECT_EQ(master()->key, key);
-    EXPECT_EQ(root_thread_state->game_ply, 8);
+    EXPECT_EQ(root_thread_state->game.game_ply, 8);
     EXPECT_EQ(static_cast<int>(records.inner.size()), taken);
     EXPECT_GT(taken, 25);
 }

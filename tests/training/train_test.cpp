@@ -304,13 +304,13 @@ static void expect_engine_scores(const Model &model, const std::vector<TrainReco
         ASSERT_GE(sample.count, 2);
         float target;
         ASSERT_EQ(set_position_from_record(reinterpret_cast<const u8 *>(&record), 0, &thread->position, &target), 1);
-        thread->eval_ply = 1;
+        thread->eval.eval_ply = 1;
         int score = 0;
-        ASSERT_TRUE(network_eval(thread, &score));
+        ASSERT_TRUE(network_eval(&thread->eval, thread->position, &score));
         const i32 sum = quantised_sum(model, words, sample, seen);
-        EXPECT_EQ(static_cast<float>(sum) / (scale * scale), thread->raw_net_score);
-        EXPECT_EQ(sample.head, thread->output_head);
-        EXPECT_NEAR(std::clamp(400.0f * thread->raw_net_score, -2500.0f, 2500.0f), score, 0.51f);
+        EXPECT_EQ(static_cast<float>(sum) / (scale * scale), thread->eval.raw_net_score);
+        EXPECT_EQ(sample.head, thread->eval.output_head);
+        EXPECT_NEAR(std::clamp(400.0f * thread->eval.raw_net_score, -2500.0f, 2500.0f), score, 0.51f);
     }
 }
 

@@ -9,7 +9,6 @@
 #include "base/output.h"
 #include "base/settings.h"
 #include "base/text.h"
-#include "board/thread_state.h"
 #include "control/console/edit.h"
 #include "control/console/game.h"
 #include "control/console/game_file.h"
@@ -22,6 +21,7 @@
 #include "search/hash_table.h"
 #include "search/pruning_tables.h"
 #include "search/search_state.h"
+#include "search/thread_state.h"
 
 static constexpr float ANALYSIS_SECONDS = 100000.0f;  // move_time of `go`: no end of its own
 static constexpr i16 FIXED_TIME = 1;                  // time_mode

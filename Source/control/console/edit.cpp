@@ -5,17 +5,17 @@
 #include <cstring>
 
 #include "base/output.h"
-#include "board/thread_state.h"
 #include "control/input_lines.h"
+#include "search/thread_state.h"
 
 // Empties the game: nothing to take back, to redo or to find a repetition in.
 static void forget_game(ThreadState *master) {
-    master->game_ply = 0;
-    master->ply = 1;
-    master->last_move = 0;
+    master->game.game_ply = 0;
+    master->game.ply = 1;
+    master->game.last_move = 0;
     master->position.touched = 0;
-    master->game_stack[0] = GameRecord{};
-    master->game_stack[1] = GameRecord{};
+    master->game.game_stack[0] = GameRecord{};
+    master->game.game_stack[1] = GameRecord{};
 }
 
 // One word as in "Pa2": the named piece replaces what is on the square. A letter that is no piece empties the

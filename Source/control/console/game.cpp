@@ -24,7 +24,7 @@ bool is_searchable_position() {
 
 void show_board() {
     if (settings.eval_debug && !position_defect(game_position()))
-        trace_eval(root_thread_state, TRACE_TERMS, root_quiescence_score);
+        trace_eval(&root_thread_state->eval, root_thread_state->position, TRACE_TERMS, root_quiescence_score);
     print_board(game_position());
 }
 
@@ -76,32 +76,32 @@ void set_board(const ConsoleWords &words) {
 // ---- Back and forth ----
 
 void keep_records(KeptRecords *kept) {
-    std::memcpy(kept->records, root_thread_state->game_stack, sizeof kept->records);
+    std::memcpy(kept->records, root_thread_state->game.game_stack, sizeof kept->records);
 }
 
 void restore_records(const KeptRecords *kept) {
-    std::memcpy(root_thread_state->game_stack, kept->records, sizeof kept->records);
+    std::memcpy(root_thread_state->game.game_stack, kept->records, sizeof kept->records);
 }
 
 void unmake_game_move() {
     unmake_move(game_position());
-    root_thread_state->ply = 1;
+    root_thread_state->game.ply = 1;
 }
 
 // Plays the recorded move at game_ply again. False when there is none, when it belongs to another game and
 // is no move here, and at the end of the stack.
 static bool remake_game_move() {
     ThreadState *master = root_thread_state;
-    if (master->game_ply >= GAME_STACK_LIMIT) return false;
-    const Move move = master->game_stack[master->game_ply].move;
+    if (master->game.game_ply >= GAME_STACK_LIMIT) return false;
+    const Move move = master->game.game_stack[master->game.game_ply].move;
     if (!move || position_defect(&master->position) || !is_generated_legal_move(&master->position, move)) return false;
     make_move(&master->position, move);
-    master->ply = 1;
+    master->game.ply = 1;
     return true;
 }
 
 void step_back() {
-    if (root_thread_state->game_ply <= 0) return;
+    if (root_thread_state->game.game_ply <= 0) return;
     unmake_game_move();
     show_board();
 }
@@ -109,8 +109,8 @@ void step_back() {
 void step_forward() {
     ThreadState *master = root_thread_state;
     const Position *position = &master->position;
-    const int number = master->game_ply / 2 + 1, side = position->stm;
-    const Move move = master->game_stack[master->game_ply].move;
+    const int number = master->game.game_ply / 2 + 1, side = position->stm;
+    const Move move = master->game.game_stack[master->game.game_ply].move;
     char text[MOVE_TEXT];
     move_to_coord(position, side, move, text);  // before the move is made, which tells whether there is one
     if (!remake_game_move()) return;
@@ -121,7 +121,7 @@ void step_forward() {
 
 void jump_to_move(const ConsoleWords &words) {
     const int target = 2 * integer_in_range(words.word[1], 1, GAME_STACK_SIZE) - 2;
-    while (root_thread_state->game_ply > 0) unmake_game_move();
-    while (root_thread_state->game_ply < target && remake_game_move()) {}
+    while (root_thread_state->game.game_ply > 0) unmake_game_move();
+    while (root_thread_state->game.game_ply < target && remake_game_move()) {}
     print_board(game_position());
 }

@@ -2,8 +2,8 @@
 // prints the board.
 #pragma once
 
-#include "board/thread_state.h"
 #include "control/console/words.h"
+#include "search/thread_state.h"
 
 // The board, after the evaluation's terms when settings.eval_debug is set.
 void show_board();

@@ -214,21 +214,21 @@ static void saved_text(Position *position, Move move, char *out) {
 static void write_game(std::FILE *file) {
     ThreadState *master = root_thread_state;
     Position *position = &master->position;
-    const int moves = master->game_ply;
-    while (master->game_ply > 0) unmake_game_move();
+    const int moves = master->game.game_ply;
+    while (master->game.game_ply > 0) unmake_game_move();
     std::fputs("[Event \"Unknown\"]\n", file);
     char fen[FEN_SIZE];
     position_to_fen(position, fen, 0);
     if (std::strcmp(fen, STARTPOS_FEN) || position->fifty)
         std::fprintf(file, "[SetUp \"1\"]\n[FEN \"%s %d 1\"]\n", fen, position->fifty);
-    while (master->game_ply < moves) {
-        const Move move = master->game_stack[master->game_ply].move;
+    while (master->game.game_ply < moves) {
+        const Move move = master->game.game_stack[master->game.game_ply].move;
         char text[MOVE_TEXT];
         saved_text(position, move, text);
         make_move(position, move);
-        std::fprintf(file, master->game_ply % SAVED_IN_A_LINE ? "%s " : "%s \n", text);
+        std::fprintf(file, master->game.game_ply % SAVED_IN_A_LINE ? "%s " : "%s \n", text);
     }
-    master->ply = 1;
+    master->game.ply = 1;
     std::fputs("\n\n", file);
 }
 

@@ -8,8 +8,8 @@
 #include "base/text.h"
 #include "board/make_move.h"
 #include "board/notation.h"
-#include "board/thread_state.h"
 #include "control/console/game.h"
+#include "search/thread_state.h"
 
 static constexpr std::size_t WORD_SIZE = 64;  // a longer word is no move
 
@@ -65,7 +65,7 @@ void play_moves(const char *text) {
             print_invalid(move);
             break;
         }
-        print_format("%d. move %s", master->game_ply / 2 + 1, word);
+        print_format("%d. move %s", master->game.game_ply / 2 + 1, word);
         make_game_move(&master->position, move);
         ++played;
     }

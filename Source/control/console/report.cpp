@@ -23,7 +23,7 @@ void show_hash_line() {
     Position *position = &root_thread_state->position;
     static Relaxed<u16> line[PV_SIZE];
     for (Relaxed<u16> &word : line) word = 0;
-    root_thread_state->ply = 1;
+    root_thread_state->game.ply = 1;
     static KeptRecords kept;
     keep_records(&kept);
     pv_from_hash(position, 1, line);
@@ -43,23 +43,24 @@ void show_hash_line() {
 void show_evaluation() {
     ThreadState *master = root_thread_state;
     if (!is_searchable_position()) return;
-    if (const Move last = master->last_move)
-        print_plain("last move was %d%s %s%s\n", (master->game_ply + 1) / 2, master->position.stm ? "." : "...",
+    if (const Move last = master->game.last_move)
+        print_plain("last move was %d%s %s%s\n", (master->game.game_ply + 1) / 2, master->position.stm ? "." : "...",
                     SQUARE_NAMES[from_of(last)], SQUARE_NAMES[to_of(last)]);
     const i16 max_depth = settings.max_depth;
     settings.max_depth = 0;
     search_on_this_thread(SEARCH_BENCH);
     settings.max_depth = max_depth;
     write_search_state(0);
-    trace_eval(master, TRACE_TERMS, root_quiescence_score);
+    trace_eval(&master->eval, master->position, TRACE_TERMS, root_quiescence_score);
 }
 
 void show_parameters() {
-    if (is_searchable_position()) trace_eval(root_thread_state, TRACE_PARAMETERS, root_quiescence_score);
+    if (is_searchable_position())
+        trace_eval(&root_thread_state->eval, root_thread_state->position, TRACE_PARAMETERS, root_quiescence_score);
 }
 
 void show_network() {
-    if (is_searchable_position()) trace_network(root_thread_state);
+    if (is_searchable_position()) trace_network(&root_thread_state->eval, root_thread_state->position);
 }
 
 // What the other side gains by the first step of an exchange on the square of a piece that it attacks.

@@ -124,9 +124,8 @@ int blend_score(i32 packed, float phase) {
         std::fma(1.0 - static_cast<double>(phase), static_cast<double>(eg), static_cast<double>(mg_part)));
 }
 
-int hand_eval(ThreadState *thread) {
-    const Position &position = thread->position;
-    EvalScratch &scratch = thread->scratch;
+int hand_eval(EvalState *state, const Position &position) {
+    EvalScratch &scratch = state->scratch;
     i32 before[2] = {0, 0};
     if ((position.king_sq[WHITE] | position.king_sq[BLACK]) >= NO_SQUARE) {
         const u8 trace_on = scratch.trace_on;
@@ -136,7 +135,7 @@ int hand_eval(ThreadState *thread) {
     }
 
     set_up(position, scratch);
-    evaluate_pawns(thread);
+    evaluate_pawns(state, position);
     take_snapshot(scratch, TRACE_PAWNS, before);
     evaluate_knights(position, scratch);
     take_snapshot(scratch, TRACE_KNIGHTS, before);

@@ -2,7 +2,7 @@
 // stages are in pawns and pieces. Called by evaluate and by the trace.
 #pragma once
 
-#include "board/thread_state.h"
+#include "eval/eval_state.h"
 
 // Rows of EvalScratch::trace_terms.
 enum TraceTerm {
@@ -20,8 +20,8 @@ enum TraceTerm {
 // Far beyond any score of a real game, and below mate scores.
 constexpr int HAND_EVAL_LIMIT = 9000;
 
-// Score for the side to move in centipawns, bounded to -9000..9000. Reads the thread's position and
-// eval_ply, writes its scratch fields and pawn cache. A board without both kings scores 0.
-int hand_eval(ThreadState *thread);
+// Score for the side to move in centipawns, bounded to -9000..9000. Reads eval_ply,
+// writes the scratch fields and the pawn cache. A board without both kings scores 0.
+int hand_eval(EvalState *state, const Position &position);
 // The middle-game and end-game halves of a packed score mixed by `phase`, truncated toward zero.
 int blend_score(i32 packed, float phase);

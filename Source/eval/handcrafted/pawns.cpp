@@ -38,20 +38,19 @@ static u32 pawn_structure(const Position &position, const EvalScratch &scratch) 
     return score;
 }
 
-void evaluate_pawns(ThreadState *thread) {
-    const Position &position = thread->position;
-    EvalScratch &scratch = thread->scratch;
+void evaluate_pawns(EvalState *state, const Position &position) {
+    EvalScratch &scratch = state->scratch;
     u64 key = position.pawn_key;
     if (is_queenside(position.king_sq[WHITE])) key ^= WHITE_QUEENSIDE_KEY;
     if (is_queenside(position.king_sq[BLACK])) key ^= BLACK_QUEENSIDE_KEY;
-    PawnCacheEntry &entry = thread->pawn_cache[key & (PAWN_CACHE_SIZE - 1)];
-    ++thread->pawn_probes;
-    if (entry.key != key || thread->eval_ply < 2) {
+    PawnCacheEntry &entry = state->pawn_cache[key & (PAWN_CACHE_SIZE - 1)];
+    ++state->pawn_probes;
+    if (entry.key != key || state->eval_ply < 2) {
         entry.white = static_cast<i32>(pawn_structure<WHITE>(position, scratch));
         entry.black = static_cast<i32>(pawn_structure<BLACK>(position, scratch));
         entry.key = key;
     } else {
-        ++thread->pawn_hits;
+        ++state->pawn_hits;
     }
 
     const Bitboard all = occupied(position);

@@ -2,7 +2,7 @@
 // pawns; and the set shifts that all stages share. Called by hand_eval in its order.
 #pragma once
 
-#include "board/thread_state.h"
+#include "eval/eval_state.h"
 
 // The set moved one rank toward the enemy of `US`.
 template <int US>
@@ -26,7 +26,7 @@ inline void add_score(EvalScratch &scratch, int side, u32 packed) {
 }
 
 // Material, tables and structure of the pawns (from the cache where it has them), and blocked pawns.
-void evaluate_pawns(ThreadState *thread);
+void evaluate_pawns(EvalState *state, const Position &position);
 // Passed and candidate pawns; after the pieces, whose attack sets they read.
 void evaluate_passers(const Position &position, EvalScratch &scratch);
 void evaluate_candidates(const Position &position, EvalScratch &scratch);

@@ -2,7 +2,7 @@
 // this order: each stage's mobility uses the attack sets that the stages before it have completed.
 #pragma once
 
-#include "board/thread_state.h"
+#include "eval/eval_state.h"
 
 void evaluate_knights(const Position &position, EvalScratch &scratch);
 void evaluate_bishops(const Position &position, EvalScratch &scratch);  // leaves low_attacks

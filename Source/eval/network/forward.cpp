@@ -46,34 +46,34 @@ static i16 *allocate_words(int count) {
 
 static void free_words(i16 *words) { ::operator delete(words, BUFFER_ALIGNMENT); }
 
-void free_network_buffers(ThreadState *thread) {
-    if (!thread) return;
-    free_words(thread->accumulator);
-    if (thread->acc_snapshots) free_words(thread->acc_snapshots[0].white_acc);
-    delete[] thread->acc_snapshots;
-    thread->accumulator = nullptr;
-    thread->acc_snapshots = thread->acc_cache = nullptr;
-    thread->acc_hidden_size = 0;
+void free_network_buffers(EvalState *state) {
+    if (!state) return;
+    free_words(state->accumulator);
+    if (state->acc_snapshots) free_words(state->acc_snapshots[0].white_acc);
+    delete[] state->acc_snapshots;
+    state->accumulator = nullptr;
+    state->acc_snapshots = state->acc_cache = nullptr;
+    state->acc_hidden_size = 0;
 }
 
 // Makes the thread's buffers fit the network's size. False when memory runs out.
-static bool make_buffers(ThreadState *thread) {
-    free_network_buffers(thread);
-    thread->accumulator = allocate_words(network.hidden_size);
-    thread->acc_snapshots = new (std::nothrow) AccumulatorCache[ACC_SNAPSHOTS]();
+static bool make_buffers(EvalState *state) {
+    free_network_buffers(state);
+    state->accumulator = allocate_words(network.hidden_size);
+    state->acc_snapshots = new (std::nothrow) AccumulatorCache[ACC_SNAPSHOTS]();
     i16 *sums = allocate_words(ACC_SNAPSHOTS * network.hidden_size);
-    if (!thread->accumulator || !thread->acc_snapshots || !sums) {
+    if (!state->accumulator || !state->acc_snapshots || !sums) {
         free_words(sums);
-        free_network_buffers(thread);
+        free_network_buffers(state);
         return false;
     }
     for (int i = 0; i < ACC_SNAPSHOTS; ++i, sums += network.hidden_size) {
-        thread->acc_snapshots[i].white_acc = sums;
-        thread->acc_snapshots[i].black_acc = sums + network.hidden_size / 2;
+        state->acc_snapshots[i].white_acc = sums;
+        state->acc_snapshots[i].black_acc = sums + network.hidden_size / 2;
     }
-    thread->acc_cache = thread->acc_snapshots;
-    thread->acc_generation = 0;
-    thread->acc_hidden_size = network.hidden_size;
+    state->acc_cache = state->acc_snapshots;
+    state->acc_generation = 0;
+    state->acc_hidden_size = network.hidden_size;
     return true;
 }
 
@@ -104,14 +104,13 @@ static inline void append_rows(RowList &list, const Frame &frame, int perspectiv
 
 // True when the difference from the last pass defines the result: the pass is of this network, seen from the same
 // frames, and near enough. Otherwise the biases are the start.
-static bool last_pass_serves(const ThreadState *thread, const Frame &frame) {
-    const AccumulatorCache &cache = *thread->acc_cache;
-    const Position &position = thread->position;
-    return thread->acc_generation == network.generation && frame.mirror[WHITE] == cache.mirror[WHITE] &&
+static bool last_pass_serves(const EvalState *state, const Position &position, const Frame &frame) {
+    const AccumulatorCache &cache = *state->acc_cache;
+    return state->acc_generation == network.generation && frame.mirror[WHITE] == cache.mirror[WHITE] &&
            frame.mirror[BLACK] == cache.mirror[BLACK] && frame.bucket[WHITE] == cache.king_bucket[WHITE] &&
            frame.bucket[BLACK] == cache.king_bucket[BLACK] &&
            popcount(position.pieces[0] ^ cache.white_sets[0]) <= MAX_CHANGED &&
-           popcount(position.pieces[BLACK_CODE] ^ cache.black_sets[0]) <= MAX_CHANGED && thread->eval_ply > CLEAN_PLIES;
+           popcount(position.pieces[BLACK_CODE] ^ cache.black_sets[0]) <= MAX_CHANGED && state->eval_ply > CLEAN_PLIES;
 }
 
 // True if each side has one king and no more pieces of a type than at the start of a game. Network::never_saturates
@@ -164,13 +163,12 @@ struct Starts {
 };
 
 // For each perspective, the exact pass with the fewest changed squares among those seen from the same frame.
-static void choose_nearest(const ThreadState *thread, const Frame &frame, Starts &starts) {
-    const Position &position = thread->position;
+static void choose_nearest(const EvalState *state, const Position &position, const Frame &frame, Starts &starts) {
     int fewest[2];
     starts.pass[WHITE] = starts.pass[BLACK] = nullptr;
     fewest[WHITE] = fewest[BLACK] = popcount(occupied(position));  // the cost of a start from the biases
     for (int i = 0; i < ACC_SNAPSHOTS; ++i) {
-        const AccumulatorCache &cache = thread->acc_snapshots[i];
+        const AccumulatorCache &cache = state->acc_snapshots[i];
         if (!cache.exact) continue;
         const int changed = popcount(position.pieces[0] ^ cache.white_sets[0]) +
                             popcount(position.pieces[BLACK_CODE] ^ cache.black_sets[0]);
@@ -184,20 +182,20 @@ static void choose_nearest(const ThreadState *thread, const Frame &frame, Starts
     }
 }
 
-static Starts choose_starts(ThreadState *thread, const Frame &frame) {
-    if (thread->acc_generation != network.generation)
-        for (int i = 0; i < ACC_SNAPSHOTS; ++i) thread->acc_snapshots[i].exact = false;
+static Starts choose_starts(EvalState *state, const Position &position, const Frame &frame) {
+    if (state->acc_generation != network.generation)
+        for (int i = 0; i < ACC_SNAPSHOTS; ++i) state->acc_snapshots[i].exact = false;
     Starts starts;
-    const bool can_be_exact = network.never_saturates && has_plain_material(thread->position);
-    const bool from_last = (!can_be_exact || !thread->acc_cache->exact) && last_pass_serves(thread, frame);
+    const bool can_be_exact = network.never_saturates && has_plain_material(position);
+    const bool from_last = (!can_be_exact || !state->acc_cache->exact) && last_pass_serves(state, position, frame);
     starts.exact = can_be_exact && !from_last;
-    if (starts.exact) choose_nearest(thread, frame, starts);
-    else starts.pass[WHITE] = starts.pass[BLACK] = from_last ? thread->acc_cache : nullptr;
+    if (starts.exact) choose_nearest(state, position, frame, starts);
+    else starts.pass[WHITE] = starts.pass[BLACK] = from_last ? state->acc_cache : nullptr;
     return starts;
 }
 
-static void record_pass(ThreadState *thread, const Frame &frame, AccumulatorCache &cache, bool exact) {
-    const Position &position = thread->position;
+static void record_pass(EvalState *state, const Position &position, const Frame &frame, AccumulatorCache &cache,
+                        bool exact) {
     std::memcpy(cache.white_sets, position.pieces, sizeof cache.white_sets);
     std::memcpy(cache.black_sets, position.pieces + BLACK_CODE, sizeof cache.black_sets);
     for (int colour = WHITE; colour <= BLACK; ++colour) {
@@ -205,42 +203,41 @@ static void record_pass(ThreadState *thread, const Frame &frame, AccumulatorCach
         cache.king_bucket[colour] = frame.bucket[colour];
     }
     cache.exact = exact;
-    thread->acc_cache = &cache;
-    thread->acc_generation = network.generation;
+    state->acc_cache = &cache;
+    state->acc_generation = network.generation;
 }
 
 // Unpacks the counts and picks the output row: networks of five heads have one for each stage of the
 // game, chosen by the stronger side's material without pawns.
-static void select_head(ThreadState *thread) {
+static void select_head(EvalState *state, const Position &position) {
     constexpr int TYPES = 5;
     for (int colour = WHITE; colour <= BLACK; ++colour) {
-        i16 *counts = thread->piece_counts + TYPES * colour;
-        for (int i = 0; i < TYPES; ++i) counts[i] = static_cast<i16>(thread->position.material[colour] >> (4 * i) & 15);
+        i16 *counts = state->piece_counts + TYPES * colour;
+        for (int i = 0; i < TYPES; ++i) counts[i] = static_cast<i16>(position.material[colour] >> (4 * i) & 15);
         const int queens = counts[QUEEN - 1];
         int value = 3 * (counts[KNIGHT - 1] + counts[BISHOP - 1]) + 5 * counts[ROOK - 1];
         value = value ? value + 9 * queens : 5 * queens;  // queens alone count as rooks
-        thread->net_material[colour] = static_cast<i16>(value);
+        state->net_material[colour] = static_cast<i16>(value);
     }
-    const int value =
-        thread->net_material[0] > thread->net_material[1] ? thread->net_material[0] : thread->net_material[1];
-    if (network.output_count != TYPES) thread->output_head = 0;
-    else thread->output_head = value >= 19 ? 0 : value >= 12 ? 1 : value >= 6 ? 2 : value >= 3 ? 3 : 4;
+    const int value = state->net_material[0] > state->net_material[1] ? state->net_material[0] : state->net_material[1];
+    if (network.output_count != TYPES) state->output_head = 0;
+    else state->output_head = value >= 19 ? 0 : value >= 12 ? 1 : value >= 6 ? 2 : value >= 3 ? 3 : 4;
 }
 
 // The first half of a row belongs to the side to move.
-void network_output_rows(const ThreadState *thread, const i16 **white_row, const i16 **black_row) {
-    const i16 *row = network.output_rows + static_cast<std::size_t>(thread->output_head) * network.hidden_size;
+void network_output_rows(const EvalState *state, int stm, const i16 **white_row, const i16 **black_row) {
+    const i16 *row = network.output_rows + static_cast<std::size_t>(state->output_head) * network.hidden_size;
     const i16 *other = row + network.hidden_size / 2;
-    *white_row = thread->position.stm == WHITE ? row : other;
-    *black_row = thread->position.stm == WHITE ? other : row;
+    *white_row = stm == WHITE ? row : other;
+    *black_row = stm == WHITE ? other : row;
 }
 
 // All in single precision. The bounds come before the conversion, which could not hold what a strange
 // network may give.
-static int score_of_sum(ThreadState *thread, i32 sum) {
+static int score_of_sum(EvalState *state, i32 sum) {
     const float scale = static_cast<float>(network.activation_scale);
-    thread->raw_net_score = static_cast<float>(sum) / (scale * scale);
-    const float scaled = static_cast<float>(network.output_scale) * thread->raw_net_score;
+    state->raw_net_score = static_cast<float>(sum) / (scale * scale);
+    const float scaled = static_cast<float>(network.output_scale) * state->raw_net_score;
     const float rounded = scaled + std::copysign(ROUNDING, scaled);
     if (rounded >= static_cast<float>(EVAL_LIMIT)) return EVAL_LIMIT;
     if (rounded <= static_cast<float>(-EVAL_LIMIT)) return -EVAL_LIMIT;
@@ -262,34 +259,33 @@ static u32 pass_perspective(const Position &position, const Frame &frame, int pe
     return pass_half({start_sums, list.steps, list.count, sums, output_row}, half);
 }
 
-bool network_eval(ThreadState *thread, int *score) {
-    if (thread->acc_hidden_size != network.hidden_size && !make_buffers(thread)) {
+bool network_eval(EvalState *state, const Position &position, int *score) {
+    if (state->acc_hidden_size != network.hidden_size && !make_buffers(state)) {
         print_line("error initializing NN!");
         return false;
     }
-    const Position &position = thread->position;
     const Frame frame = frame_of(position);
-    select_head(thread);
-    thread->occupancy = occupied(position);
+    select_head(state, position);
+    state->occupancy = occupied(position);
 
-    const Starts starts = choose_starts(thread, frame);
-    AccumulatorCache &cache = thread->acc_snapshots[thread->eval_ply & (ACC_SNAPSHOTS - 1)];
+    const Starts starts = choose_starts(state, position, frame);
+    AccumulatorCache &cache = state->acc_snapshots[state->eval_ply & (ACC_SNAPSHOTS - 1)];
     const i16 *white_row;
     const i16 *black_row;
-    network_output_rows(thread, &white_row, &black_row);
+    network_output_rows(state, position.stm, &white_row, &black_row);
     const u32 sum = pass_perspective(position, frame, WHITE, starts.pass[WHITE], cache.white_acc, white_row) +
                     pass_perspective(position, frame, BLACK, starts.pass[BLACK], cache.black_acc, black_row);
-    record_pass(thread, frame, cache, starts.exact);
-    *score = score_of_sum(thread, static_cast<i32>(sum));
+    record_pass(state, position, frame, cache, starts.exact);
+    *score = score_of_sum(state, static_cast<i32>(sum));
     return true;
 }
 
-bool fill_accumulator(ThreadState *thread) {
-    if (!thread->acc_cache) return false;
-    const int half = thread->acc_hidden_size / 2;
+bool fill_accumulator(EvalState *state) {
+    if (!state->acc_cache) return false;
+    const int half = state->acc_hidden_size / 2;
     for (int node = 0; node < half; ++node) {
-        thread->accumulator[node] = static_cast<i16>(activate(thread->acc_cache->white_acc[node]));
-        thread->accumulator[half + node] = static_cast<i16>(activate(thread->acc_cache->black_acc[node]));
+        state->accumulator[node] = static_cast<i16>(activate(state->acc_cache->white_acc[node]));
+        state->accumulator[half + node] = static_cast<i16>(activate(state->acc_cache->black_acc[node]));
     }
     return true;
 }

@@ -46,7 +46,7 @@ TEST_F(ConsoleGameFile, Load) {
     expect_board("load games.pgn Alpha", "loading games.pgn, tag Alpha\nread 1 games\n\n");
     EXPECT_EQ(fen(), "r1bqkbnr/pppp1ppp/2n5/4p3/4P3/5N2/PPPP1PPP/RNBQKB1R w KQkq -");
     EXPECT_EQ(side_clock[0], 33.0f);
-    EXPECT_EQ(root_thread_state->game_stack[game_ply()].move, 0);
+    EXPECT_EQ(root_thread_state->game.game_stack[game_ply()].move, 0);
     // The first header block with the tag in any of its lines, and only that block's game.
     run("load games.pgn Alphabet");
     EXPECT_EQ(fen(), "rnbqkbnr/ppp1pppp/8/3p4/2PP4/8/PP2PPPP/RNBQKBNR b KQkq c3");

@@ -111,7 +111,7 @@ TEST_F(ConsoleGame, ReportsLeaveTheRecordedMovesAlone) {
 
 TEST_F(ConsoleGame, RedoEndsWithTheStack) {
     const Move moves[4] = {make_word(6, 21), make_word(62, 45), make_word(21, 6), make_word(45, 62)};
-    for (int i = 0; i < GAME_STACK_SIZE; ++i) root_thread_state->game_stack[i].move = moves[i % 4];
+    for (int i = 0; i < GAME_STACK_SIZE; ++i) root_thread_state->game.game_stack[i].move = moves[i % 4];
     for (int i = 0; i < GAME_STACK_SIZE + 100; ++i) run("]");
     EXPECT_EQ(game_ply(), GAME_STACK_LIMIT);
     run("jump 1");

@@ -82,7 +82,7 @@ TEST_F(ConsoleReport, NetworkReportIsTheNetworksScore) {
         const std::size_t at = printed.find(" nneval= ");
         ASSERT_NE(at, std::string::npos);
         int score = 0;
-        ASSERT_TRUE(network_eval(root_thread_state, &score));
+        ASSERT_TRUE(network_eval(&root_thread_state->eval, root_thread_state->position, &score));
         EXPECT_NEAR(std::atoi(printed.c_str() + at + 9), score, 1) << text;
     }
 }

@@ -73,15 +73,15 @@ std::string swap_wings(const std::string &fen) {
 
 struct HandEval : ::testing::Test {
     ThreadState *thread = start_engine();
-    EvalScratch &scratch = thread->scratch;
+    EvalScratch &scratch = thread->eval.scratch;
 
     ~HandEval() override { start_engine(); }
     // The score, computed with all snapshots and no help from the pawn cache.
     int score(const std::string &fen) {
         set_position_from_text(&thread->position, fen.c_str());
-        thread->eval_ply = 1;
+        thread->eval.eval_ply = 1;
         scratch.trace_on = 1;
-        const int result = hand_eval(thread);
+        const int result = hand_eval(&thread->eval, thread->position);
         scratch.trace_on = 0;
         return result;
     }
@@ -121,8 +121,8 @@ TEST_F(HandEval, ReferenceScores) {
         const int expected = std::stoi(fields[1]);
         ASSERT_EQ(score(fields[0]), expected) << fields[0];
         // Once more as a search has it: without snapshots, pawns from the cache.
-        thread->eval_ply = 3;
-        ASSERT_EQ(hand_eval(thread), expected) << fields[0];
+        thread->eval.eval_ply = 3;
+        ASSERT_EQ(hand_eval(&thread->eval, thread->position), expected) << fields[0];
         ++count;
     }
     EXPECT_GT(count, 1000);
@@ -192,26 +192,26 @@ TEST_F(HandEval, PawnStructure) {
 
 TEST_F(HandEval, PawnCacheAnswersBehindTheRoot) {
     set_position_from_text(&thread->position, "4k3/3pp3/8/8/8/8/3PP3/4K3 w - -");
-    const u64 probes = thread->pawn_probes, hits = thread->pawn_hits;
-    thread->eval_ply = 1;
-    const int expected = hand_eval(thread);
-    EXPECT_EQ(hand_eval(thread), expected);
-    EXPECT_EQ(thread->pawn_hits, hits);  // the root computes anew
-    thread->eval_ply = 2;
-    EXPECT_EQ(hand_eval(thread), expected);
-    EXPECT_EQ(thread->pawn_hits, hits + 1);
-    EXPECT_EQ(thread->pawn_probes, probes + 3);
+    const u64 probes = thread->eval.pawn_probes, hits = thread->eval.pawn_hits;
+    thread->eval.eval_ply = 1;
+    const int expected = hand_eval(&thread->eval, thread->position);
+    EXPECT_EQ(hand_eval(&thread->eval, thread->position), expected);
+    EXPECT_EQ(thread->eval.pawn_hits, hits);  // the root computes anew
+    thread->eval.eval_ply = 2;
+    EXPECT_EQ(hand_eval(&thread->eval, thread->position), expected);
+    EXPECT_EQ(thread->eval.pawn_hits, hits + 1);
+    EXPECT_EQ(thread->eval.pawn_probes, probes + 3);
     // A king that changes wings asks for another entry.
     set_position_from_text(&thread->position, "3k4/3pp3/8/8/8/8/3PP3/4K3 w - -");
-    hand_eval(thread);
+    hand_eval(&thread->eval, thread->position);
     set_position_from_text(&thread->position, "3k4/3pp3/8/8/8/8/3PP3/3K4 w - -");
-    hand_eval(thread);
-    EXPECT_EQ(thread->pawn_hits, hits + 1);
-    EXPECT_EQ(thread->pawn_probes, probes + 5);
+    hand_eval(&thread->eval, thread->position);
+    EXPECT_EQ(thread->eval.pawn_hits, hits + 1);
+    EXPECT_EQ(thread->eval.pawn_probes, probes + 5);
     // A piece makes no difference to it.
     set_position_from_text(&thread->position, "3k2r1/3pp3/8/8/8/8/3PP3/3K2R1 w - -");
-    hand_eval(thread);
-    EXPECT_EQ(thread->pawn_hits, hits + 2);
+    hand_eval(&thread->eval, thread->position);
+    EXPECT_EQ(thread->eval.pawn_hits, hits + 2);
 }
 
 TEST_F(HandEval, PassedPawnStates) {

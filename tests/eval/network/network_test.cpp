@@ -25,7 +25,7 @@ bool refuse_memory;
 
 int network_score(ThreadState *thread) {
     int score = 0;
-    EXPECT_TRUE(network_eval(thread, &score));
+    EXPECT_TRUE(network_eval(&thread->eval, thread->position, &score));
     return score;
 }
 
@@ -35,7 +35,7 @@ struct NetworkTest : ::testing::Test {
     // Sets up a position and evaluates it at `ply`.
     int score_of(const char *fen, int ply) {
         set_position_from_text(&thread->position, fen);
-        thread->eval_ply = static_cast<i16>(ply);
+        thread->eval.eval_ply = static_cast<i16>(ply);
         return network_score(thread);
     }
     // Loads a file (or source) and returns what was printed.
@@ -63,10 +63,11 @@ constexpr const char *KIWI = "r3k2r/p1ppqpb1/bn2pnp1/3PN3/1p2P3/2N2Q1p/PPPBBPPP/
 void random_step(ThreadState *thread, u32 &seed, const char *fen) {
     Position &position = thread->position;
     std::vector<Move> moves;
-    const MoveEntry *entry = thread->plies[thread->ply].move_list;
-    for (generate_all(&position); entry->move != END_OF_LIST; ++entry)
+    MoveEntry list[MOVE_LIST_SIZE];
+    generate_all(&position, list);
+    for (const MoveEntry *entry = list; entry->move != END_OF_LIST; ++entry)
         if (is_move_legal(&position, position.stm, entry->move)) moves.push_back(entry->move);
-    if (moves.empty() || thread->game_ply > 300) {
+    if (moves.empty() || thread->game.game_ply > 300) {
         set_position_from_text(&position, fen);
         return;
     }
@@ -74,13 +75,13 @@ void random_step(ThreadState *thread, u32 &seed, const char *fen) {
 }
 
 void compare_halves(ThreadState *thread, const ReferencePass &reference) {
-    ASSERT_TRUE(fill_accumulator(thread));
+    ASSERT_TRUE(fill_accumulator(&thread->eval));
     const int half = reference.sample->half();
     for (int node = 0; node < half; ++node) {
-        ASSERT_EQ(thread->acc_cache->white_acc[node], reference.sums[node]) << node;
-        ASSERT_EQ(thread->acc_cache->black_acc[node], reference.sums[half + node]) << node;
+        ASSERT_EQ(thread->eval.acc_cache->white_acc[node], reference.sums[node]) << node;
+        ASSERT_EQ(thread->eval.acc_cache->black_acc[node], reference.sums[half + node]) << node;
     }
-    for (int node = 0; node < 2 * half; ++node) ASSERT_EQ(thread->accumulator[node], reference.active[node]);
+    for (int node = 0; node < 2 * half; ++node) ASSERT_EQ(thread->eval.accumulator[node], reference.active[node]);
 }
 
 }  // namespace
@@ -278,11 +279,11 @@ TEST_F(NetworkTest, ForwardPassEqualsTheReference) {
             const int moves = next_random(seed) % 8 ? 1 : 5;
             for (int i = 0; i < moves; ++i) random_step(thread, seed, KIWI);
             const int ply = next_random(seed) % 20 ? 3 : 2;
-            thread->eval_ply = static_cast<i16>(ply);
+            thread->eval.eval_ply = static_cast<i16>(ply);
             const int expected = reference.evaluate(thread->position, ply);
             ASSERT_EQ(network_score(thread), expected);
-            ASSERT_EQ(thread->output_head, reference.head);
-            ASSERT_EQ(thread->raw_net_score, reference.raw);
+            ASSERT_EQ(thread->eval.output_head, reference.head);
+            ASSERT_EQ(thread->eval.raw_net_score, reference.raw);
             compare_halves(thread, reference);
             if (HasFatalFailure()) return;
             (reference.rebuilt ? rebuilt : incremental) += 1;
@@ -344,10 +345,10 @@ TEST_F(NetworkTest, DifferenceEqualsRebuild) {
     set_position_from_text(&thread->position, STARTPOS_FEN);
     for (int step = 0; step < 1500; ++step) {
         random_step(thread, seed, STARTPOS_FEN);
-        thread->eval_ply = 3;
+        thread->eval.eval_ply = 3;
         const int score = network_score(thread);
         EXPECT_EQ(network_score(thread), score);  // again, with no row applied
-        thread->eval_ply = 2;
+        thread->eval.eval_ply = 2;
         ASSERT_EQ(network_score(thread), score) << step;
     }
 }
@@ -362,11 +363,11 @@ TEST_F(NetworkTest, SnapshotServesOrNot) {
         const int clean = score_of(after, 1);
         score_of(before, 1);
         for (int node = 0; node < network.hidden_size / 2; ++node) {
-            thread->acc_cache->white_acc[node] = static_cast<i16>(20000 - thread->acc_cache->white_acc[node]);
-            thread->acc_cache->black_acc[node] = static_cast<i16>(10000 - thread->acc_cache->black_acc[node]);
+            thread->eval.acc_cache->white_acc[node] = static_cast<i16>(20000 - thread->eval.acc_cache->white_acc[node]);
+            thread->eval.acc_cache->black_acc[node] = static_cast<i16>(10000 - thread->eval.acc_cache->black_acc[node]);
         }
         const int score = score_of(after, ply);
-        const bool raw_kept = thread->acc_cache->white_acc[0] > 10000;
+        const bool raw_kept = thread->eval.acc_cache->white_acc[0] > 10000;
         EXPECT_TRUE(raw_kept || score == clean);
         return raw_kept;
     };
@@ -412,20 +413,20 @@ TEST_F(NetworkTest, NearestPassEqualsLastPass) {
                 set_position_from_text(&thread->position, start);
             }
             random_step(thread, seed, start);
-            thread->eval_ply = other->eval_ply = static_cast<i16>(1 + next_random(seed) % 12);
+            thread->eval.eval_ply = other->eval.eval_ply = static_cast<i16>(1 + next_random(seed) % 12);
             set_position_from_text(&other->position, fen_of(thread->position).c_str());
             network.never_saturates = in_range;
             const int nearest = network_score(thread);
             network.never_saturates = false;
             ASSERT_EQ(nearest, network_score(other)) << step;
-            ASSERT_EQ(thread->raw_net_score, other->raw_net_score) << step;
+            ASSERT_EQ(thread->eval.raw_net_score, other->eval.raw_net_score) << step;
             for (int node = 0; node < network.hidden_size / 2; ++node) {
-                ASSERT_EQ(thread->acc_cache->white_acc[node], other->acc_cache->white_acc[node]) << step;
-                ASSERT_EQ(thread->acc_cache->black_acc[node], other->acc_cache->black_acc[node]) << step;
+                ASSERT_EQ(thread->eval.acc_cache->white_acc[node], other->eval.acc_cache->white_acc[node]) << step;
+                ASSERT_EQ(thread->eval.acc_cache->black_acc[node], other->eval.acc_cache->black_acc[node]) << step;
             }
         }
     }
-    free_network_buffers(other);
+    free_network_buffers(&other->eval);
     free_thread_state(other);
 }
 
@@ -461,14 +462,14 @@ TEST_F(NetworkTest, HeadsByMaterial) {
     load("embedded");
     for (const auto &[fen, head] : heads) {
         score_of(fen, 1);
-        EXPECT_EQ(thread->output_head, head) << fen;
+        EXPECT_EQ(thread->eval.output_head, head) << fen;
     }
     score_of("4k2r/8/8/8/8/8/8/4KQ2 w - -", 1);
-    EXPECT_EQ(thread->net_material[0], 5);
-    EXPECT_EQ(thread->net_material[1], 5);
+    EXPECT_EQ(thread->eval.net_material[0], 5);
+    EXPECT_EQ(thread->eval.net_material[1], 5);
     score_of("r1bqk2r/pp6/8/8/8/8/PPPP4/RN1QKB2 w - -", 1);
     const i16 counts[10] = {4, 1, 1, 1, 1, 2, 0, 1, 2, 1};
-    for (int i = 0; i < 10; ++i) EXPECT_EQ(thread->piece_counts[i], counts[i]) << i;
+    for (int i = 0; i < 10; ++i) EXPECT_EQ(thread->eval.piece_counts[i], counts[i]) << i;
 }
 
 TEST_F(NetworkTest, BareKingsHoldBiasesAndTwoRows) {
@@ -478,9 +479,9 @@ TEST_F(NetworkTest, BareKingsHoldBiasesAndTwoRows) {
     const auto row = [half](int index) { return network.first_layer + static_cast<std::size_t>(index) * half; };
     for (int node = 0; node < half; ++node) {
         // e1 and e8 in white's frame; black's is turned upside down.
-        EXPECT_EQ(thread->acc_cache->white_acc[node],
+        EXPECT_EQ(thread->eval.acc_cache->white_acc[node],
                   network.hidden_biases[node] + row(320 + 4)[node] + row(704 + 60)[node]);
-        EXPECT_EQ(thread->acc_cache->black_acc[node],
+        EXPECT_EQ(thread->eval.acc_cache->black_acc[node],
                   network.hidden_biases[half + node] + row(320 + 4)[node] + row(704 + 60)[node]);
     }
 }
@@ -494,7 +495,7 @@ TEST_F(NetworkTest, ScoreStaysInBounds) {
     load(write_network(sample, "tarn_bounds.bin"));
     const int white = score_of(KIWI, 1);
     EXPECT_EQ(std::abs(white), 2500);
-    EXPECT_GT(std::fabs(thread->raw_net_score) * 32767.0, 2147483648.0);  // far outside of an integer
+    EXPECT_GT(std::fabs(thread->eval.raw_net_score) * 32767.0, 2147483648.0);  // far outside of an integer
     sample.output_scale = -32768;
     load(write_network(sample, "tarn_bounds.bin"));
     EXPECT_EQ(score_of(KIWI, 1), -white);
@@ -516,7 +517,7 @@ TEST_F(NetworkTest, ChangeOfNetworkLeavesNothingBehind) {
             reference.sample = sample;
             set_position_from_text(&thread->position, KIWI);
             EXPECT_EQ(score_of(KIWI, 5), reference.evaluate(thread->position, 1));
-            EXPECT_EQ(thread->acc_hidden_size, sample->hidden_size);
+            EXPECT_EQ(thread->eval.acc_hidden_size, sample->hidden_size);
             compare_halves(thread, reference);
         }
 }
@@ -526,11 +527,11 @@ TEST_F(NetworkTest, OutputRowsFollowTheSideToMove) {
     const i16 *white_row;
     const i16 *black_row;
     score_of("r3k2r/8/8/8/8/8/8/4K3 w - -", 1);
-    network_output_rows(thread, &white_row, &black_row);
+    network_output_rows(&thread->eval, thread->position.stm, &white_row, &black_row);
     EXPECT_EQ(white_row, network.output_rows + 2 * network.hidden_size);
     EXPECT_EQ(black_row, white_row + network.hidden_size / 2);
     score_of("r3k2r/8/8/8/8/8/8/4K3 b - -", 1);
-    network_output_rows(thread, &white_row, &black_row);
+    network_output_rows(&thread->eval, thread->position.stm, &white_row, &black_row);
     EXPECT_EQ(black_row, network.output_rows + 2 * network.hidden_size);
     EXPECT_EQ(white_row, black_row + network.hidden_size / 2);
 }
@@ -551,21 +552,21 @@ TEST_F(NetworkTest, FailedAllocation) {
     ThreadState *other = allocate_thread_state(3);
     ASSERT_NE(other, nullptr);
     set_position_from_text(&other->position, KIWI);
-    other->eval_ply = 3;
+    other->eval.eval_ply = 3;
     refuse_memory = true;
     ::testing::internal::CaptureStdout();
     int score = 77;
-    const bool done = network_eval(other, &score);
+    const bool done = network_eval(&other->eval, other->position, &score);
     const std::string printed = ::testing::internal::GetCapturedStdout();
     refuse_memory = false;
     EXPECT_FALSE(done);
     EXPECT_EQ(score, 77);
     EXPECT_EQ(printed, "error initializing NN!\n");
-    EXPECT_EQ(other->accumulator, nullptr);
+    EXPECT_EQ(other->eval.accumulator, nullptr);
     EXPECT_EQ(network_score(other), score_of(KIWI, 1));  // memory is back
-    free_network_buffers(other);
-    EXPECT_EQ(other->acc_cache, nullptr);
-    free_network_buffers(other);
+    free_network_buffers(&other->eval);
+    EXPECT_EQ(other->eval.acc_cache, nullptr);
+    free_network_buffers(&other->eval);
     free_thread_state(other);
 }
 

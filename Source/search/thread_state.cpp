@@ -1,5 +1,5 @@
-// The one owner of the thread records: the master, the workers' pointers, making and freeing a record.
-#include "board/thread_state.h"
+// The thread records: the master, the workers' pointers, allocation.
+#include "search/thread_state.h"
 
 #include <cstring>
 #include <new>
@@ -11,8 +11,8 @@ ThreadState *allocate_thread_state(u8 id) {
     ThreadState *thread = new (std::nothrow) ThreadState();
     if (!thread) return nullptr;
     thread->thread_id = id;
-    thread->ply = 1;
-    thread->position.owner = thread;
+    thread->game.ply = 1;
+    thread->position.game = &thread->game;
     thread->position.king_sq[0] = thread->position.king_sq[1] = NO_SQUARE;
     thread->position.ep_square = NO_SQUARE;
     if (id == MASTER_THREAD_ID) std::memset(static_cast<void *>(thread->move_pool), 0xFF, sizeof thread->move_pool);

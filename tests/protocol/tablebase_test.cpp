@@ -63,6 +63,19 @@ static std::string fen_of_board(const std::string &board) {
 
 class Tablebases : public SolvedTables {};
 
+// A list of directories near its longest, by option and by command line; the tables are in the last one.
+TEST_F(Tablebases, ALongListOfDirectories) {
+    std::string list;
+    while (list.size() < 31000) list += "/none/" + std::string(100, 'd') + ";";
+    list += directory->path;
+    const std::string found = "info string Found 5 WDL, 0 DTM and 5 DTZ tablebase files. Largest 3-men";
+    Session session({"-tbpath", list});
+    EXPECT_EQ(std::count(session.start_lines.begin(), session.start_lines.end(), found), 1);
+    const auto lines = session.ask("setoption name SyzygyPath value " + list);
+    EXPECT_EQ(std::count(lines.begin(), lines.end(), found), 1);
+    EXPECT_EQ(quit_program(&session.program), 0);
+}
+
 // A table file that is emptied between two searches: the next one does without the table.
 TEST_F(Tablebases, AFileCutBetweenSearches) {
     ScratchDirectory copy;

@@ -10,12 +10,8 @@ set -u
 # source folder itself.
 FLOORS="platform base board formats eval,tablebase,book search control tools main"
 
-# Known exceptions. Each goes with the move that removes its cause; nothing new is added here.
-# Files of `control` that count as the floor `base`.
-BASE_FOR_NOW=""
-# Includes that point up, as "FILE>HEADER": a file of the floor `main`.
-UPWARD_FOR_NOW=""
-# Rings, as the names of their members without folders, in alphabetical order.
+# Rings that are still there, as the names of their members without folders, in alphabetical order. Each
+# goes with the move that breaks it; nothing new is added.
 RINGS_FOR_NOW="
 attacks position thread_state
 interior quiescence
@@ -39,26 +35,13 @@ list_includes() {
 # Reads those lines; prints a breach for each include that points up or sideways and for each ring.
 # A room is a header with its source; the halves of a platform file are one room.
 check_graph() {
-    awk -v floors="$FLOORS" -v base="$BASE_FOR_NOW" -v upward="$UPWARD_FOR_NOW" -v rings="$RINGS_FOR_NOW" '
+    awk -v floors="$FLOORS" -v rings="$RINGS_FOR_NOW" '
         function room_of(file) {
             sub(/\.[A-Za-z]+$/, "", file); sub(/^platform\/(posix|windows)\//, "platform/", file)
             return file
         }
         function folder_of(file) {
-            if (room_of(file) in is_base) return "base"
             return file ~ /\// ? substr(file, 1, index(file, "/") - 1) : "main"
-        }
-        # True if an entry "FILE>HEADER" of the exceptions covers the include; "*" covers anything.
-        function excepted(file, header,   i, sides) {
-            for (i = 1; i <= exceptions; ++i) {
-                split(exception[i], sides, ">")
-                if (covers(sides[1], room_of(file)) && covers(sides[2], header)) return 1
-            }
-            return 0
-        }
-        function covers(pattern, text) {
-            if (pattern ~ /\*$/) return index(text, substr(pattern, 1, length(pattern) - 1)) == 1
-            return pattern == text
         }
         function number_of(room) {
             if (!(room in number)) { number[room] = ++rooms; name[rooms] = room }
@@ -70,16 +53,13 @@ check_graph() {
                 folders = split(floor_list[i], folder, ",")
                 for (j = 1; j <= folders; ++j) floor[folder[j]] = i
             }
-            count = split(base, entry, " ")
-            for (i = 1; i <= count; ++i) is_base[entry[i]] = 1
-            exceptions = split(upward, exception, " ")
             known = split(rings, known_ring, "\n")
         }
         {
             from = folder_of($1); to = folder_of($2)
             if (!(from in floor) || !(to in floor)) {
                 print $1 ": a folder without a floor (" (from in floor ? to : from) ")"
-            } else if (from != to && floor[to] >= floor[from] && !excepted($1, $2)) {
+            } else if (from != to && floor[to] >= floor[from]) {
                 print $1 ": may not include \"" $2 "\", which is on a higher floor or beside it"
             }
             a = number_of(room_of($1)); b = number_of(room_of($2))
@@ -153,24 +133,22 @@ self_test() {
     tree=$scratch/tree
     mkdir -p "$tree/platform/posix" "$tree/platform/windows" "$tree/board" "$tree/eval/network" "$tree/book" \
         "$tree/search" "$tree/attic"
-    BASE_FOR_NOW="search/words" UPWARD_FOR_NOW="search/odd>tools/*" RINGS_FOR_NOW="
+    RINGS_FOR_NOW="
 known_a known_b
 gone_a gone_b
 "
     mkdir -p "$tree/tools"
     echo '#include <poll.h>' >"$tree/platform/posix/a.cpp"
     echo '#include <windows.h>' >"$tree/platform/windows/a.cpp"
-    printf '#pragma once\n' >"$tree/search/words.h"
     printf '#pragma once\n' >"$tree/tools/t.h"
     printf '#pragma once\n#include "board/x.h"\n#include "eval/e.h"\n' >"$tree/search/s.h"
     printf '#include "search/s.h"\n' >"$tree/search/s.cpp"
-    printf '#pragma once\n#include "search/words.h"\n' >"$tree/board/x.h"
+    printf '#pragma once\n' >"$tree/board/x.h"
     printf '#pragma once\n' >"$tree/eval/e.h"
     printf '#include "eval/e.h"\n' >"$tree/eval/network/n.cpp"
     printf '#pragma once\n#include "search/known_b.h"\n' >"$tree/search/known_a.h"
     printf '#pragma once\n' >"$tree/search/known_b.h"
     printf '#include "search/known_a.h"\n' >"$tree/search/known_b.cpp"
-    printf '#include "tools/t.h"\n' >"$tree/search/odd.cpp"
     printf '#include "tools/t.h"\n' >"$tree/main.cpp"
     if ! (check "$tree") >"$scratch/out.txt"; then
         echo "a sound tree was refused:"; cat "$scratch/out.txt"; exit 1

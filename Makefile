@@ -16,32 +16,53 @@ NETWORK_OPTIONS = --from "$(FROM)" --folder "$(FOLDER)" $(if $(POSITIONS),--posi
     $(if $(filter file,$(origin THREADS)),,--threads $(THREADS)) $(if $(filter yes,$(REPLACE)),--replace)
 
 PROGRAM := build/release/tarn
+EVERYDAY := build/everyday/tarn
 BUILD_PACKAGES := g++ cmake ninja-build
 TEST_PACKAGES := $(BUILD_PACKAGES) libgtest-dev
+LINT_PACKAGES := $(BUILD_PACKAGES) libgtest-dev clang-format clang-tidy-19
 
-.PHONY: build run test play bench install asan tsan clang windows network clean help
+.PHONY: build everyday run test play bench install asan tsan clang windows network lint perf profile clean help
 
+# The program as it is played: trained on its benchmark, and trained anew when a source has changed.
 build:
 	@scripts/need_packages.sh $(BUILD_PACKAGES)
-	@# The tests need more packages than the program, so that a first build leaves them out.
-	@test -f build/release/build.ninja || cmake --preset release -DTARN_TESTS=OFF
+	@cmake --preset release
 	@cmake --build build/release --target tarn
 
-# Its input ends behind "go", and the program ends by itself when the result is printed.
-run: build
+# The program for every day: built in a minute, a little slower. The tests need more packages than
+# the program, so that a first build leaves them out.
+everyday:
+	@scripts/need_packages.sh $(BUILD_PACKAGES)
+	@test -f build/everyday/build.ninja || cmake --preset everyday -DTARN_TESTS=OFF
+	@cmake --build build/everyday --target tarn
+
+# Its input ends after "go", and the program ends by itself when the result is printed.
+run: everyday
 	@if [ -n "$$FEN" ]; then position="fen $$FEN"; else position=startpos; fi; \
 	printf 'setoption name OwnBook value false\nsetoption name Threads value %s\nposition %s\ngo depth %s\n' \
-	    "$$THREADS" "$$position" "$$DEPTH" | $(PROGRAM)
+	    "$$THREADS" "$$position" "$$DEPTH" | $(EVERYDAY)
 
 test:
 	@scripts/need_packages.sh $(TEST_PACKAGES)
-	@cmake --preset release -DTARN_TESTS=ON
-	@cmake --build build/release
+	@cmake --preset everyday -DTARN_TESTS=ON
+	@cmake --build build/everyday
 	@test -d ../shared/golden || echo "no reference data beside the project: the tests that need it are skipped"
-	@ctest --test-dir build/release --output-on-failure
+	@ctest --test-dir build/everyday --output-on-failure
 
-play: build
-	@$(PROGRAM) -c
+play: everyday
+	@$(EVERYDAY) -c
+
+# clang-format for the layout, clang-tidy for names, unused includes and bug checks.
+lint:
+	@scripts/need_packages.sh $(LINT_PACKAGES)
+	@scripts/lint.sh
+
+# Where a search spends its time: `make perf` samples the processor, `make profile` counts instructions.
+perf profile:
+	@scripts/need_packages.sh $(BUILD_PACKAGES) $(if $(filter perf,$@),linux-perf,valgrind)
+	@cmake -S . -B build/profile -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DTARN_TESTS=OFF
+	@cmake --build build/profile --target tarn
+	@scripts/$@.sh build/profile/tarn
 
 bench: build
 	@scripts/need_packages.sh $(BUILD_PACKAGES) libbenchmark-dev
@@ -83,7 +104,9 @@ help:
 	@echo "              build the program and analyse a position (the start position by default)"
 	@echo "make test     build everything and run the tests"
 	@echo "make play     build the program and start its console for a person"
-	@echo "make build    build $(PROGRAM), the file that a chess interface wants"
+	@echo "make build    build $(PROGRAM), the file for a chess GUI, trained on its benchmark"
+	@echo "make lint     check layout, names and includes"
+	@echo "make perf     sample where a search spends its time; make profile counts instructions"
 	@echo "make bench    build and run the benchmarks"
 	@echo "make install [PREFIX=/usr/local]"
 	@echo "              put the program into PREFIX/bin"

@@ -10,6 +10,7 @@ present() {
         g++) command -v "${CXX:-g++}" >/dev/null 2>&1 || command -v clang++ >/dev/null 2>&1 ;;
         clang) command -v clang++ >/dev/null 2>&1 ;;
         cmake) command -v cmake >/dev/null 2>&1 ;;
+        linux-perf) command -v perf >/dev/null 2>&1 ;;
         ninja-build) command -v ninja >/dev/null 2>&1 ;;
         libgtest-dev) has_header gtest/gtest.h ;;
         libbenchmark-dev) has_header benchmark/benchmark.h ;;

@@ -77,7 +77,7 @@ TEST(BookGame, FromGamesToMoves) {
     EXPECT_EQ(
         make_book_of("club.pgn", scratch),
         (std::vector<std::string>{" Creating file tmp_book.bin from games in club.pgn", "", "writing book file ...",
-                                  "games= 6, nmoves= 8", "book contains 8 moves", "done"}));
+                                  "ngames= 6, nmoves= 8", "book contains 8 moves", "done"}));
     std::filesystem::rename(scratch.file("tmp_book.bin"), scratch.file("tarn_book.bin"));
 
     Program program({}, scratch.path);
@@ -104,7 +104,7 @@ TEST(BookGame, FromRealGamesToMoves) {
     const auto made = make_book_of("openings.pgn", scratch);
     ASSERT_EQ(made.size(), 6u);
     EXPECT_EQ(made[1], ".") << "one dot for the first 1024 games";
-    EXPECT_EQ(made[3].rfind("games= 2000, nmoves= ", 0), 0u);
+    EXPECT_EQ(made[3].rfind("ngames= 2000, nmoves= ", 0), 0u);
     std::filesystem::rename(scratch.file("tmp_book.bin"), scratch.file("mine.bin"));
 
     Program program({"-book", "mine.bin"}, scratch.path);

@@ -208,7 +208,7 @@ static bool apply_switch(SwitchId id, const char *value, const char *second, Com
 }
 
 static bool matches(const SwitchRow &row, const char *argument) {
-    // The one switch that may stand anywhere in the argument.
+    // The one switch that may be anywhere in the argument.
     if (row.id == SW_SCAN_PGN) return std::strstr(argument, row.name) != nullptr;
     return std::strcmp(argument, row.name) == 0;
 }

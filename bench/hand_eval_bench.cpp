@@ -12,7 +12,7 @@
 
 namespace {
 
-// The roots and every position one legal move behind them: neighbours as a search evaluates them.
+// The roots and every position one legal move after them: neighbours as a search evaluates them.
 std::vector<Position> search_positions(ThreadState *thread) {
     std::vector<Position> positions;
     for (const char *fen : BENCH_POSITIONS) {

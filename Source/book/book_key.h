@@ -1,4 +1,4 @@
-// The key under which a position stands in book files. It has nothing to do with Position::key and
+// The key of a position in book files. It has nothing to do with Position::key and
 // never enters the transposition table.
 #pragma once
 

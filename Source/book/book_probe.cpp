@@ -21,7 +21,7 @@ static bool read_record_at(std::FILE *file, long index, BookRecord *record) {
     return true;
 }
 
-// Lower bound over the records of the file, then the run of equal keys behind it. The last record is
+// Lower bound over the records of the file, then the run of equal keys after it. The last record is
 // read by its place before the end: in a file with a broken tail it is a record of its own making,
 // which no key matches.
 int book_find_records(std::FILE *file, u64 key, BookRecord *list) {

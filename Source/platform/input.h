@@ -10,7 +10,7 @@ int input_bytes_waiting();
 int input_read(char *buffer, int size);
 // Console: true when a line can be read without waiting for the first key.
 bool input_key_waiting();
-// Returns when input can be read or has ended, after about so many milliseconds at the latest. A system
+// Waits until input is readable or closed, or until `milliseconds` have passed. A system
 // that can't wait for input returns after one millisecond.
 void input_wait(int milliseconds);
 // Reads one line, blocking, at most size - 1 characters, line end included; false at end of input.

@@ -7,7 +7,7 @@
 // the three standard streams must be open.
 void prepare_process();
 
-// The current directory, at most size - 1 characters; empty text when it can't be told.
+// The current directory, at most size - 1 characters; empty if it is unknown.
 void working_directory(char *buffer, int size);
 bool delete_file(const char *path);  // true when the file is gone afterwards or was never there
 bool file_exists(const char *path);

@@ -1,7 +1,7 @@
 // Replacing a file by another in one step, so that a name always has its old or its new content.
 #pragma once
 
-// What stands under a name that is to be written.
+// What a name that is to be written refers to.
 enum TargetKind {
     TARGET_NONE,       // nothing yet
     TARGET_FILE,       // a regular file that may be written

@@ -9,7 +9,7 @@
 #include "search/search_state.h"
 
 // Middle games and endings of mixed kind. Position 9 repeats 3 on purpose: with the hash cleared in
-// between, both searches have to count alike. The blank behind position 10 does no harm.
+// between, both searches have to count alike. The blank after position 10 does no harm.
 // clang-format off
 const char *const BENCH_POSITIONS[BENCH_COUNT] = {
     "r1bqkb1r/pp1ppppp/2n2n2/8/3NP3/2N5/PPP2PPP/R1BQKB1R b KQkq -",

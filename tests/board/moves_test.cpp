@@ -94,7 +94,7 @@ TEST_F(MovesTest, EnPassantThatUncoversTheKingOnTheRank) {
 }
 
 TEST_F(MovesTest, EnPassantNeedsItsVictim) {
-    // The target is told, the pawn is not there: no such capture.
+    // The target is set, but the pawn is not there: no such capture.
     Position *position = set_up("4k3/8/8/4P3/8/8/8/4K3 w - d6");
     EXPECT_EQ(move_of(position, "e5d6"), 0);
     position = set_up("4k3/8/8/4P3/8/8/8/4K3 w - d1");

@@ -171,7 +171,7 @@ TEST_F(BookMaker, UnknownResultAndSetUpPositionsAreSkipped) {
     EXPECT_EQ(start_moves(records), "");
     ASSERT_EQ(records.size(), 1u);
     EXPECT_EQ(records[0].move, book_code("h7h5"));
-    EXPECT_NE(printed.find("games= 23, nmoves= 2\n"), std::string::npos);
+    EXPECT_NE(printed.find("\nngames= 23, nmoves= 2\n"), std::string::npos);
 }
 
 TEST_F(BookMaker, CommentsVariationsAndMarks) {
@@ -208,13 +208,13 @@ TEST_F(BookMaker, CastlingInLettersAndZeros) {
 TEST_F(BookMaker, NoResultTagMergesGames) {
     const auto records = make_from(games(5, "1-0", "e4\n[Event \"next\"]\nd5 exd5"));
     EXPECT_EQ(records.size(), 2u);
-    EXPECT_NE(printed.find("games= 5, nmoves= 3\n"), std::string::npos);
+    EXPECT_NE(printed.find("\nngames= 5, nmoves= 3\n"), std::string::npos);
 }
 
 TEST_F(BookMaker, TextBeforeTheFirstTagIsNoGame) {
-    start_engine();  // whatever stands on the board before
+    start_engine();  // whatever is on the board before
     EXPECT_EQ(start_moves(make_from("e4 e5\ne4 e5\ne4 e5\ne4 e5\ne4 e5\n" + games(5, "1-0", "d4"))), "d2d4=20 ");
-    EXPECT_NE(printed.find("games= 5, nmoves= 1\n"), std::string::npos);
+    EXPECT_NE(printed.find("\nngames= 5, nmoves= 1\n"), std::string::npos);
 }
 
 TEST_F(BookMaker, PlyLimitIsLookedAtBetweenLines) {
@@ -254,7 +254,7 @@ TEST_F(BookMaker, BinaryInput) {
     EXPECT_TRUE(make_from(noise).empty());
     EXPECT_EQ(start_moves(make_from(std::string("\0\0\n\0", 4) + games(5, "1-0", "e4"))), "e2e4=20 ");
     EXPECT_TRUE(make_from("").empty());
-    EXPECT_NE(printed.find("games= 0, nmoves= 0\nbook contains 0 moves\ndone\n"), std::string::npos);
+    EXPECT_NE(printed.find("\nngames= 0, nmoves= 0\nbook contains 0 moves\ndone\n"), std::string::npos);
 }
 
 TEST_F(BookMaker, DotForEvery1024Games) {

@@ -377,7 +377,7 @@ static void check_printed(const Expected &expected, const std::string &path) {
     std::snprintf(selecting, sizeof selecting, "selecting %s%s", SQUARE_NAMES[from_of(move)],
                   SQUARE_NAMES[to_of(move)]);
     EXPECT_EQ(printed.back(), selecting);
-    // A long list is cut in the reference: "..." stands before its last line.
+    // A long list is cut in the reference: "..." comes before its last line.
     for (std::size_t i = 0; i < expected.console.size() && expected.console[i] != "..."; ++i)
         EXPECT_EQ(printed.at(i), expected.console[i]);
     EXPECT_EQ(printed.at(printed.size() - 2), expected.console.back());

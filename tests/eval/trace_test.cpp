@@ -129,7 +129,7 @@ TEST_F(Trace, NetworkNodeByNode) {
     ++network.generation;
     network.hidden_biases[3] = 1500;
     network.output_rows[3] = 150;
-    network.hidden_biases[half + 7] = -6400;  // -100 behind the activation
+    network.hidden_biases[half + 7] = -6400;  // -100 after the activation
     network.output_rows[half + 7] = -300;
     EXPECT_EQ(nodes("rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq -"),
               "HL1wp nodes contributing more than 20 cp\n"

@@ -96,7 +96,7 @@ TEST(PgnParse, CommentScores) {
     EXPECT_EQ(score_of("{-95.00/1}"), -9000);
     EXPECT_EQ(score_of("{0.25}"), 0);    // no slash
     EXPECT_EQ(score_of("{.5/3}"), 0);    // under three characters
-    EXPECT_EQ(score_of("{.50/3}"), 50);  // three, counted behind the brace
+    EXPECT_EQ(score_of("{.50/3}"), 50);  // three, counted after the brace
     EXPECT_EQ(score_of("{89.999/4}"), 8999);
     EXPECT_EQ(score_of("{nan/4}"), 0);
     EXPECT_EQ(score_of("{1e300/4}"), 9000);

@@ -1,4 +1,4 @@
-// --help, --version and `bench`: what they print, that they end at once and leave no file behind.
+// --help, --version and `bench`: what they print, that they end at once and leave no file.
 #include <algorithm>
 #include <filesystem>
 

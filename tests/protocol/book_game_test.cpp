@@ -19,7 +19,7 @@ static std::string repeated_games(int count, const std::string &result, const st
     return text;
 }
 
-// The tool's own lines: what stands behind the program's start-up lines.
+// The tool's own lines: what comes after the program's start-up lines.
 static std::vector<std::string> make_book_of(const std::string &pgn, const ScratchDirectory &scratch) {
     int status = -1;
     auto lines = run_program({"-mkbook", pgn}, "", scratch.path, &status);
@@ -160,7 +160,8 @@ TEST(BookGame, ThirdOccurrenceIsRefused) {
     ScratchDirectory scratch;
     ASSERT_TRUE(write_file(scratch.file("tarn_book.bin"), book_of_lines({"g1f3 g8f6 f3g1 f6g8"})));
     Program program({}, scratch.path);
-    EXPECT_TRUE(is_book_turn(turn(&program, "g1f3 g8f6 f3g1"))) << "the start position stands for the second time";
+    EXPECT_TRUE(is_book_turn(turn(&program, "g1f3 g8f6 f3g1")))
+        << "the start position is on the board for the second time";
     const auto lines = turn(&program, "g1f3 g8f6 f3g1 f6g8 g1f3 g8f6 f3g1");
     EXPECT_FALSE(is_book_turn(lines)) << "for the third time: a search decides";
     EXPECT_EQ(quit_program(&program), 0);

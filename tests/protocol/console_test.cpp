@@ -85,7 +85,7 @@ TEST(ConsoleProgram, AConversation) {
     EXPECT_EQ(quit_program(&console.program), 0);
 }
 
-// A line that is no move is answered, and "nonsense" behind it too.
+// A line that is no move is answered, and "nonsense" after it too.
 TEST(ConsoleProgram, Nonsense) {
     Console console;
     for (const std::string &line :
@@ -152,7 +152,7 @@ TEST(ConsoleProgram, MvPlaysAMove) {
     console.program.send("mv");
     const std::string statistics = console.program.wait_for("move= ");
     const std::string move = statistics.substr(6, 4);
-    console.program.wait_for("black");  // it stands on the board
+    console.program.wait_for("black");  // it is on the board
     console.all_of("undo");
     EXPECT_EQ(console.all_of("]")[0], "1. move " + move);
     EXPECT_EQ(quit_program(&console.program), 0);
@@ -416,7 +416,7 @@ TEST(ConsoleProgram, TheConversationOfTheReadme) {
             EXPECT_NE(console.program.wait_for(varying), "") << line;
             continue;
         }
-        // Lines of a search's start and its last summary stand between; they are left out on the page.
+        // Lines of a search's start and its last summary come between; the page leaves them out.
         std::string printed;
         do ASSERT_TRUE(console.program.read_line(&printed)) << line;
         while (printed != line &&

@@ -60,7 +60,7 @@ TEST(Readme, OptionsAreThoseOfTheProgram) {
         const Lines &row = rows[i];
         ASSERT_EQ(row.size(), 6u);
         std::string line = "option name " + without_ticks(row[0]) + " type " + row[1];
-        if (row[0] == "`UCI_Elo`") {  // the machine's own figure stands there
+        if (row[0] == "`UCI_Elo`") {  // the machine's own figure is printed
             EXPECT_EQ(row[2], "measured");
             EXPECT_EQ(row[3], "1500");
             EXPECT_EQ(row[4], "measured");
@@ -75,7 +75,7 @@ TEST(Readme, OptionsAreThoseOfTheProgram) {
 }
 
 TEST(Readme, SwitchesAreThoseOfTheCommandLine) {
-    // The names stand as text in the table of the source.
+    // The names are text in the table of the source.
     const std::string source = read_file(project_path("Source/command_line.cpp"));
     std::set<std::string> known, described;
     for (std::size_t at = source.find("{\"-"); at != std::string::npos; at = source.find("{\"-", at + 1))

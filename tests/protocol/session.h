@@ -18,7 +18,7 @@ struct Session {
         start_lines = program.lines_until("readyok");
         start_lines.pop_back();
     }
-    // Sends the line and returns what was printed up to the "readyok" behind it.
+    // Sends the line and returns what was printed up to the "readyok" that answers it.
     std::vector<std::string> ask(const std::string &line) {
         program.send(line);
         program.send("isready");
@@ -33,7 +33,7 @@ struct Session {
     }
 };
 
-// The number behind a keyword of the last information line that has it; -1 without one.
+// The number after a keyword of the last information line that has it; -1 without one.
 inline long long info_value(const std::vector<std::string> &lines, const std::string &keyword) {
     for (auto line = lines.rbegin(); line != lines.rend(); ++line) {
         const std::size_t at = line->find(" " + keyword + " ");

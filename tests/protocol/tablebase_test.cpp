@@ -202,7 +202,7 @@ TEST(TablebasesReference, RootPositions) {
         session.ask("position fen " + fen);
         const auto lines = session.search("go depth 2");
         std::string head;
-        // Promotions to different pieces stand there with the same squares.
+        // Promotions to different pieces are listed with the same squares.
         std::vector<std::string> printed = kept_moves(lines, &head);
         printed.erase(std::unique(printed.begin(), printed.end()), printed.end());
         std::sort(kept.begin(), kept.end());
@@ -314,7 +314,7 @@ TEST(TablebasesReference, HoldsDrawsOfFourMen) {
     use_tables("");
 }
 
-// Moves that the tables rule out have no line, and no other line stands for theirs.
+// Moves that the tables rule out have no line, and no other line takes its place.
 TEST_F(Tablebases, AsManyLinesAsMovesThatAreSearched) {
     Session session;
     give_tables(&session, directory->path);

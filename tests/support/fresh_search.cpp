@@ -23,7 +23,7 @@ SearchResult fresh_search(const std::string &fen, int depth, int hash_mb) {
     }
     hash_age = 0;
     clear_hash_table();
-    // Clearing leaves the units behind the requested size as they were: a fresh state has them empty.
+    // Clearing leaves the units after the requested size as they were: a fresh state has them empty.
     for (i64 unit = hash_entries; hash_memory && unit < (hash_entries | 16); ++unit) {
         hash_memory[unit].low = 0;
         hash_memory[unit].high = 0;

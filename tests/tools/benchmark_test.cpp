@@ -31,7 +31,7 @@ TEST(Benchmark, CountsRepeatWithOneThread) {
     const std::string nodes = bench_nodes({"-pbench", "-d", "5"}, directory);
     EXPECT_GT(std::stod(nodes), 20000.0);
     EXPECT_EQ(bench_nodes({"-pbench", "-d", "5"}, directory), nodes);
-    // With search threads the last line of each search comes behind its end and so counts more nodes.
+    // With search threads the last line of each search comes after its end and so counts more nodes.
     const std::string threaded = bench_nodes({"-bench", "-d", "5"}, directory);
     EXPECT_GE(std::stod(threaded), std::stod(nodes));
     EXPECT_EQ(bench_nodes({"-bench", "-d", "5"}, directory), threaded);

@@ -109,7 +109,7 @@ TEST(MalformedInput, StartPositionsThatCannotBePlayed) {
               "no usable start positions in mybook_2mv.epd\n");
 }
 
-// A good line amid bad ones still counts, and noise does not spoil what stands before it.
+// A good line amid bad ones still counts, and noise does not spoil what comes before it.
 TEST(MalformedInput, GoodLinesAmidNoise) {
     ScratchDirectory directory;
     const std::string good = "6k1/5ppp/8/8/8/8/8/R5K1 w - - bm Ra8; ce 5; gr 1.0;\n";

@@ -68,7 +68,7 @@ static std::string pruned(const std::vector<TrainRecord> &records, const Scratch
 constexpr int WORDS = 12;  // of the header
 constexpr std::size_t PRUNED_WORDS = 768 * 1536 + 9 * 3072;
 
-// Node of the old network that stands at place r of the new one.
+// The old network's node at place r of the new one.
 static int node_at(const std::string &file, int r) {
     return word_at(file, static_cast<std::size_t>(WORDS + QUEEN_ROW * 1536 + r));
 }

@@ -50,7 +50,7 @@ TEST(TrainingGame, TheFiftyMoveRuleIsADraw) {
 
 TEST(TrainingGame, LevelShufflingIsBrokenOffAsADraw) {
     const TrainingGame game = game_from("7k/8/8/8/8/8/8/K7 w - -");
-    EXPECT_EQ(game.plies, 1);  // bare kings end the game behind the first move
+    EXPECT_EQ(game.plies, 1);  // bare kings end the game after the first move
     EXPECT_EQ(game.result[0], 0.5f);
 }
 

@@ -1,4 +1,4 @@
-// Large blocks by anonymous mapping; the kernel is told that large pages pay.
+// Large allocations by mmap, with MADV_HUGEPAGE.
 #include "platform/large_memory.h"
 
 #include <cstdio>
@@ -24,7 +24,7 @@ static u64 system_number(const char *path, const char *format, u64 otherwise) {
 
 // A mapping costs memory only when it is touched, so the system promises more than it has, and ends the
 // process when the promise is called in. Asked beforehand: what the machine can spare, and the limit of the
-// control group (not what is left of it: file caches count as used there). Where neither is told there is
+// control group (not what is left of it: file caches count as used there). Where neither is known there is
 // no limit.
 static u64 available_memory() {
     const u64 machine = system_number("/proc/meminfo", "MemAvailable: %llu kB", NO_LIMIT);

@@ -9,6 +9,8 @@
 #include "base/output.h"
 #include "base/settings.h"
 #include "base/text.h"
+#include "search/search_state.h"
+#include "search/strength.h"
 #include "tools/benchmark.h"
 
 // clang-format off
@@ -95,9 +97,9 @@ static void limit_by_depth_or_nodes(float move_time) {
 }
 
 static void limit_node_rate(const char *value) {
-    target_nps = real_number(value);
+    search_run.target_nps = real_number(value);
     settings.limit_strength = 1;
-    const double elo = elo_of_node_rate(static_cast<double>(target_nps));
+    const double elo = elo_of_node_rate(static_cast<double>(search_run.target_nps));
     // No rate, or an absurd one, has no rating.
     settings.uci_elo = elo > -32768.0 && elo < 32767.0 ? static_cast<i16>(elo) : static_cast<i16>(0);
     print_plain("Elo= %d\n", static_cast<int>(settings.uci_elo));

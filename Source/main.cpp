@@ -10,6 +10,7 @@
 #include "board/attacks.h"
 #include "book/book_maker.h"
 #include "command_line.h"
+#include "control/driver_state.h"
 #include "control/game_driver.h"
 #include "control/input_lines.h"
 #include "control/options.h"
@@ -32,22 +33,6 @@
 #include "tools/prune.h"
 #include "tools/training_data.h"
 #include "tools/training_games.h"
-
-// The directory part of the program's own name, made absolute, with '/' throughout.
-static void find_program_dir(const char *program) {
-    char name[sizeof program_dir], current[200];
-    copy_text(name, program ? program : "", sizeof name);
-    const bool rooted = name[0] == '/' || name[0] == '\\' || (name[0] && name[1] == ':');
-    char *cut = name;
-    for (char *c = name; *c; ++c)
-        if (*c == '/' || *c == '\\') cut = c;
-    *cut = 0;
-    working_directory(current, sizeof current);
-    if (rooted) copy_text(program_dir, name, sizeof program_dir);
-    else std::snprintf(program_dir, sizeof program_dir, "%.199s%s%.300s", current, name[0] ? "/" : "", name);
-    for (char *c = program_dir; *c; ++c)
-        if (*c == '\\') *c = '/';
-}
 
 // The record that holds the game. False when memory runs out.
 static bool make_master() {
@@ -113,7 +98,7 @@ static bool run_mode(const CommandLine &command) {
 static int run_to_end(const CommandLine &command) {
     if (command.mode != MODE_PLAY) {
         ignore_piped_input();
-        catch_interrupts(&stop_search, &settings.quit_flag);
+        catch_interrupts(&search_run.stop, &driver.quit);
     }
     const bool done = run_mode(command);
     if (const int signal = caught_interrupt()) {
@@ -145,16 +130,14 @@ static void release_everything() {
 // The steps stand in the order in which one overrides or needs the other.
 int main(int argc, char **argv) {
     prepare_process();
-    settings.has_popcnt = processor_has_popcnt();
-    settings.has_bmi = processor_has_bmi();
     std::setvbuf(stdout, nullptr, _IONBF, 0);
-    find_program_dir(argc > 0 ? argv[0] : nullptr);
     std::srand(static_cast<unsigned>(read_clock().nanoseconds));
     if (!make_master()) return 1;
     init_attack_tables();
     init_kpk_table();
 
     set_start_values();
+    reset_search_state();
     CommandLine command;
     if (!parse_command_line(argc, argv, &command)) return 1;
     if (command.mode == MODE_HELP || command.mode == MODE_VERSION) {

@@ -13,7 +13,7 @@ static const char *const MIDDLE_GAME = "r2q1rk1/pp2bppp/2n1bn2/3p4/3N4/2N1B3/PPP
 
 static Position *set_up(int hash_mb) {
     ThreadState *master = start_engine();
-    if (hash_entries != static_cast<i64>(hash_mb) * 65536) {
+    if (hash_table.entries != static_cast<i64>(hash_mb) * 65536) {
         settings.hash_mb = hash_mb;
         allocate_hash_table();
     }
@@ -38,7 +38,7 @@ BENCHMARK(hash_probe_miss)->Arg(1)->Arg(64);
 // A probe that hits a warm entry: the move's test is most of it.
 static void hash_probe_hit(benchmark::State &state) {
     Position *position = set_up(16);
-    hash_age = 1;
+    hash_table.age = 1;
     hash_store(position, 1, 5, make_word(27, 42), 10, 20, BOUND_EXACT);  // d4xc6
     int score, eval, depth, bound;
     Move move;
@@ -68,7 +68,7 @@ static void whole_search(benchmark::State &state) {
         clear_hash_table();
         search_on_this_thread(SEARCH_BENCH);
         write_search_state(0);
-        nodes += static_cast<i64>(search_totals.nodes);
+        nodes += static_cast<i64>(published.totals.nodes);
     }
     state.SetItemsProcessed(nodes);
 }

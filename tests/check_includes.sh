@@ -16,7 +16,6 @@ RINGS_FOR_NOW="
 attacks position thread_state
 interior quiescence
 parallel report root strength
-console game_driver run_search uci
 "
 
 # Headers of an operating system, and of the library's own threads, which would bypass

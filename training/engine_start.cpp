@@ -13,6 +13,7 @@
 #include "platform/process.h"
 #include "platform/threads.h"
 #include "search/search_state.h"
+#include "search/strength.h"
 #include "search/thread_state.h"
 
 static constexpr int HEADER_SIZE = 24;
@@ -62,8 +63,9 @@ bool start_engine_library(const char *name, bool use_network) {
     init_attack_tables();
     init_kpk_table();
     set_start_values();
+    reset_search_state();
     settings.info_min_time = INFO_NEVER;
-    settings.calibration_nps = 1e7f;
+    calibration.nps = 1e7f;
     settings.move_time = 1e7f;
     settings.use_nn = use_network;
     init_zobrist();

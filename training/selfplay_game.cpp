@@ -31,7 +31,7 @@ static int parent_process;
 
 void request_stop() {
     stop_flag = 1;
-    stop_search = 1;
+    search_run.stop = 1;
 }
 bool stop_requested() { return stop_flag != 0 || (parent_process && getppid() != parent_process); }
 
@@ -78,10 +78,10 @@ Labelled search_and_label(i64 nodes, i64 max_nodes, int min_depth, GameRecords *
     write_search_state(0);
     records->nodes += worker_state(0)->nodes;
     ++records->searches;
-    const Move best = best_pv[1];
-    const bool quiet = best && best_depth > 1 && std::abs(best_score) < MATE_BOUND && !is_in_check(position) &&
-                       !changes_material(position, best);
-    return {best_score, best, quiet};
+    const Move best = published.pv[1];
+    const bool quiet = best && published.depth > 1 && std::abs(published.score) < MATE_BOUND &&
+                       !is_in_check(position) && !changes_material(position, best);
+    return {published.score, best, quiet};
 }
 
 // Ends games that are long decided or level without progress.
@@ -170,7 +170,7 @@ bool play_selfplay_game(const SelfplayOptions &options, const std::vector<std::s
     records->game.clear();
     records->inner.clear();
     records->nodes = records->searches = 0;
-    hash_age = 0;
+    hash_table.age = 0;
     clear_hash_table();
     if (!find_start(options, openings, random, records)) return false;
     if (!play_moves(options, random, seen, records)) {

@@ -59,8 +59,8 @@ static bool walk_one_ply(Random *random) {
     return true;
 }
 
-// The quiescence search alone: its score and the static one go to root_quiescence_score and
-// root_static_eval, its line to best_pv.
+// The quiescence search alone: its score and the static one go to published.quiescence_score and
+// published.static_eval, its line to published.pv.
 static void search_captures_only(GameRecords *records) {
     settings.max_depth = 0;
     search_on_this_thread(SEARCH_BENCH);
@@ -79,9 +79,9 @@ static bool settle(Random *random, GameRecords *records) {
             continue;
         }
         search_captures_only(records);
-        if (root_quiescence_score <= root_static_eval + QUIET_MARGIN) return true;
-        if (!best_pv[1]) return false;
-        for (int i = 1; i < PV_SIZE && best_pv[i]; ++i) make_game_move(position, best_pv[i]);
+        if (published.quiescence_score <= published.static_eval + QUIET_MARGIN) return true;
+        if (!published.pv[1]) return false;
+        for (int i = 1; i < PV_SIZE && published.pv[i]; ++i) make_game_move(position, published.pv[i]);
     }
     return false;
 }
@@ -90,7 +90,7 @@ static bool label_master_position(const SelfplayOptions &options, Random *random
                                   GameRecords *records) {
     const Position *position = &root_thread_state->position;
     if (is_answered_by_rule(position) || is_game_drawn(position)) return false;
-    if (std::abs(root_static_eval) > LOPSIDED_SCORE && !one_in(random, LOPSIDED_SHARE)) return false;
+    if (std::abs(published.static_eval) > LOPSIDED_SCORE && !one_in(random, LOPSIDED_SHARE)) return false;
     if (!take_position(seen, position)) return false;
     const Labelled label =
         search_and_label(options.inner_nodes, INNER_HARD_FACTOR * options.inner_nodes, INNER_MIN_DEPTH, records);

@@ -1,6 +1,5 @@
-// Every user-settable value in one plain record, and the run-time words that all floors share.
-// Written by the command line, the configuration file, "setoption" and console commands, always on
-// the main thread while no search runs; the words marked Relaxed change during a search as well.
+// What a user can set, in one plain record. Written by the command line, the configuration file, UCI and
+// console commands, always on the main thread while no search runs.
 #pragma once
 
 #include "platform/integers.h"
@@ -16,31 +15,26 @@ constexpr float INFO_NEVER = 99999.0f;  // info_min_time: print no information l
 constexpr i64 NO_NODE_LIMIT = 1000000000000000;
 
 struct Settings {
-    Relaxed<u8> quit_flag;  // 1 after "quit"
-    float info_min_time;    // seconds of search before information lines; INFO_NEVER for none
-    float learn_rate;       // stored only
-    i64 train_count;        // positions to generate
-    i32 mini_batch;         // stored only
-    float train_weight;     // stored only
-    u8 numa;                // stored only
-    u8 trace;               // console "trace"; nothing reads it
-    u8 eval_debug;          // console "set debug": trace before the board
-    Relaxed<u8> uci_mode;   // 1 UCI, 0 console
-    u8 has_popcnt;          // recorded, not read
-    u8 has_bmi;             // recorded, not read
-    float calibration_nps;  // nodes per second measured at start, scaled; 0 before
-    float calibration_elo;  // rating of that speed
-    i64 soft_node_limit;    // nodes; counts once min_depth is completed
-    i64 node_limit;         // nodes
-    i16 min_depth;          // plies
-    i16 max_depth;          // plies, at most 80
-    i16 time_mode;          // 0 sudden death, 1 fixed time per move, n moves per control
-    float move_time;        // seconds
-    float time_increment;   // seconds per move
-    i32 hash_mb;            // megabytes, 0..32768
-    i16 threads;            // search threads, 0..160
-    u8 use_nn;              // 1 network, 0 hand-crafted evaluation
-    i16 move_overhead;      // milliseconds, 0..1000
+    float info_min_time;   // seconds of search before information lines; INFO_NEVER for none
+    float learn_rate;      // stored only
+    i64 train_count;       // positions to generate
+    i32 mini_batch;        // stored only
+    float train_weight;    // stored only
+    u8 numa;               // stored only
+    u8 trace;              // console "trace"; nothing reads it
+    u8 eval_debug;         // console "set debug": trace before the board
+    Relaxed<u8> uci_mode;  // 1 UCI, 0 console; "uci" leaves the console
+    i64 soft_node_limit;   // nodes; counts once min_depth is completed
+    i64 node_limit;        // nodes
+    i16 min_depth;         // plies
+    i16 max_depth;         // plies, at most 80
+    i16 time_mode;         // 0 sudden death, 1 fixed time per move, n moves per control
+    float move_time;       // seconds
+    float time_increment;  // seconds per move
+    i32 hash_mb;           // megabytes, 0..32768
+    i16 threads;           // search threads, 0..160
+    u8 use_nn;             // 1 network, 0 hand-crafted evaluation
+    i16 move_overhead;     // milliseconds, 0..1000
     u8 ponder;
     u8 chess960;  // castling is written as king takes rook
     u8 multipv;   // lines, 1..255
@@ -78,40 +72,5 @@ struct Settings {
 extern Settings settings;
 extern Settings default_settings;  // what "uci" prints as defaults
 
-// Fills `settings` and the run-time words below with their start values and copies `settings` to
-// `default_settings`.
+// Fills `settings` with its start values and copies it to `default_settings`.
 void set_start_values();
-// Elo of a node rate: 850 + 250 L - 5 L^2 with L = ln(nps).
-double elo_of_node_rate(double nodes_per_second);
-
-// What the driver is doing; see the bits. Search threads only add SEARCH_DONE to it. Loads acquire
-// and stores release, so that a finished search's results are seen by who sees SEARCH_DONE.
-enum SearchStateBit : u16 {
-    SEARCH_RUN = 1,         // a timed search runs
-    SEARCH_PONDER = 2,      // a ponder search runs
-    SEARCH_BENCH = 4,       // a search that the program started for itself
-    SEARCH_GO = 16,         // "go" has come, not yet started
-    SEARCH_GO_PONDER = 32,  // "go ponder" has come, not yet started
-    SEARCH_DONE = 64,       // the search is over, its result waits to be printed
-    SEARCH_STOP = 128,      // a stop was asked for
-};
-u16 read_search_state();
-void write_search_state(u16 state);
-void add_search_state(u16 bits);
-void clear_search_state(u16 bits);
-
-enum HashMode : u8 {
-    HASH_OFF,
-    HASH_ON,
-    HASH_KEPT,  // on, and not cleared between the console's searches
-};
-
-extern Relaxed<u8> stop_search;      // raised by any thread; every search function returns on it
-extern u8 hash_enabled;              // a HashMode
-extern i16 hash_age;                 // stamp of the current search, 1..31; 0 before the first
-extern float side_clock[2];          // remaining seconds by colour
-extern Relaxed<i16> moves_to_go;     // moves to the next time control
-extern float time_factor;            // 1.0; kept for front ends that scale time
-extern float target_nps;             // node-rate cap of this search
-extern Relaxed<float> elapsed_time;  // seconds of this search
-extern char program_dir[512];        // directory of the program

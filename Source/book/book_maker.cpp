@@ -15,6 +15,7 @@
 #include "formats/output_file.h"
 #include "formats/pgn.h"
 #include "formats/text_file.h"
+#include "platform/interrupt.h"
 
 static constexpr const char *BOOK_OUTPUT = "tmp_book.bin";
 static constexpr int LINE_SIZE = 1024;
@@ -99,7 +100,7 @@ static bool read_games(Position *position, std::FILE *file, BookTable *table, u3
     double bytes = 0.0;
     bool room = true;
     char line[LINE_SIZE];
-    while (room && !settings.quit_flag && std::fgets(line, sizeof line, file)) {
+    while (room && !caught_interrupt() && std::fgets(line, sizeof line, file)) {
         const std::size_t length = std::strlen(line);
         bytes += static_cast<double>(length);
         show_progress(&progress, bytes, *games);

@@ -12,21 +12,19 @@
 #include "book/book_probe.h"
 #include "control/console/console.h"
 #include "control/console/game.h"
+#include "control/driver_state.h"
 #include "control/input_lines.h"
+#include "control/poll.h"
 #include "control/run_search.h"
-#include "control/uci.h"
 #include "platform/clock.h"
 #include "search/hash_table.h"
 #include "search/search_state.h"
-
-u8 auto_reply;
-u8 self_play;
 
 static u16 book_move;  // found for this turn, 0 otherwise
 
 // A position that no search can stand: says why, and answers without a move.
 static void refuse_position(const char *defect) {
-    self_play = 0;
+    driver.self_play = 0;
     write_search_state(0);
     print_format("info string can't search this position: %s", defect);
     if (settings.uci_mode) print_line("bestmove null");
@@ -34,7 +32,7 @@ static void refuse_position(const char *defect) {
 
 // No "bestmove" here, in UCI mode either: front ends claim the draw themselves.
 static void announce_draw() {
-    self_play = 0;
+    driver.self_play = 0;
     write_search_state(0);
     print_line("info string Draw!");
 }
@@ -64,16 +62,16 @@ static void answer_from_book(const Position *position) {
     char text[MOVE_TEXT];
     move_to_coord(position, position->stm, book_move, text);
     print_format("%s book move is %s", settings.uci_mode ? "info string" : "", text);
-    best_pv[1] = book_move;
-    best_score = 0;
-    elapsed_time = 0.0f;  // nothing was searched, and the clock pays nothing
-    stop_search = 1;
+    published.pv[1] = book_move;
+    published.score = 0;
+    search_run.elapsed = 0.0f;  // nothing was searched, and the clock pays nothing
+    search_run.stop = 1;
     add_search_state(SEARCH_DONE);
 }
 
 // A ponder search that ended by itself keeps its move until "ponderhit", "stop" or "quit".
 static void hold_ponder_result() {
-    while ((read_search_state() & (SEARCH_PONDER | SEARCH_STOP)) == SEARCH_PONDER && !settings.quit_flag) {
+    while ((read_search_state() & (SEARCH_PONDER | SEARCH_STOP)) == SEARCH_PONDER && !driver.quit) {
         console_poll();
         pause_for_input(1);
     }
@@ -90,9 +88,9 @@ static void start_turn(u16 state) {
         announce_draw();
         return;
     }
-    best_pv[1] = best_pv[2] = 0;
-    best_depth = 0;
-    best_score = 0;
+    published.pv[1] = published.pv[2] = 0;
+    published.depth = 0;
+    published.score = 0;
     book_move = 0;
     if (state & SEARCH_GO_PONDER) {
         run_search(SEARCH_PONDER, 1);
@@ -110,20 +108,20 @@ static double percent(u64 hits, u64 probes) {
 
 // The console's account of a move: result and speed, caches, diagnostic counters.
 static void print_statistics(const char *best_text) {
-    const double nodes = static_cast<double>(search_totals.nodes);
-    const double seconds = elapsed_time;
-    const int depth = best_depth;
+    const double nodes = static_cast<double>(published.totals.nodes);
+    const double seconds = search_run.elapsed;
+    const int depth = published.depth;
     // Effective branching factor over four iterations.
     double branching = 2.0;
-    if (depth > 5 && depth_nodes[depth] != 0.0 && depth_nodes[depth - 4] != 0.0)
-        branching = std::pow(depth_nodes[depth] / depth_nodes[depth - 4], 0.25);
+    if (depth > 5 && published.depth_nodes[depth] != 0.0 && published.depth_nodes[depth - 4] != 0.0)
+        branching = std::pow(published.depth_nodes[depth] / published.depth_nodes[depth - 4], 0.25);
     print_format("move= %s, time= %0.3f, score= %d, nodes= %0.0f, nps= %0.0fK ebf= %0.2f", best_text, seconds,
-                 static_cast<int>(best_score), nodes, nodes / (seconds + 0.002) / 1000.0, branching);
+                 static_cast<int>(published.score), nodes, nodes / (seconds + 0.002) / 1000.0, branching);
 
     double fill = 0.0;
-    if (hash_entries > 2999) {
+    if (hash_table.entries > 2999) {
         count_hashfull();
-        fill = static_cast<double>(hashfull) * 100.0;
+        fill = static_cast<double>(hash_table.fill) * 100.0;
     }
     u64 pawn_hits = 0, pawn_probes = 0, eval_hits = 0, eval_probes = 0;
     int diagnostic[4] = {};
@@ -137,8 +135,8 @@ static void print_statistics(const char *best_text) {
         for (int k = 0; k < 4; ++k) diagnostic[k] += worker->diagnostic_counts[k];
     }
     print_format("Hash fill= %.1f%%, Hash hits: main= %0.1f%%, pawn= %0.1f%%, eval= %0.1f%%, TB=%0.0fK", fill,
-                 percent(search_totals.hash_hits, search_totals.hash_probes), percent(pawn_hits, pawn_probes),
-                 percent(eval_hits, eval_probes), static_cast<double>(search_totals.tb_hits) / 1000.0);
+                 percent(published.totals.hash_hits, published.totals.hash_probes), percent(pawn_hits, pawn_probes),
+                 percent(eval_hits, eval_probes), static_cast<double>(published.totals.tb_hits) / 1000.0);
     if (diagnostic[0] || diagnostic[1] || diagnostic[2] || diagnostic[3])
         print_format("ncnt1= %d, ncnt2= %d, ncnt3= %d, ncnt4= %d", diagnostic[0], diagnostic[1], diagnostic[2],
                      diagnostic[3]);
@@ -147,22 +145,22 @@ static void print_statistics(const char *best_text) {
 
 // The clock of the side that moved; after each full control of `time_mode` moves it is wound up again.
 static void settle_clock(const Position *position) {
-    float *clock = &side_clock[position->stm];
-    *clock += settings.time_increment - elapsed_time;
+    float *clock = &game_clock.remaining[position->stm];
+    *clock += settings.time_increment - search_run.elapsed;
     if (settings.time_mode > 1 && position->game->game_ply % (2 * settings.time_mode) < 2) *clock = settings.move_time;
 }
 
 // Console play: makes the found move on the board, and in self-play asks for the next.
 static void play_result(Position *position) {
-    const Move move = best_pv[1];
+    const Move move = published.pv[1];
     if (!move) {
-        auto_reply = self_play = 0;
+        driver.auto_reply = driver.self_play = 0;
         return;
     }
     make_game_move(position, move);
     print_board(position);
     announce_game_end();
-    if (!self_play) return;
+    if (!driver.self_play) return;
     write_search_state(SEARCH_GO);
     console_poll();  // short searches end before they read a "."
 }
@@ -172,13 +170,13 @@ static void finish_turn() {
     Position *position = &root_thread_state->position;
     write_search_state(0);
     char best_text[MOVE_TEXT], ponder_text[MOVE_TEXT];
-    move_to_coord(position, position->stm, best_pv[1], best_text);
-    move_to_coord(position, position->stm ^ 1, best_pv[2], ponder_text);
+    move_to_coord(position, position->stm, published.pv[1], best_text);
+    move_to_coord(position, position->stm ^ 1, published.pv[2], ponder_text);
     if (settings.uci_mode) {
         // Some front ends lose an answer that comes within the same few milliseconds as their "go".
-        if (elapsed_time < 0.006f && side_clock[position->stm] > 1.0f) sleep_milliseconds(1);
+        if (search_run.elapsed < 0.006f && game_clock.remaining[position->stm] > 1.0f) sleep_milliseconds(1);
         char line[64];
-        const bool with_ponder = best_pv[2] != 0;
+        const bool with_ponder = published.pv[2] != 0;
         std::snprintf(line, sizeof line, "bestmove %s%s%s", best_text, with_ponder ? " ponder " : "",
                       with_ponder ? ponder_text : "");
         print_line(line);
@@ -186,22 +184,22 @@ static void finish_turn() {
         print_statistics(best_text);
     }
     settle_clock(position);
-    if (auto_reply || self_play) play_result(position);
+    if (driver.auto_reply || driver.self_play) play_result(position);
 }
 
 void game_driver() {
     set_position_from_text(&root_thread_state->position, STARTPOS_FEN);
     if (!settings.uci_mode) start_console();
-    settings.quit_flag = 0;
-    stop_search = 0;
+    driver.quit = 0;
+    search_run.stop = 0;
     write_search_state(0);
-    while (!settings.quit_flag) {
+    while (!driver.quit) {
         const u16 state = read_search_state();
         if (state & (SEARCH_GO | SEARCH_GO_PONDER)) start_turn(state);
         if (read_search_state() & SEARCH_DONE) finish_turn();
         if (!(read_search_state() & (SEARCH_GO | SEARCH_GO_PONDER | SEARCH_DONE | SEARCH_STOP))) {
             console_poll();
-            if (settings.quit_flag) return;
+            if (driver.quit) return;
             if (read_search_state() == 0) pause_for_input(IDLE_PAUSE);
         }
     }

@@ -13,6 +13,8 @@
 #include "eval/network/file.h"
 #include "formats/text_file.h"
 #include "search/hash_table.h"
+#include "search/search_state.h"
+#include "search/strength.h"
 #include "tablebase/tablebase.h"
 
 enum OptionKind { TEXT, SPIN, CHECK, BUTTON };
@@ -183,7 +185,7 @@ void print_options() {
             print_spin(row.name, 1, 1, row.high);
         } else if (row.rule == RATING_LIMIT) {
             // Without a rating set, the one measured at start is the default, and from now on stored.
-            const int measured = static_cast<int>(settings.calibration_elo);
+            const int measured = static_cast<int>(calibration.elo);
             if (!record->uci_elo) record->uci_elo = static_cast<i16>(measured);
             print_spin(row.name, record->uci_elo, row.low, measured);
         } else {

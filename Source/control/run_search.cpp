@@ -3,8 +3,9 @@
 
 #include "base/output.h"
 #include "base/settings.h"
+#include "control/driver_state.h"
 #include "control/input_lines.h"
-#include "control/uci.h"
+#include "control/poll.h"
 #include "platform/clock.h"
 #include "search/parallel.h"
 #include "search/report.h"
@@ -21,16 +22,16 @@ static constexpr float BUSY_START = 0.005f;
 // Once a stop was asked for, input waits: the next command must not overtake the "bestmove".
 static void watch_search() {
     bool workers_wait = settings.threads > 1;
-    while (!settings.quit_flag) {
+    while (!driver.quit) {
         time_check();
         if (read_search_state() & SEARCH_DONE) return;
-        if (workers_wait && search_depth >= 1 && !stop_search) {
+        if (workers_wait && search_run.depth >= 1 && !search_run.stop) {
             start_worker_threads();
             workers_wait = false;
         }
         if (!(read_search_state() & SEARCH_STOP)) console_poll();
-        const bool busy = search_depth < 1 && elapsed_time < BUSY_START;
-        if (stop_search || busy) sleep_milliseconds(0);
+        const bool busy = search_run.depth < 1 && search_run.elapsed < BUSY_START;
+        if (search_run.stop || busy) sleep_milliseconds(0);
         else pause_for_input(1);
     }
 }
@@ -51,7 +52,7 @@ void run_search(u16 state, int threaded) {
         print_line("info string can't start a search thread, the move is not searched");
     }
     take_fallback_move();
-    report_iteration(0, 1, best_depth, best_score, best_pv);
+    report_iteration(0, 1, published.depth, published.score, published.pv);
     add_search_state(SEARCH_DONE);
     refresh_elapsed_time();
 }

@@ -1,4 +1,4 @@
-// The engine's ear: polling for a line and executing UCI lines.
+// UCI: executes one command line at a time.
 //
 //   word          during a search    what it does
 //   uci           -                  UCI mode; identity and options
@@ -23,8 +23,7 @@
 #include "base/text.h"
 #include "board/make_move.h"
 #include "board/moves.h"
-#include "control/console/console.h"
-#include "control/game_driver.h"
+#include "control/driver_state.h"
 #include "control/input_lines.h"
 #include "control/options.h"
 #include "search/hash_table.h"
@@ -32,11 +31,9 @@
 #include "search/search_state.h"
 
 static constexpr float ENDLESS_SECONDS = 10000000.0f;  // move_time of a search that no clock stops
-static constexpr float LONG_ANALYSIS = 100000.0f;      // seconds; the console's analysis has no other end
 static constexpr i16 MOVES_PER_CONTROL = 40;           // time_mode of "movestogo"
 
 static u8 debug_flag = 1;  // commands go to the log
-static bool go_infinite;   // the last "go" was without an end
 
 // ---- setoption, ucinewgame ----
 
@@ -62,12 +59,12 @@ static void set_option_command(char *rest) {
 
 static void new_game() {
     settings.time_mode = 0;
-    side_clock[WHITE] = side_clock[BLACK] = 60.0f;
+    game_clock.remaining[WHITE] = game_clock.remaining[BLACK] = 60.0f;
     settings.move_time = 60.0f;
     settings.time_increment = 0.0f;
     root_thread_state->game.game_ply = 0;
     clear_hash_table();
-    hash_age = 0;
+    hash_table.age = 0;
 }
 
 // ---- position ----
@@ -170,15 +167,17 @@ static void set_untimed() {
 static void go_command(const char *rest) {
     i64 value;
     settings.time_mode = 0;
-    if (find_number(rest, "wtime", &value)) side_clock[WHITE] = seconds_of(std::clamp<i64>(value, 0, INT64_MAX));
-    if (find_number(rest, "btime", &value)) side_clock[BLACK] = seconds_of(std::clamp<i64>(value, 0, INT64_MAX));
+    if (find_number(rest, "wtime", &value))
+        game_clock.remaining[WHITE] = seconds_of(std::clamp<i64>(value, 0, INT64_MAX));
+    if (find_number(rest, "btime", &value))
+        game_clock.remaining[BLACK] = seconds_of(std::clamp<i64>(value, 0, INT64_MAX));
     const char *own_increment = root_thread_state->position.stm == WHITE ? "winc" : "binc";
     if (find_number(rest, own_increment, &value)) settings.time_increment = seconds_of(value);
     if (find_number(rest, "movestogo", &value)) {
         settings.max_depth = MAX_DEPTH;
         settings.time_mode = MOVES_PER_CONTROL;
         settings.node_limit = NO_NODE_LIMIT;
-        moves_to_go = static_cast<i16>(std::clamp<i64>(value, 0, INT16_MAX));
+        game_clock.moves_to_go = static_cast<i16>(std::clamp<i64>(value, 0, INT16_MAX));
     }
     if (find_number(rest, "depth", &value)) {
         settings.max_depth = static_cast<i16>(std::clamp<i64>(value, 1, MAX_DEPTH));
@@ -193,8 +192,8 @@ static void go_command(const char *rest) {
         settings.time_increment = 0.0f;
         settings.time_mode = 1;
     }
-    go_infinite = std::strstr(rest, "infinite") != nullptr;
-    if (go_infinite) {
+    driver.endless = std::strstr(rest, "infinite") != nullptr;
+    if (driver.endless) {
         settings.time_increment = 0.0f;
         settings.max_depth = MAX_DEPTH;
         settings.node_limit = NO_NODE_LIMIT;
@@ -207,18 +206,11 @@ static void go_command(const char *rest) {
 
 static void print_identity() {
     settings.uci_mode = 1;
-    auto_reply = self_play = 0;
+    driver.auto_reply = driver.self_play = 0;
     print_format("id name %s", PROGRAM_NAME);
     print_format("id author %s", PROGRAM_AUTHOR);
     print_options();
     print_line("uciok");
-}
-
-// The search ends within a node, with the best move so far or, before the first root move has its
-// score, with the first legal one.
-static void stop_running_search() {
-    stop_search = 1;
-    add_search_state(SEARCH_STOP);
 }
 
 // The words that a search allows. True when the word was one of them.
@@ -234,7 +226,7 @@ static bool dispatch_any_time(const char *word) {
     } else if (!std::strcmp(word, "stop")) {
         if (state) stop_running_search();
     } else if (!std::strcmp(word, "quit")) {
-        settings.quit_flag = 1;
+        driver.quit = 1;
     } else {
         return false;
     }
@@ -249,7 +241,7 @@ static void dispatch_idle(const char *word, char *rest) {
     if (read_search_state()) {
         if (!changes) return;
         print_format("unexpected command %s, stopping Tarn", word);
-        settings.quit_flag = 1;
+        driver.quit = 1;
         return;
     }
     if (!std::strcmp(word, "uci")) print_identity();
@@ -280,33 +272,4 @@ void command_dispatch(char *line) {
     // search does not mind them.
     char *rest = step_over(line, length + 1);
     if (!dispatch_any_time(word)) dispatch_idle(word, rest);
-}
-
-// ---- polling ----
-
-// True for a search that only a front end could end: an infinite one, and the console's analysis
-// without a limit.
-static bool search_has_no_end() {
-    if (read_search_state() & SEARCH_PONDER) return true;
-    if (settings.uci_mode) return go_infinite;
-    return settings.time_mode == 1 && settings.move_time >= LONG_ANALYSIS && settings.max_depth == MAX_DEPTH &&
-           settings.node_limit >= NO_NODE_LIMIT;
-}
-
-// A closed pipe can't say "quit". What is under way and ends by itself may still give its answer.
-static void follow_end_of_input() {
-    const u16 state = read_search_state();
-    self_play = 0;  // the game against itself stops with this move
-    if (!state) settings.quit_flag = 1;
-    else if (!(state & SEARCH_STOP) && search_has_no_end()) stop_running_search();
-}
-
-void console_poll() {
-    static char line[INPUT_LINE_SIZE];
-    if (!poll_input_line(line, sizeof line)) {
-        if (input_has_ended()) follow_end_of_input();
-        return;
-    }
-    if (settings.uci_mode || !std::strcmp(line, "uci")) command_dispatch(line);
-    else console_command(line);
 }

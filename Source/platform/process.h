@@ -7,18 +7,8 @@
 // the three standard streams must be open.
 void prepare_process();
 
-// The current directory, at most size - 1 characters; empty if it is unknown.
-void working_directory(char *buffer, int size);
 bool delete_file(const char *path);  // true when the file is gone afterwards or was never there
 bool file_exists(const char *path);
-// True when the processor has the instructions; recorded at start.
-#ifdef __x86_64__
-inline bool processor_has_popcnt() { return __builtin_cpu_supports("popcnt") != 0; }
-inline bool processor_has_bmi() { return __builtin_cpu_supports("bmi") != 0; }
-#else
-inline bool processor_has_popcnt() { return true; }  // ARM64 counts bits in vector registers
-inline bool processor_has_bmi() { return false; }
-#endif
 
 enum TimerResult { TIMER_OK, TIMER_NO_LIMITS, TIMER_NOT_SET };
 // Asks for a timer period of about 5 ms or better for the life of the process, where the system

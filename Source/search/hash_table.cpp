@@ -11,11 +11,7 @@
 #include "platform/process.h"
 #include "search/search_state.h"
 
-HashEntry *hash_memory;
-i64 hash_entries;
-HashEntry *hash_tables[2];
-u64 hash_mask;
-Relaxed<float> hashfull;
+HashTable hash_table;
 
 static u64 hash_bytes;     // size of the block, spare entries included
 static int hash_age_step;  // direction of the age stamp, +1 or -1
@@ -37,13 +33,14 @@ static u32 check_word(u64 key, Move move, int score) {
 }
 
 void free_hash_table() {
-    free_large(hash_memory, hash_bytes);
-    hash_memory = nullptr;
+    free_large(hash_table.memory, hash_bytes);
+    hash_table.memory = nullptr;
 }
 
 static void clear_share(int *index) {
-    const i64 share = hash_entries / settings.threads;
-    std::memset(static_cast<void *>(hash_memory + *index * share), 0, static_cast<u64>(share) * sizeof(HashEntry));
+    const i64 share = hash_table.entries / settings.threads;
+    std::memset(static_cast<void *>(hash_table.memory + *index * share), 0,
+                static_cast<u64>(share) * sizeof(HashEntry));
 }
 
 // One thread per search thread, each its share; what the division leaves over stays as it was.
@@ -65,10 +62,11 @@ static void clear_hash_parallel() {
 }
 
 void clear_hash_table() {
-    hashfull = 0.0f;
-    if (!hash_memory || !hash_enabled) return;
-    if (settings.threads <= 1 || hash_entries <= PARALLEL_CLEAR_ENTRIES)
-        std::memset(static_cast<void *>(hash_memory), 0, static_cast<u64>(hash_entries) * sizeof(HashEntry));
+    hash_table.fill = 0.0f;
+    if (!hash_table.memory || hash_table.mode == HASH_OFF) return;
+    if (settings.threads <= 1 || hash_table.entries <= PARALLEL_CLEAR_ENTRIES)
+        std::memset(static_cast<void *>(hash_table.memory), 0,
+                    static_cast<u64>(hash_table.entries) * sizeof(HashEntry));
     else clear_hash_parallel();
 }
 
@@ -77,22 +75,22 @@ void clear_hash_table() {
 // idle. Eight units after each half take the buckets that begin at its end.
 static bool make_table(int megabytes) {
     const u64 size = static_cast<u64>(megabytes) * MEGABYTE;
-    hash_entries = static_cast<i64>(size / sizeof(HashEntry));
-    hash_mask = ~0ULL;
-    hash_tables[0] = hash_tables[1] = nullptr;
+    hash_table.entries = static_cast<i64>(size / sizeof(HashEntry));
+    hash_table.mask = ~0ULL;
+    hash_table.sides[0] = hash_table.sides[1] = nullptr;
     if (megabytes == 0) {
-        hash_enabled = 0;
+        hash_table.mode = HASH_OFF;
         return true;
     }
-    hash_bytes = (static_cast<u64>(hash_entries) | 16) * sizeof(HashEntry);
-    hash_memory = static_cast<HashEntry *>(allocate_large(hash_bytes));
-    if (!hash_memory) return false;
-    hash_tables[0] = hash_memory;
-    hash_tables[1] = hash_memory + size / 32 + 8;
+    hash_bytes = (static_cast<u64>(hash_table.entries) | 16) * sizeof(HashEntry);
+    hash_table.memory = static_cast<HashEntry *>(allocate_large(hash_bytes));
+    if (!hash_table.memory) return false;
+    hash_table.sides[0] = hash_table.memory;
+    hash_table.sides[1] = hash_table.memory + size / 32 + 8;
     u64 entries = 1;
     while (entries * 2 <= size / 32) entries *= 2;
-    hash_mask = entries - 1;
-    if (!hash_enabled) hash_enabled = 1;  // a size above 0 turns the table on again
+    hash_table.mask = entries - 1;
+    if (hash_table.mode == HASH_OFF) hash_table.mode = HASH_ON;  // a size above 0 turns the table on again
     return true;
 }
 
@@ -119,9 +117,9 @@ int allocate_hash_table() {
 
 // The stamp moves between 1 and 31 like a triangle wave.
 void step_hash_age() {
-    if (hash_age < 1) hash_age_step = 1;
-    else if (hash_age > 30) hash_age_step = -1;
-    hash_age = static_cast<i16>(hash_age + hash_age_step);
+    if (hash_table.age < 1) hash_age_step = 1;
+    else if (hash_table.age > 30) hash_age_step = -1;
+    hash_table.age = static_cast<i16>(hash_table.age + hash_age_step);
 }
 
 static bool is_pawn_geometry(const Position *position, int side, Square from, Square to) {
@@ -191,10 +189,10 @@ static void report_illegal_move(const Position *position, Move move, int code) {
 // Looks at five entries of the sliding bucket, one more than hash_store: an entry whose bucket
 // begins one place earlier can still be found there.
 bool hash_probe(Position *position, int *score, int *eval, int *depth, Move *move, int *bound) {
-    if (!hash_enabled) return false;
+    if (hash_table.mode == HASH_OFF) return false;
     ThreadState *thread = thread_of(position);
     thread->hash_probes += 1;
-    HashEntry *entry = hash_tables[position->stm] + (position->key & hash_mask);
+    HashEntry *entry = hash_table.sides[position->stm] + (position->key & hash_table.mask);
     const u32 key_word = static_cast<u32>(position->key);
     u64 low = entry->low.load(std::memory_order_relaxed);
     for (int i = 0; static_cast<u32>(low) != key_word; low = entry->low.load(std::memory_order_relaxed)) {
@@ -203,11 +201,11 @@ bool hash_probe(Position *position, int *score, int *eval, int *depth, Move *mov
     }
     u64 high = entry->high.load(std::memory_order_relaxed);
     int entry_plies = entry_depth(high);
-    if (entry_age(high) != hash_age) {
+    if (entry_age(high) != hash_table.age) {
         // An old result counts for two plies less, once per search; also on a false match.
         entry_plies = entry_plies > -126 ? entry_plies - 2 : -128;
         high = (high & 0xE000FFFFFFFFFFFFULL) | static_cast<u64>(static_cast<u8>(entry_plies)) << 48 |
-               static_cast<u64>(hash_age) << 56;
+               static_cast<u64>(hash_table.age) << 56;
         entry->high.store(high, std::memory_order_relaxed);
     }
     const Move stored_move = static_cast<Move>(high);
@@ -230,11 +228,11 @@ bool hash_probe(Position *position, int *score, int *eval, int *depth, Move *mov
 // The same position's entry is kept only when it is more than two plies deeper. Else the last
 // entry of an older search goes first, and without one entry 0, current or not; depth is not asked.
 void hash_store(const Position *position, int ply, int depth, Move move, int eval, int score, int bound) {
-    if (!hash_enabled || !move) return;
+    if (hash_table.mode == HASH_OFF || !move) return;
     // A mate score is stored as a distance from the node.
     if (score < -MATE_BOUND) score -= ply;
     else if (score >= MATE_BOUND) score += ply;
-    HashEntry *bucket = hash_tables[position->stm] + (position->key & hash_mask);
+    HashEntry *bucket = hash_table.sides[position->stm] + (position->key & hash_table.mask);
     const u32 key_word = static_cast<u32>(position->key);
     int target = -1;
     for (int i = 0; i < 4 && target < 0; ++i)
@@ -243,17 +241,17 @@ void hash_store(const Position *position, int ply, int depth, Move move, int eva
         if (entry_depth(bucket[target].high.load(std::memory_order_relaxed)) > depth + 2) return;
     } else {
         target = 3;
-        while (target > 0 && entry_age(bucket[target].high.load(std::memory_order_relaxed)) == hash_age) --target;
+        while (target > 0 && entry_age(bucket[target].high.load(std::memory_order_relaxed)) == hash_table.age) --target;
     }
-    bucket[target].high.store(pack_high(move, eval, score, depth, bound, hash_age), std::memory_order_relaxed);
+    bucket[target].high.store(pack_high(move, eval, score, depth, bound, hash_table.age), std::memory_order_relaxed);
     bucket[target].low.store(static_cast<u64>(check_word(position->key, move, score)) << 32 | key_word,
                              std::memory_order_relaxed);
 }
 
 void count_hashfull() {
     int count = 0;
-    if (hash_entries > 2999 && hash_memory)
+    if (hash_table.entries > 2999 && hash_table.memory)
         for (int i = 0; i < 1000; ++i)
-            count += entry_age(hash_memory[i].high.load(std::memory_order_relaxed)) == hash_age;
-    hashfull = static_cast<float>(count * 0.001);
+            count += entry_age(hash_table.memory[i].high.load(std::memory_order_relaxed)) == hash_table.age;
+    hash_table.fill = static_cast<float>(count * 0.001);
 }

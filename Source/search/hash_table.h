@@ -21,18 +21,29 @@ static_assert(sizeof(HashEntry) == 16);
 
 enum HashBound { BOUND_UPPER = 1, BOUND_LOWER = 2, BOUND_EXACT = 3 };
 
-extern HashEntry *hash_memory;
-extern i64 hash_entries;  // 16-byte units in the requested size
-extern HashEntry *hash_tables[2];
-extern u64 hash_mask;
-extern Relaxed<float> hashfull;  // share of current entries, 0..1
+enum HashMode : u8 {
+    HASH_OFF,
+    HASH_ON,
+    HASH_KEPT,  // on, and not cleared between the console's searches
+};
+
+struct HashTable {
+    HashEntry *sides[2];  // one table per side to move
+    u64 mask;             // of a bucket's index
+    HashEntry *memory;    // the block that holds both; null without a table
+    i64 entries;          // 16-byte units in the requested size
+    HashMode mode = HASH_ON;
+    i16 age;              // stamp of the current search, 1..31; 0 before the first
+    Relaxed<float> fill;  // share of current entries, 0..1
+};
+extern HashTable hash_table;
 
 // Allocates and clears the table of settings.hash_mb megabytes and returns 1. When memory can't hold it,
 // says so in one line, sets settings.hash_mb to the size that was there before (at the first call: to the
 // largest of its halves that fits), makes that table, and returns 0. The first call fills the hash keys.
 int allocate_hash_table();
 void free_hash_table();
-// Zeroes hashfull and, if the table exists and is enabled, the table. No search may run.
+// Zeroes hash_table.fill and, if the table exists and is enabled, the table. No search may run.
 void clear_hash_table();
 // Steps the age stamp, once per search.
 void step_hash_age();
@@ -41,20 +52,20 @@ void step_hash_age();
 bool hash_probe(Position *position, int *score, int *eval, int *depth, Move *move, int *bound);
 // Stores a result; a move of 0 stores nothing.
 void hash_store(const Position *position, int ply, int depth, Move move, int eval, int score, int bound);
-// Recounts hashfull from the first 1000 entries.
+// Recounts hash_table.fill from the first 1000 entries.
 void count_hashfull();
 
 // Asks for the bucket of a position's key before it is needed; a bucket can lie over two cache lines.
 // Always inlined: as a function that only prefetches, the compiler takes it to do nothing.
 [[gnu::always_inline]] inline void prefetch_bucket(int side, u64 key) {
-    const HashEntry *bucket = hash_tables[side] + (key & hash_mask);
+    const HashEntry *bucket = hash_table.sides[side] + (key & hash_table.mask);
     __builtin_prefetch(bucket, 0, 3);
     __builtin_prefetch(bucket + 4, 0, 3);
 }
 // The same for the position behind a move, ahead of the tests that the move must pass. The key is
 // right for plain moves, captures and double steps; a miss costs nothing but the line.
 [[gnu::always_inline]] inline void prefetch_child(const Position *position, const MoveEntry *entry) {
-    if (!hash_memory) return;
+    if (!hash_table.memory) return;
     const Square from = from_of(entry->move), to = to_of(entry->move);
     u64 key = position->key ^ zobrist[entry->piece * 64 + from] ^ zobrist[entry->piece * 64 + to];
     if (entry->captured) key ^= zobrist[entry->captured * 64 + to];

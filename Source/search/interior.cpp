@@ -1,5 +1,5 @@
 // The interior node: search_node decides what a node is worth before its moves are tried,
-// search_moves tries them. A raised stop_search makes every function return 0 at once; the value is
+// search_moves tries them. A raised search_run.stop makes every function return 0 at once; the value is
 // never used, since the root asks the flag after every child.
 #include "search/interior.h"
 
@@ -48,17 +48,17 @@ struct NodeState {
 // Master only: keep to the node rate of a limited strength, and to node limits, which wait while
 // the root is failing low.
 static void check_node_limits(const ThreadState *thread) {
-    if (nps_throttle) {
-        while (search_depth >= 2 && !stop_search &&
-               static_cast<float>(thread->nodes) / (elapsed_time + 0.0001f) > target_nps) {
+    if (search_run.throttled) {
+        while (search_run.depth >= 2 && !search_run.stop &&
+               static_cast<float>(thread->nodes) / (search_run.elapsed + 0.0001f) > search_run.target_nps) {
             sleep_milliseconds(1);
             time_check();
         }
     }
     if (thread->root_fail == 1) return;
     const i64 nodes = static_cast<i64>(thread->nodes);
-    if (nodes >= settings.node_limit) stop_search = 1;
-    if (nodes >= settings.soft_node_limit && thread->completed_depth >= settings.min_depth) stop_search = 1;
+    if (nodes >= settings.node_limit) search_run.stop = 1;
+    if (nodes >= settings.soft_node_limit && thread->completed_depth >= settings.min_depth) search_run.stop = 1;
 }
 
 bool is_search_draw(const Position *position, int ply) {
@@ -229,8 +229,8 @@ static bool prune_before_moves(NodeState *node, int *iid_depth) {
         }
         const int score = quiesce_moves(node->position, node->side, node->ply, node->depth - 1, node->alpha, beta,
                                         node->node_type, node->pv);
-        if (stop_search || node->alpha >= score) {
-            node->result = stop_search ? 0 : node->alpha;
+        if (search_run.stop || node->alpha >= score) {
+            node->result = search_run.stop ? 0 : node->alpha;
             return true;
         }
     }
@@ -257,7 +257,7 @@ static bool prune_before_moves(NodeState *node, int *iid_depth) {
     if (!record[-1].current_move->move || !record[-2].current_move->move) return false;
     const int reduction = std::min(node->depth >= 16 ? 5 : node->depth / 8 + 3, node->depth - 1);
     const int score = search_null_move(node, reduction);
-    if (stop_search) {
+    if (search_run.stop) {
         node->result = 0;
         return true;
     }
@@ -295,11 +295,11 @@ int search_node(Position *position, int side, int ply, int depth, int alpha, int
     // 1-3. Count the node, ask the limits (master only), leave when stopped.
     thread->nodes += 1;
     if (thread->thread_id == 0) check_node_limits(thread);
-    if (stop_search) return 0;
+    if (search_run.stop) return 0;
 
     // 4-6. Selective depth, prefetch of the hash bucket, the ply's record.
     if (thread->seldepth < ply) thread->seldepth = static_cast<i16>(ply);
-    if (depth >= 0 && hash_memory) prefetch_bucket(side, position->key);
+    if (depth >= 0 && hash_table.memory) prefetch_bucket(side, position->key);
     PlyRecord *record = &thread->plies[ply];
     NodeState node = {position, thread, record, side, ply, depth, alpha, beta, node_type, pv, 0, -99, false, false, 0};
     enter_node(&node);
@@ -346,7 +346,7 @@ int search_node(Position *position, int side, int ply, int depth, int alpha, int
     // 22. Internal iterative deepening: find a first move where the hash knows none deep enough.
     if (node.depth >= IID_DEPTH && node.hash_depth < iid_depth) {
         search_moves(position, side, ply, iid_depth, node.alpha, node.beta, node_type, pv);
-        if (stop_search) return 0;
+        if (search_run.stop) return 0;
         record->hash_move = pv[ply];
     }
     // 23. The moves.
@@ -464,7 +464,7 @@ static int search_child(const LoopState *loop, int beta, int reduction, bool sco
     const int enemy = loop->side ^ 1, ply = loop->ply + 1, depth = loop->depth, alpha = loop->alpha;
     if (!scout) return -search_node(position, enemy, ply, depth - 1, -beta, -alpha, -loop->node_type, child_pv);
     const int score = -search_node(position, enemy, ply, depth - reduction - 1, -alpha - 1, -alpha, 1, child_pv);
-    if (score <= alpha || stop_search) return score;
+    if (score <= alpha || search_run.stop) return score;
     return -search_node(position, enemy, ply, depth - 1, -beta, -alpha, loop->node_type ? -1 : 0, child_pv);
 }
 
@@ -521,7 +521,7 @@ int search_moves(Position *position, int side, int ply, int depth, int alpha, in
         make_move(position, entry->move);
         const int score = search_child(&loop, beta, reduction, scout, child_pv);
         unmake_move(position);
-        if (stop_search) return 0;
+        if (search_run.stop) return 0;
 
         // 9-13. Accounts, cut-off, the new line.
         ++record->move_count;

@@ -1,5 +1,5 @@
 // Starting and ending search threads. They share the hash table and nothing else: no queue, no
-// message but stop_search.
+// message but search_run.stop.
 #include "search/parallel.h"
 
 #include <cstdlib>
@@ -74,7 +74,7 @@ static void master_thread(int *index) {
 // A root inside the tablebases is searched by the master alone.
 static void worker_thread(int *index) {
     if (init_thread_state(*index) != 0) return;
-    if (*index >= settings.threads || tb_root_wdl != TB_NO_ANSWER) return;
+    if (*index >= settings.threads || search_run.tb_wdl != TB_NO_ANSWER) return;
     root_search(*index);
 }
 
@@ -99,7 +99,7 @@ void start_worker_threads() {
 }
 
 void join_search_threads() {
-    stop_search = 1;
+    search_run.stop = 1;
     for (int i = 1; i <= workers_started; ++i)
         if (!join_thread(&workers[i])) {
             print_format("info string can't join search thread %d, stopping Tarn", i + 1);
@@ -118,9 +118,9 @@ void sum_thread_counters() {
         probes += thread->hash_probes;
         hits += thread->hash_hits;
     }
-    search_totals.nodes = nodes;
-    search_totals.tb_hits = tb_hits;
-    search_totals.hash_probes = probes;
-    search_totals.hash_hits = hits;
-    if (const ThreadState *first = worker_state(0)) search_totals.seldepth = first->seldepth;
+    published.totals.nodes = nodes;
+    published.totals.tb_hits = tb_hits;
+    published.totals.hash_probes = probes;
+    published.totals.hash_hits = hits;
+    if (const ThreadState *first = worker_state(0)) published.totals.seldepth = first->seldepth;
 }

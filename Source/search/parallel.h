@@ -10,7 +10,7 @@ bool start_master_thread();
 // Starts the other search threads. Called once the master is in its first iteration: by then its root
 // tests, the tablebases among them, are final. A thread that can't be made ends the program with -1.
 void start_worker_threads();
-// Raises stop_search and joins the workers that were started.
+// Raises search_run.stop and joins the workers that were started.
 void join_search_threads();
-// Adds up the counters of all threads with a completed depth of 2 into search_totals.
+// Adds up the counters of all threads with a completed depth of 2 into published.totals.
 void sum_thread_counters();

@@ -74,7 +74,7 @@ int quiesce_moves(Position *position, int side, int ply, int depth, int alpha, i
         make_move(position, entry->move);
         const int score = -search_node(position, side ^ 1, ply + 1, depth - 1, -beta, -alpha, -node_type, child_pv);
         unmake_move(position);
-        if (stop_search) return 0;
+        if (search_run.stop) return 0;
         ++record->move_count;
         // Alpha is not raised here: the last move that beats it is the best move, even when an
         // earlier one scored more.

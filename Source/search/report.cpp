@@ -20,22 +20,22 @@ static constexpr int CONSOLE_MOVES_FINAL = 32;
 static constexpr int LINE_LIMIT = 76;  // pv_from_hash goes no deeper
 
 void publish_best(ThreadState *thread) {
-    if (thread->pv_line[1] != best_pv[1]) best_change_depth = thread->completed_depth;
-    best_depth = thread->completed_depth;
-    best_score = thread->root_score;
-    for (int i = 0; i <= MAX_PLY; ++i) best_pv[i] = thread->pv_line[i];
-    iteration_score[best_depth] = best_score;
-    iteration_move[best_depth] = best_pv[1];
-    if (best_depth >= 2 && settings.multipv == 1)
-        report_iteration(thread->thread_id, 0, best_depth, best_score, best_pv);
+    if (thread->pv_line[1] != published.pv[1]) published.change_depth = thread->completed_depth;
+    published.depth = thread->completed_depth;
+    published.score = thread->root_score;
+    for (int i = 0; i <= MAX_PLY; ++i) published.pv[i] = thread->pv_line[i];
+    published.iteration_score[published.depth] = published.score;
+    published.iteration_move[published.depth] = published.pv[1];
+    if (published.depth >= 2 && settings.multipv == 1)
+        report_iteration(thread->thread_id, 0, published.depth, published.score, published.pv);
 }
 
 void report_iteration(int thread_number, int line_number, int depth, int score, const Relaxed<u16> *pv) {
     refresh_elapsed_time();
     sum_thread_counters();
-    if (!stop_search && settings.info_min_time > elapsed_time) return;
+    if (!search_run.stop && settings.info_min_time > search_run.elapsed) return;
     if (settings.info_min_time == INFO_NEVER || depth == 0 || pv[1] == 0) return;
-    hashfull = 0.0f;
+    hash_table.fill = 0.0f;
     if (depth > 6) count_hashfull();
     report_line(thread_number, line_number, depth, score, pv);
 }
@@ -47,7 +47,7 @@ static void line_text(const Relaxed<u16> *pv, int limit, bool folded, char *out,
     out[0] = '\0';
     for (int i = 1; i <= limit && pv[i]; ++i) {
         char move[MOVE_TEXT];
-        move_to_text(position, root_side ^ ((i - 1) & 1), pv[i], move);
+        move_to_text(position, search_run.root_side ^ ((i - 1) & 1), pv[i], move);
         const char *gap = i == 1                                   ? ""
                           : folded && (i - 1) % CONSOLE_MOVES == 0 ? "\n                              "
                                                                    : " ";
@@ -65,7 +65,7 @@ static void score_text(int score, char *out, std::size_t size) {
 
 void report_line(int thread_number, int line_number, int depth, int score, const Relaxed<u16> *pv) {
     char moves[1024];
-    const double seconds = elapsed_time, nodes = static_cast<double>(search_totals.nodes);
+    const double seconds = search_run.elapsed, nodes = static_cast<double>(published.totals.nodes);
     if (settings.uci_mode) {
         line_text(pv, MAX_PLY, false, moves, sizeof moves);
         const double counted = seconds + 0.002, rate = counted > 0.02 ? nodes / counted : 0.0;
@@ -74,11 +74,12 @@ void report_line(int thread_number, int line_number, int depth, int score, const
         score_text(score, value, sizeof value);
         print_format(
             "info %s%sdepth %d seldepth %d score %s time %.0f nodes %.0f nps %.0f tbhits %.0f hashfull %.0f pv %s",
-            multipv, "", depth, search_totals.seldepth.word.load(std::memory_order_relaxed), value, seconds * 1000.0,
-            nodes, rate, static_cast<double>(search_totals.tb_hits), static_cast<double>(hashfull) * 1000.0, moves);
+            multipv, "", depth, published.totals.seldepth.word.load(std::memory_order_relaxed), value, seconds * 1000.0,
+            nodes, rate, static_cast<double>(published.totals.tb_hits), static_cast<double>(hash_table.fill) * 1000.0,
+            moves);
         return;
     }
-    line_text(pv, stop_search ? CONSOLE_MOVES_FINAL : CONSOLE_MOVES, true, moves, sizeof moves);
+    line_text(pv, search_run.stop ? CONSOLE_MOVES_FINAL : CONSOLE_MOVES, true, moves, sizeof moves);
     print_format("%02d] %02d%c %5.1f %7.0fK %5d  %s%s", thread_number, depth, line_number ? '.' : ' ', seconds,
                  nodes / 1000.0, score, moves, thread_number == 0 && line_number == settings.multipv ? "\n" : "");
 }

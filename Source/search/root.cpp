@@ -15,6 +15,7 @@
 #include "board/moves.h"
 #include "eval/evaluate.h"
 #include "platform/clock.h"
+#include "platform/interrupt.h"
 #include "search/hash_table.h"
 #include "search/interior.h"
 #include "search/move_picker.h"
@@ -51,43 +52,44 @@ static void print_start_lines() {
     char fen[FEN_SIZE];
     position_to_fen(&root_thread_state->position, fen, 0);
     print_format("info string fen %s", fen);
-    print_format("info string clock= %0.2f, target_time= %0.3f", static_cast<double>(side_clock[root_side]),
-                 static_cast<double>(target_time));
+    print_format("info string clock= %0.2f, target_time= %0.3f",
+                 static_cast<double>(game_clock.remaining[search_run.root_side]),
+                 static_cast<double>(search_run.target_time));
 }
 
 // The order matters: the clock is read first, and the first target needs all that stands before it.
 void search_setup() {
     // 1-3. Clock, tables, node rate.
     const ClockReading now = read_clock();
-    search_start_time = static_cast<double>(now.seconds) + static_cast<double>(now.nanoseconds) * 1e-9;
-    elapsed_time = 0.0f;
+    search_run.start_time = static_cast<double>(now.seconds) + static_cast<double>(now.nanoseconds) * 1e-9;
+    search_run.elapsed = 0.0f;
     build_pruning_tables();
     choose_node_rate();
     tb_check_files();
 
     // 4-5. Published state, age stamp.
-    root_side = root_thread_state->position.stm;
+    search_run.root_side = root_thread_state->position.stm;
     choose_contempt_side(root_thread_state->position, (read_search_state() & SEARCH_BENCH) != 0);
     root_thread_state->game.ply = 1;
-    stop_search = 0;
-    search_depth = 0;
-    best_depth = 0;
-    best_score = 0;
-    target_time = 0.0f;
-    search_totals.nodes = 0;
-    best_change_depth = 0;
-    single_reply = 0;
-    best_pv[1] = 0;
+    search_run.stop = 0;
+    search_run.depth = 0;
+    published.depth = 0;
+    published.score = 0;
+    search_run.target_time = 0.0f;
+    published.totals.nodes = 0;
+    published.change_depth = 0;
+    search_run.single_reply = 0;
+    published.pv[1] = 0;
     fallback_move = 0;
     step_hash_age();
-    if (settings.hash_mb < 1) hash_enabled = 0;
+    if (settings.hash_mb < 1) hash_table.mode = HASH_OFF;
 
     // 6-7. Fixed time as a clock, per-depth accounts, counters of the threads that exist.
-    if (settings.time_mode == 1) side_clock[root_side] = settings.move_time;
+    if (settings.time_mode == 1) game_clock.remaining[search_run.root_side] = settings.move_time;
     for (int depth = 0; depth < DEPTH_RECORDS; ++depth) {
-        iteration_score[depth] = -SCORE_INFINITE;
-        iteration_move[depth] = 0;
-        depth_nodes[depth] = 0.0;
+        published.iteration_score[depth] = -SCORE_INFINITE;
+        published.iteration_move[depth] = 0;
+        published.depth_nodes[depth] = 0.0;
     }
     for (int i = 0; i < MAX_THREADS; ++i)
         if (ThreadState *thread = worker_state(i)) {
@@ -136,7 +138,7 @@ static void publish_final(ThreadState *thread, Move move, int score, int depth) 
     thread->completed_depth = thread->seldepth = static_cast<i16>(depth);
     thread->iteration_depth = 1;
     publish_best(thread);
-    stop_search = 1;
+    search_run.stop = 1;
 }
 
 // Master only, before the loop: mate, stalemate, and the quiescence score of the root. False when
@@ -144,10 +146,10 @@ static void publish_final(ThreadState *thread, Move move, int score, int depth) 
 static bool master_root_tests(ThreadState *thread) {
     Position *position = &thread->position;
     const bool in_check = thread->plies[1].in_check;
-    best_score = thread->root_score;
-    tb_root_wdl = TB_NO_ANSWER;
-    root_static_eval = thread->root_score;
-    root_quiescence_score = thread->root_score;
+    published.score = thread->root_score;
+    search_run.tb_wdl = TB_NO_ANSWER;
+    published.static_eval = thread->root_score;
+    published.quiescence_score = thread->root_score;
     if (!has_legal_move(position)) {
         publish_final(thread, 0, in_check ? 1 - MATE_SCORE : 0, 1);
         return false;
@@ -155,13 +157,13 @@ static bool master_root_tests(ThreadState *thread) {
     if (!in_check) {
         u16 line[PV_SIZE] = {};
         const int score = quiesce_moves(position, position->stm, 1, 0, -SCORE_INFINITE, SCORE_INFINITE, 0, line);
-        if (!stop_search) root_quiescence_score = score;  // a stopped search has no score
+        if (!search_run.stop) published.quiescence_score = score;  // a stopped search has no score
         for (int i = 0; i <= MAX_PLY; ++i) thread->pv_line[i] = line[i];
     }
     if (settings.max_depth > 0) return true;
     if (!in_check)
-        for (int i = 0; i <= MAX_PLY; ++i) best_pv[i] = thread->pv_line[i];
-    stop_search = 1;
+        for (int i = 0; i <= MAX_PLY; ++i) published.pv[i] = thread->pv_line[i];
+    search_run.stop = 1;
     return false;
 }
 
@@ -180,7 +182,7 @@ static void make_root_list(ThreadState *thread) {
         ++kept;
     }
     close_move_list(thread, kept);
-    if (kept - thread->plies[1].move_list == 1) single_reply = 1;
+    if (kept - thread->plies[1].move_list == 1) search_run.single_reply = 1;
 }
 
 // The move that the first attempt will try first; 0 for an empty list.
@@ -192,13 +194,13 @@ static Move first_root_move(const ThreadState *thread) {
 }
 
 void take_fallback_move() {
-    if (best_pv[1] || settings.max_depth <= 0) return;
+    if (published.pv[1] || settings.max_depth <= 0) return;
     if (!fallback_move) {
         make_root_list(root_thread_state);
         fallback_move = first_root_move(root_thread_state);
     }
-    best_pv[1] = fallback_move;
-    best_pv[2] = 0;
+    published.pv[1] = fallback_move;
+    published.pv[2] = 0;
 }
 
 // True when the move gives away the result `wdl` of the root. A move without an answer does not.
@@ -228,7 +230,7 @@ static bool rule_out(MoveEntry *list, const bool *marked) {
 // could be removed because no move would be left.
 static bool filter_by_tables(ThreadState *thread) {
     Position *position = &thread->position;
-    const int wdl = tb_root_wdl;
+    const int wdl = search_run.tb_wdl;
     MoveEntry *const list = thread->plies[1].move_list;
     bool loses[TB_ROOT_MOVES];
     for (const MoveEntry *entry = list; entry->move != END_OF_LIST; ++entry)
@@ -266,7 +268,7 @@ static bool has_repetition(const Position *position) {
 // repeat. (Ranked moves come nearer to the goal one by one, so that no position comes a third time.)
 static bool is_ranking_due(const Position *position) {
     if (position->fifty >= TB_RANK_FIFTY) return true;
-    if (tb_root_wdl != TB_WIN) return false;
+    if (search_run.tb_wdl != TB_WIN) return false;
     if (has_repetition(position)) return true;
     int distance;
     return tb_root_distance(position, &distance) && distance + position->fifty > TB_RANK_WIN;
@@ -295,19 +297,19 @@ static void filter_late_wins(ThreadState *thread) {
 // Master only. True when the tables choose the move themselves.
 static bool answer_from_tables(ThreadState *thread) {
     Position *position = &thread->position;
-    tb_root_move = 0;
-    tb_root_wdl = tb_probe_wdl(position, TB_ROOT_PROBE_DEPTH);
-    if (tb_root_wdl == TB_NO_ANSWER) return false;
+    search_run.tb_move = 0;
+    search_run.tb_wdl = tb_probe_wdl(position, TB_ROOT_PROBE_DEPTH);
+    if (search_run.tb_wdl == TB_NO_ANSWER) return false;
     if (!filter_by_tables(thread)) {
-        tb_root_wdl = TB_NO_ANSWER;  // not to be trusted
+        search_run.tb_wdl = TB_NO_ANSWER;  // not to be trusted
         return false;
     }
     if (is_ranking_due(position)) {
         Move move;
         TbWdl result;
         if (tb_root_rank(position, &move, &result)) {
-            tb_root_wdl = result;
-            tb_root_move = move;
+            search_run.tb_wdl = result;
+            search_run.tb_move = move;
             if (is_move_legal(position, position->stm, move)) {
                 publish_final(thread, move,
                               result == TB_WIN    ? TB_WIN_SCORE
@@ -317,10 +319,10 @@ static bool answer_from_tables(ThreadState *thread) {
                 return true;
             }
         }
-    } else if (tb_root_wdl == TB_WIN) {
+    } else if (search_run.tb_wdl == TB_WIN) {
         filter_late_wins(thread);
     }
-    thread->plies[1].tb_wdl = tb_root_wdl;
+    thread->plies[1].tb_wdl = search_run.tb_wdl;
     return false;
 }
 
@@ -335,14 +337,15 @@ struct Attempt {
 
 static void print_periodic_line(const ThreadState *thread) {
     refresh_elapsed_time();
-    if (!settings.uci_mode || elapsed_time <= PERIODIC_SECONDS || elapsed_time <= settings.info_min_time) return;
+    if (!settings.uci_mode || search_run.elapsed <= PERIODIC_SECONDS || search_run.elapsed <= settings.info_min_time)
+        return;
     sum_thread_counters();
     if (thread->plies[1].move_count != 0) return;
     count_hashfull();
-    const double seconds = elapsed_time, nodes = static_cast<double>(search_totals.nodes);
+    const double seconds = search_run.elapsed, nodes = static_cast<double>(published.totals.nodes);
     print_format("info depth %d time %.0f nodes %.0f nps %.0f hashfull %.0f",
-                 search_depth.word.load(std::memory_order_relaxed), seconds * 1000.0, nodes, nodes / (seconds + 0.002),
-                 static_cast<double>(hashfull) * 1000.0);
+                 search_run.depth.word.load(std::memory_order_relaxed), seconds * 1000.0, nodes,
+                 nodes / (seconds + 0.002), static_cast<double>(hash_table.fill) * 1000.0);
 }
 
 // A quiet move after the third is searched one ply shorter first, unless mate or zugzwang is near.
@@ -360,7 +363,7 @@ static int search_root_move(const Attempt *attempt, MoveEntry *entry, int runnin
     Position *position = &attempt->thread->position;
     const PlyRecord *root = &attempt->thread->plies[1];
     const int enemy = position->stm ^ 1, depth = attempt->depth;
-    const bool full_window = root->move_count == 0 || (depth == 1 && target_nps > FULL_ROOT_RATE);
+    const bool full_window = root->move_count == 0 || (depth == 1 && search_run.target_nps > FULL_ROOT_RATE);
     const int reduction = root_reduction(attempt, root);
     bool open = full_window;
     make_move(position, entry->move);
@@ -368,7 +371,7 @@ static int search_root_move(const Attempt *attempt, MoveEntry *entry, int runnin
         entry->score = static_cast<i16>(attempt->alpha - 1);
         const int score =
             -search_node(position, enemy, 2, depth - reduction - 1, -running_alpha - 1, -running_alpha, 1, child_pv);
-        open = score > running_alpha && !stop_search;
+        open = score > running_alpha && !search_run.stop;
     }
     if (open) {
         const int score = -search_node(position, enemy, 2, depth - 1, -attempt->beta, -attempt->alpha, 0, child_pv);
@@ -433,7 +436,7 @@ static void search_attempt(Attempt *attempt) {
 
         // 5-9. Its search.
         const int score = search_root_move(attempt, entry, running_alpha, child_pv);
-        if (stop_search) {
+        if (search_run.stop) {
             attempt->best = 0;
             return;
         }
@@ -471,7 +474,7 @@ static void search_line(ThreadState *thread, int line, int depth, bool is_master
         if (attempt.alpha < -WINDOW_OPEN) attempt.alpha = -SCORE_INFINITE;
         if (attempt.beta > WINDOW_OPEN) attempt.beta = SCORE_INFINITE;
         search_attempt(&attempt);
-        if (stop_search) return;
+        if (search_run.stop) return;
         if (attempt.best > attempt.alpha && attempt.best < attempt.beta) return;
         if (attempt.best <= attempt.alpha) attempt.alpha = std::min(attempt.alpha - margin, attempt.best);
         if (attempt.best >= attempt.beta) attempt.beta = std::max(attempt.beta + margin, attempt.best);
@@ -482,7 +485,7 @@ static void search_line(ThreadState *thread, int line, int depth, bool is_master
 // A worker's next depth: further on where many threads are at the same one; then noise in the order
 // of its later root moves, unless it is far ahead of the master already.
 static int choose_worker_depth(ThreadState *thread, int depth) {
-    if (depth > search_depth + 2) return depth;
+    if (depth > search_run.depth + 2) return depth;
     if (depth > 5 && depth < settings.max_depth && settings.multipv == 1) {
         int there = 0;
         for (int i = 0; i < settings.threads; ++i)
@@ -511,26 +514,26 @@ static void search_lines(ThreadState *thread, int depth, bool is_master) {
     for (int line = 0; line < settings.multipv; ++line) {
         if (!has_line(thread, line)) break;
         search_line(thread, line, depth, is_master);
-        if (stop_search) break;
+        if (search_run.stop) break;
         if (settings.multipv > 1 && is_master) {
             report_iteration(0, line + 1, depth, thread->root_score, thread->pv_line);
-            line_move[line] = thread->pv_line[1];
-            line_score[line] = thread->root_score;
+            published.line_move[line] = thread->pv_line[1];
+            published.line_score[line] = thread->root_score;
         }
     }
 }
 
 static void deepen(ThreadState *thread, bool is_master) {
     for (int depth = 1; depth <= MAX_DEPTH; ++depth) {
-        if (is_master) search_depth = static_cast<i16>(depth);
+        if (is_master) search_run.depth = static_cast<i16>(depth);
         else depth = choose_worker_depth(thread, depth);
         thread->iteration_depth = static_cast<i16>(depth);
         search_lines(thread, depth, is_master);
 
         lock_spin(&search_lock);
-        depth_nodes[depth] += static_cast<double>(thread->nodes);
+        published.depth_nodes[depth] += static_cast<double>(thread->nodes);
         unlock_spin(&search_lock);
-        if (stop_search || settings.quit_flag) break;
+        if (search_run.stop || caught_interrupt()) break;
         if (thread->root_score >= MATE_SCORE - 1 - depth || thread->root_score < depth - (MATE_SCORE - 1)) break;
         if (depth >= settings.max_depth || thread->game.game_ply + depth > LAST_GAME_PLY) break;
     }
@@ -544,14 +547,14 @@ void root_search(i32 thread_index) {
     reset_thread(thread);
     if (is_master) {
         if (!master_root_tests(thread)) return;
-        std::memset(line_move, 0, sizeof line_move);
+        std::memset(published.line_move, 0, sizeof published.line_move);
     }
     make_root_list(thread);
     if (is_master && answer_from_tables(thread)) return;
     if (is_master) fallback_move = first_root_move(thread);
     thread->completed_depth = 0;
     deepen(thread, is_master);
-    if (is_master) stop_search = 1;
+    if (is_master) search_run.stop = 1;
 }
 
 void search_on_this_thread(u16 state) {

@@ -13,5 +13,5 @@ void root_search(i32 thread_index);
 // without a legal move or with a depth limit of 0. After the search, on the main thread.
 void take_fallback_move();
 // One search on the calling thread, from set-up to result, with search_state = `state`; sets
-// SEARCH_DONE and elapsed_time at its end. For calibration, benchmarks and tools.
+// SEARCH_DONE and search_run.elapsed at its end. For calibration, benchmarks and tools.
 void search_on_this_thread(u16 state);

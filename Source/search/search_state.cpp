@@ -1,24 +1,23 @@
 // The words that the search publishes and shares.
 #include "search/search_state.h"
 
+#include <atomic>
+
 SpinLock search_lock;
-u8 root_side;
-Relaxed<u16> best_pv[PV_SIZE];
-Relaxed<i16> best_score;
-Relaxed<i16> best_depth;
-Relaxed<i16> best_change_depth;
-Relaxed<i16> iteration_score[DEPTH_RECORDS];
-Relaxed<u16> iteration_move[DEPTH_RECORDS];
-double depth_nodes[DEPTH_RECORDS];
-Relaxed<i16> search_depth;
-Relaxed<u8> single_reply;
-Relaxed<i32> tb_root_wdl;
-u16 tb_root_move;
-double search_start_time;
-Relaxed<float> target_time;
-u8 nps_throttle;
-i32 root_quiescence_score;
-i32 root_static_eval;
-u16 line_move[MAX_LINES];
-i16 line_score[MAX_LINES];
-SearchTotals search_totals;
+SearchRun search_run;
+PublishedResult published;
+GameClock game_clock;
+
+static std::atomic<u16> search_state;
+
+u16 read_search_state() { return search_state.load(std::memory_order_acquire); }
+void write_search_state(u16 state) { search_state.store(state, std::memory_order_release); }
+void add_search_state(u16 bits) { search_state.fetch_or(bits, std::memory_order_acq_rel); }
+void clear_search_state(u16 bits) { search_state.fetch_and(static_cast<u16>(~bits), std::memory_order_acq_rel); }
+
+void reset_search_state() {
+    write_search_state(0);
+    search_run.stop = 0;
+    search_run.target_nps = 0.0f;
+    game_clock.remaining[0] = game_clock.remaining[1] = 5.0f;
+}

@@ -9,6 +9,13 @@
 #include "search/root.h"
 #include "search/search_state.h"
 
+Calibration calibration;
+
+double elo_of_node_rate(double nodes_per_second) {
+    const double log_rate = std::log(nodes_per_second);
+    return 850.0 + 250.0 * log_rate - 5.0 * log_rate * log_rate;
+}
+
 float node_rate_of_elo(int elo) {
     float low = 10.0f, high = 1e7f, middle = 0.0f;
     for (;;) {
@@ -23,11 +30,11 @@ float node_rate_of_elo(int elo) {
 }
 
 void choose_node_rate() {
-    nps_throttle = 0;
-    target_nps = settings.calibration_nps;
+    search_run.throttled = 0;
+    search_run.target_nps = calibration.nps;
     if (!settings.limit_strength || settings.uci_elo <= 0) return;
-    target_nps = node_rate_of_elo(settings.uci_elo);
-    if (target_nps < 0.9 * settings.calibration_nps) nps_throttle = 1;
+    search_run.target_nps = node_rate_of_elo(settings.uci_elo);
+    if (search_run.target_nps < 0.9 * calibration.nps) search_run.throttled = 1;
 }
 
 // The measure is a search of 35000 nodes from a middle-game position, without output or limits.
@@ -51,9 +58,9 @@ void calibrate() {
     settings.limit_strength = limit_strength;
     const ThreadState *worker = worker_state(0);
     const double nodes = worker ? static_cast<double>(worker->nodes) : 0.0;
-    settings.calibration_nps = static_cast<float>(nodes / (static_cast<double>(elapsed_time) + 0.002) * SCALE);
+    calibration.nps = static_cast<float>(nodes / (static_cast<double>(search_run.elapsed) + 0.002) * SCALE);
     // A search that was cut to nothing has no rate to take the logarithm of.
-    settings.calibration_elo = static_cast<float>(elo_of_node_rate(std::max(settings.calibration_nps, 1.0f)));
-    print_format("info string et= %.3f, calibration nps= %0.0f, elo= %0.0f", static_cast<double>(elapsed_time),
-                 static_cast<double>(settings.calibration_nps), static_cast<double>(settings.calibration_elo));
+    calibration.elo = static_cast<float>(elo_of_node_rate(std::max(calibration.nps, 1.0f)));
+    print_format("info string et= %.3f, calibration nps= %0.0f, elo= %0.0f", static_cast<double>(search_run.elapsed),
+                 static_cast<double>(calibration.nps), static_cast<double>(calibration.elo));
 }

@@ -15,37 +15,37 @@ static constexpr float GUARD_FLOOR = 0.01f;  // but not the whole clock; a nearl
 
 void refresh_elapsed_time() {
     const ClockReading now = read_clock();
-    elapsed_time = static_cast<float>(static_cast<double>(now.seconds) - search_start_time +
-                                      (static_cast<double>(now.nanoseconds) * 1e-9 + 0.0001));
+    search_run.elapsed = static_cast<float>(static_cast<double>(now.seconds) - search_run.start_time +
+                                            (static_cast<double>(now.nanoseconds) * 1e-9 + 0.0001));
 }
 
 // Share of the increment that may be spent: a nearly empty clock spends almost none of it.
 static float increment_share() {
-    const float increment = settings.time_increment, clock = side_clock[root_side];
+    const float increment = settings.time_increment, clock = game_clock.remaining[search_run.root_side];
     if (!(increment > 0.0f)) return 0.0f;
     return clock / (2.0f * increment + clock) * increment;
 }
 
-// The fraction of the remaining time that one move gets; sets moves_to_go where it isn't told.
+// The fraction of the remaining time that one move gets; sets game_clock.moves_to_go where it isn't told.
 static float base_fraction() {
     if (settings.time_mode == 0) {
-        moves_to_go = 28;
+        game_clock.moves_to_go = 28;
         return 1.0f / 29.0f;
     }
     if (!settings.uci_mode) {
         // Moves left to the next control of M moves.
         const int moves = settings.time_mode, played = root_thread_state->game.game_ply;
-        moves_to_go = static_cast<i16>(moves * (played / (2 * moves) + 1) - played / 2);
+        game_clock.moves_to_go = static_cast<i16>(moves * (played / (2 * moves) + 1) - played / 2);
     }
-    return 1.0f / static_cast<float>(std::max<int>(moves_to_go, 0) + 1);
+    return 1.0f / static_cast<float>(std::max<int>(game_clock.moves_to_go, 0) + 1);
 }
 
 // Does a worker that is as far along prefer another move by a clear margin?
 static bool worker_disagrees(int margin) {
     for (int i = 1; i < settings.threads; ++i) {
         const ThreadState *worker = worker_state(i);
-        if (worker && worker->completed_depth >= best_depth && worker->pv_line[1] != best_pv[1] &&
-            worker->root_score >= best_score + margin)
+        if (worker && worker->completed_depth >= published.depth && worker->pv_line[1] != published.pv[1] &&
+            worker->root_score >= published.score + margin)
             return true;
     }
     return false;
@@ -53,9 +53,9 @@ static bool worker_disagrees(int margin) {
 
 // Additions to the fraction while the search is in trouble or of two minds.
 static float extra_fraction(const ThreadState *master) {
-    const int size = std::abs(static_cast<int>(best_score));
+    const int size = std::abs(static_cast<int>(published.score));
     const int margin = size < 336 ? 20 : size / 16;
-    const int root_fail = master->root_fail, depth = search_depth;
+    const int root_fail = master->root_fail, depth = search_run.depth;
     const bool several = settings.threads > 1;
     float extra = 0.0f;
     if (root_fail == 2) extra += 0.04f;
@@ -63,13 +63,13 @@ static float extra_fraction(const ThreadState *master) {
     if (root_fail != 1) {
         if (depth < 4) {
             if (!several) return extra;
-        } else if (best_score <= iteration_score[depth - 1] - margin &&
-                   best_score <= iteration_score[depth - 2] - margin) {
+        } else if (published.score <= published.iteration_score[depth - 1] - margin &&
+                   published.score <= published.iteration_score[depth - 2] - margin) {
             extra += 0.04f;
         }
     }
     if (several && worker_disagrees(margin)) extra += 0.02f;
-    if (depth >= 5 && best_change_depth >= depth - 2) extra += 0.01f;
+    if (depth >= 5 && published.change_depth >= depth - 2) extra += 0.01f;
     return extra;
 }
 
@@ -79,7 +79,7 @@ static float extra_fraction(const ThreadState *master) {
 static float guard_time(float target) {
     if (settings.time_mode == 1) return target + GUARD_MARGIN;
     const float guard = std::max(GUARD_FACTOR * target, target + GUARD_MARGIN);
-    const float clock = side_clock[root_side];
+    const float clock = game_clock.remaining[search_run.root_side];
     if (!(clock > 0.0f)) return guard;
     const float overhead = 0.001f * static_cast<float>(settings.move_overhead);
     return std::min(guard, std::max({clock - overhead, clock / 2.0f, GUARD_FLOOR}));
@@ -92,30 +92,30 @@ void time_check() {
     const float increment = increment_share();
     const bool clock_runs = (read_search_state() & (SEARCH_RUN | SEARCH_BENCH)) != 0;
     if (settings.time_mode == 1) {
-        moves_to_go = 1;
-        target_time = settings.move_time;
+        game_clock.moves_to_go = 1;
+        search_run.target_time = settings.move_time;
         if (!clock_runs) return;
         const float limit = settings.move_time + increment;
-        if (elapsed_time >= (search_depth < 2 ? guard_time(limit) : limit)) stop_search = 1;
+        if (search_run.elapsed >= (search_run.depth < 2 ? guard_time(limit) : limit)) search_run.stop = 1;
         return;
     }
     float fraction = base_fraction();
-    const float left = std::max(side_clock[root_side] - elapsed_time, 0.0f);
+    const float left = std::max(game_clock.remaining[search_run.root_side] - search_run.elapsed, 0.0f);
     if (settings.ponder) fraction *= 1.25f;
-    target_time = fraction * left + increment;
+    search_run.target_time = fraction * left + increment;
 
     // A ponder search has a target but no stop.
     const ThreadState *master = worker_state(0);
     if (!master || !clock_runs) return;
-    if (search_depth < 2) {
-        if (elapsed_time >= guard_time(target_time)) stop_search = 1;
+    if (search_run.depth < 2) {
+        if (search_run.elapsed >= guard_time(search_run.target_time)) search_run.stop = 1;
         return;
     }
     fraction += extra_fraction(master);
     float target = fraction * left + increment - 0.001f * static_cast<float>(settings.move_overhead);
     target = std::max(target, MIN_TARGET);
-    if (tb_root_wdl != TB_NO_ANSWER) target *= 0.5f;
-    target_time = target;
-    if (elapsed_time >= target) stop_search = 1;
-    if (single_reply && search_depth >= 6) stop_search = 1;
+    if (search_run.tb_wdl != TB_NO_ANSWER) target *= 0.5f;
+    search_run.target_time = target;
+    if (search_run.elapsed >= target) search_run.stop = 1;
+    if (search_run.single_reply && search_run.depth >= 6) search_run.stop = 1;
 }

@@ -1,8 +1,8 @@
 // How long to think: the target for this move, and the stop when it is reached.
 #pragma once
 
-// Recomputes target_time and raises stop_search when it has passed. The first two iterations are exempt
+// Recomputes search_run.target_time and raises search_run.stop when it has passed. The first two iterations are exempt
 // from the target, up to a guard far beyond it. About once a millisecond.
 void time_check();
-// elapsed_time from the clock.
+// search_run.elapsed from the clock.
 void refresh_elapsed_time();

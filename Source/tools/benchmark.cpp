@@ -4,6 +4,7 @@
 
 #include "base/output.h"
 #include "base/settings.h"
+#include "control/driver_state.h"
 #include "control/run_search.h"
 #include "search/hash_table.h"
 #include "search/search_state.h"
@@ -47,21 +48,21 @@ BenchTotals run_bench(int threaded) {
     float total_time = 0.01f, total_nodes = 0.0f;
     for (int i = 0; i < BENCH_COUNT; ++i) {
         set_position_from_text(&root_thread_state->position, BENCH_POSITIONS[i]);
-        if (hash_enabled) clear_hash_table();
+        if (hash_table.mode != HASH_OFF) clear_hash_table();
         run_search(SEARCH_BENCH, threaded);
         write_search_state(0);
-        if (settings.quit_flag) {  // broken off: the search does not count
+        if (driver.quit) {  // broken off: the search does not count
             totals.complete = false;
             break;
         }
-        totals.nodes += search_totals.nodes;
-        total_nodes += static_cast<float>(static_cast<u64>(search_totals.nodes));
-        total_time += elapsed_time;
-        print_format("pos %2d: %6.2f seconds", i, static_cast<double>(elapsed_time));
+        totals.nodes += published.totals.nodes;
+        total_nodes += static_cast<float>(static_cast<u64>(published.totals.nodes));
+        total_time += search_run.elapsed;
+        print_format("pos %2d: %6.2f seconds", i, static_cast<double>(search_run.elapsed));
     }
     print_format("total time= %0.2f seconds, nodes= %.0f, nps= %.0f", static_cast<double>(total_time),
                  static_cast<double>(total_nodes), static_cast<double>(total_nodes / total_time));
-    settings.quit_flag = 1;
+    driver.quit = 1;
     totals.seconds = static_cast<double>(total_time);
     return totals;
 }

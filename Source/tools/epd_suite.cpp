@@ -12,6 +12,7 @@
 #include "base/text.h"
 #include "board/make_move.h"
 #include "board/notation.h"
+#include "control/driver_state.h"
 #include "control/run_search.h"
 #include "formats/epd.h"
 #include "formats/output_file.h"
@@ -19,6 +20,7 @@
 #include "platform/replace_file.h"
 #include "search/hash_table.h"
 #include "search/search_state.h"
+#include "search/strength.h"
 #include "search/thread_state.h"
 
 static const char DEFAULT_OUTPUT[] = "analysis.epd";
@@ -68,7 +70,7 @@ static void count_points(const char *list, Move answer, SuiteTotals *totals) {
 }
 
 void judge_answer(const char *bm, const char *am, const char *c0, SuiteTotals *totals) {
-    const Move answer = best_pv[1];
+    const Move answer = published.pv[1];
     char piece[PIECE_TEXT];
     if (*bm) {
         // A good move that the list names twice counts twice.
@@ -83,42 +85,42 @@ void judge_answer(const char *bm, const char *am, const char *c0, SuiteTotals *t
 
 // Nodes grow by this factor from depth to depth: fourth root over four depths.
 static float branching_factor() {
-    const int depth = best_depth;
+    const int depth = published.depth;
     if (depth <= 5 || depth >= DEPTH_RECORDS) return DEFAULT_BRANCHING;
-    const double nodes = depth_nodes[depth], before = depth_nodes[depth - 4];
+    const double nodes = published.depth_nodes[depth], before = published.depth_nodes[depth - 4];
     if (nodes == 0.0 || before == 0.0) return DEFAULT_BRANCHING;
     return static_cast<float>(std::sqrt(std::sqrt(nodes / before)));
 }
 
 static void add_search(SuiteTotals *totals) {
-    totals->time += elapsed_time;
-    totals->nodes += search_totals.nodes;
-    totals->depth += static_cast<float>(best_depth);
+    totals->time += search_run.elapsed;
+    totals->nodes += published.totals.nodes;
+    totals->depth += static_cast<float>(published.depth);
     totals->branching += branching_factor();
 }
 
 static void print_answer(Position *position) {
     char text[MOVE_TEXT];
-    move_to_text(position, position->stm, best_pv[1], text);
-    const double seconds = static_cast<double>(elapsed_time);
-    const double nodes = static_cast<double>(static_cast<u64>(search_totals.nodes));
+    move_to_text(position, position->stm, published.pv[1], text);
+    const double seconds = static_cast<double>(search_run.elapsed);
+    const double nodes = static_cast<double>(static_cast<u64>(published.totals.nodes));
     print_plain("move= %s, time= %0.3f, score= %d, nodes= %0.0f, %0.0fK nps\n", text, seconds,
-                static_cast<int>(best_score), nodes, nodes / (seconds + 0.002) * 0.001);
+                static_cast<int>(published.score), nodes, nodes / (seconds + 0.002) * 0.001);
 }
 
 // A search that was broken off has lines of two depths, and one move can head two of them.
 static bool is_repeated_line(int line) {
     for (int i = 0; i < line; ++i)
-        if (line_move[i] == line_move[line]) return true;
+        if (published.line_move[i] == published.line_move[line]) return true;
     return false;
 }
 
 // The positions after the first moves of all lines that are about as good as the first.
 static void expand_position(Position *position, std::FILE *out) {
-    for (int line = 0; line < settings.multipv && line_move[line]; ++line) {
-        if (line_score[line] < line_score[0] - EXPANSION_MARGIN || is_repeated_line(line)) continue;
+    for (int line = 0; line < settings.multipv && published.line_move[line]; ++line) {
+        if (published.line_score[line] < published.line_score[0] - EXPANSION_MARGIN || is_repeated_line(line)) continue;
         char fen[FEN_SIZE];
-        make_move(position, line_move[line]);
+        make_move(position, published.line_move[line]);
         position_to_fen(position, fen, 0);
         unmake_move(position);
         std::fprintf(out, "%s\n", fen);
@@ -146,16 +148,16 @@ static void run_line(std::string *line, int mode, SuiteFiles *files, SuiteTotals
         print_line(line->c_str());
         print_board(position);
     }
-    if (hash_enabled) clear_hash_table();
+    if (hash_table.mode != HASH_OFF) clear_hash_table();
     run_search(SEARCH_BENCH, 1);
-    if (settings.quit_flag) return;
+    if (driver.quit) return;
     ++totals->positions;
     add_search(totals);
     judge_answer(epd.bm, epd.am, epd.c0, totals);
     if (talkative) print_answer(position);
-    if (const Move move = best_pv[1]) {
+    if (const Move move = published.pv[1]) {
         std::fprintf(files->results.stream, "%s bm %s%s; ce %d;\n", epd.fen, SQUARE_NAMES[from_of(move)],
-                     SQUARE_NAMES[to_of(move)], static_cast<int>(best_score));
+                     SQUARE_NAMES[to_of(move)], static_cast<int>(published.score));
         if (mode == SUITE_EXPAND) expand_position(position, files->expansion.stream);
     }
 }
@@ -182,7 +184,7 @@ static void run_lines(std::FILE *in, int mode, SuiteFiles *files) {
     Progress progress;
     begin_progress(&progress, "positions", static_cast<double>(input_size(in)));
     bool writable = true;
-    while (!settings.quit_flag && writable && next_line(&reader)) {
+    while (!driver.quit && writable && next_line(&reader)) {
         show_progress(&progress, static_cast<double>(reader.bytes), totals.positions);
         run_line(&reader.line, mode, files, &totals);
         // Each search took time: its lines must not be lost with the next one's.
@@ -213,11 +215,11 @@ bool run_epd_suite(const char *output_path, int mode) {
         return false;
     }
     print_format("Analyzing %s...", settings.in_file);
-    if (settings.max_depth < 4) hash_enabled = 0;
-    settings.calibration_nps = 1e7f;
-    settings.calibration_elo = 4000.0f;
+    if (settings.max_depth < 4) hash_table.mode = HASH_OFF;
+    calibration.nps = 1e7f;
+    calibration.elo = 4000.0f;
     run_lines(in, mode, &files);
-    const OutputEnd end = settings.quit_flag ? OUTPUT_INTERRUPTED : OUTPUT_COMPLETE;
+    const OutputEnd end = driver.quit ? OUTPUT_INTERRUPTED : OUTPUT_COMPLETE;
     const bool read = close_input(in, settings.in_file);
     // The expansion goes first: with `-o tmp_0.epd` the results stay.
     const bool expanded = close_output(&files.expansion, end);

@@ -9,6 +9,7 @@
 #include "base/text.h"
 #include "board/make_move.h"
 #include "board/notation.h"
+#include "control/driver_state.h"
 #include "formats/output_file.h"
 #include "formats/text_file.h"
 #include "search/thread_state.h"
@@ -93,7 +94,7 @@ static void scan_games(std::FILE *in, std::FILE *out, PgnGame *game, GameText *g
     double bytes = 0.0;
     char line[511];
     int tag_lines = 1;
-    while (!settings.quit_flag && !std::ferror(out) && read_text_line(line, sizeof line, in)) {
+    while (!driver.quit && !std::ferror(out) && read_text_line(line, sizeof line, in)) {
         const std::size_t length = std::strlen(line);
         bytes += static_cast<double>(length);
         if (*line == '[') {
@@ -105,7 +106,7 @@ static void scan_games(std::FILE *in, std::FILE *out, PgnGame *game, GameText *g
         append_line(gathered, line, length);
         show_progress(&progress, bytes, game->game_number);
     }
-    if (!settings.quit_flag && gathered->length > SHORTEST_LAST_GAME) finish_game(game, gathered, out);
+    if (!driver.quit && gathered->length > SHORTEST_LAST_GAME) finish_game(game, gathered, out);
     end_progress(&progress);
 }
 
@@ -123,9 +124,9 @@ bool scan_pgn() {
     game = PgnGame{};
     clear_text(&gathered);
     scan_games(in, out.stream, &game, &gathered);
-    if (game.game_number || !settings.quit_flag) std::fputs("\n", out.stream);
+    if (game.game_number || !driver.quit) std::fputs("\n", out.stream);
     const bool read = close_input(in, settings.pgn_file);
-    const bool written = close_output(&out, settings.quit_flag ? OUTPUT_INTERRUPTED : OUTPUT_COMPLETE);
+    const bool written = close_output(&out, driver.quit ? OUTPUT_INTERRUPTED : OUTPUT_COMPLETE);
     print_plain("read %d games\n\n", game.game_number);
     return read && written;
 }

@@ -6,6 +6,7 @@
 #include "base/output.h"
 #include "base/progress.h"
 #include "base/settings.h"
+#include "control/driver_state.h"
 #include "eval/network/file.h"
 #include "eval/network/forward.h"
 #include "formats/output_file.h"
@@ -48,7 +49,7 @@ static void collect_stats(const TrainRecord *records, i64 count) {
     const int half = network.hidden_size / 2;
     Progress progress;
     begin_progress(&progress, "positions", static_cast<double>(count));
-    for (i64 i = 0; i < count && !settings.quit_flag; ++i) {
+    for (i64 i = 0; i < count && !driver.quit; ++i) {
         show_progress(&progress, static_cast<double>(i), i);
         float target;
         if (!set_position_from_record(&records[i], &thread->position, &target)) continue;
@@ -122,7 +123,7 @@ bool prune_to_file(const TrainRecord *records, i64 count, const char *output_pat
     print_line("Collecting stats ...\n");
     collect_stats(records, count);
     print_line("Writing pruned net to pruned.bin ...\n");
-    if (!settings.quit_flag && network.hidden_size > 2 * PRUNED_PAIRS + 1 && prune_stats && prune_weights) {
+    if (!driver.quit && network.hidden_size > 2 * PRUNED_PAIRS + 1 && prune_stats && prune_weights) {
         const int half = network.hidden_size / 2;
         for (int r = 0; r < PRUNED_PAIRS; ++r) copy_pair(r, take_strongest(half));
         network.hidden_size = 2 * PRUNED_PAIRS;

@@ -9,6 +9,7 @@
 #include "base/progress.h"
 #include "base/settings.h"
 #include "base/text.h"
+#include "control/driver_state.h"
 #include "formats/epd.h"
 #include "formats/output_file.h"
 #include "formats/text_file.h"
@@ -61,7 +62,7 @@ int load_train_records(const char *path) {
     if (!has_extension(path, ".bin")) return -1;
     std::FILE *in = open_input(path);
     if (!in) return -1;
-    while (train_record_count < TRAIN_RECORD_LIMIT && !settings.quit_flag) {
+    while (train_record_count < TRAIN_RECORD_LIMIT && !driver.quit) {
         if (!grow_train_records()) {
             std::fclose(in);
             return -1;
@@ -119,7 +120,7 @@ static bool read_epd_records(std::FILE *in) {
     bool room = true;
     i64 cut_lines = 0;
     // A line too many is read at the limit, and dropped for want of room.
-    while (room && !settings.quit_flag && next_line(&reader)) {
+    while (room && !driver.quit && next_line(&reader)) {
         if (reader.line.size() > LONGEST_LINE_USED) {
             reader.line.resize(LONGEST_LINE_USED);
             ++cut_lines;
@@ -170,7 +171,7 @@ static void write_epd_lines(std::FILE *out) {
     Position *position = &root_thread_state->position;
     Progress progress;
     begin_progress(&progress, "positions", static_cast<double>(train_record_count));
-    for (i64 i = 0; i < train_record_count && !settings.quit_flag && !std::ferror(out); ++i) {
+    for (i64 i = 0; i < train_record_count && !driver.quit && !std::ferror(out); ++i) {
         show_progress(&progress, static_cast<double>(i), i);
         const TrainRecord *record = &train_records[i];
         float target;
@@ -192,7 +193,7 @@ bool records_to_epd() {
                  open_output(&out, out_name, OUTPUT_TEXT, settings.data_file);
     if (sound) {
         write_epd_lines(out.stream);
-        sound = close_output(&out, settings.quit_flag ? OUTPUT_INTERRUPTED : OUTPUT_COMPLETE);
+        sound = close_output(&out, driver.quit ? OUTPUT_INTERRUPTED : OUTPUT_COMPLETE);
     }
     free_train_records();
     return sound;

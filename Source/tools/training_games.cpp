@@ -17,6 +17,7 @@
 #include "board/attacks.h"
 #include "board/make_move.h"
 #include "board/moves.h"
+#include "control/driver_state.h"
 #include "formats/epd.h"
 #include "formats/output_file.h"
 #include "formats/text_file.h"
@@ -24,6 +25,7 @@
 #include "search/hash_table.h"
 #include "search/root.h"
 #include "search/search_state.h"
+#include "search/strength.h"
 #include "search/thread_state.h"
 
 static const char START_POSITIONS_FILE[] = "mybook_2mv.epd";
@@ -58,9 +60,9 @@ void play_training_game(TrainingGame *game) {
         }
         search_on_this_thread(SEARCH_BENCH);
         write_search_state(0);
-        if (settings.quit_flag) return;
-        const Move move = best_pv[1];
-        const int score = best_score;
+        if (driver.quit) return;
+        const Move move = published.pv[1];
+        const int score = published.score;
         const int sum = std::abs(score) + average;
         average = sum / 2;
         // Shuffling games: at once when dead level, later with a small edge too.
@@ -68,8 +70,8 @@ void play_training_game(TrainingGame *game) {
 
         game->lines[ply][0] = '\0';
         game->plies = ply + 1;
-        if (best_depth > 1 && !position->board[to_of(move)] && !in_check(position) &&
-            root_static_eval + QUIET_MARGIN >= root_quiescence_score) {
+        if (published.depth > 1 && !position->board[to_of(move)] && !in_check(position) &&
+            published.static_eval + QUIET_MARGIN >= published.quiescence_score) {
             char fen[FEN_SIZE];
             position_to_fen(position, fen, 0);
             std::snprintf(game->lines[ply], PLY_TEXT, "%s ce %d;", fen, score);
@@ -128,7 +130,7 @@ static bool play_games(const std::vector<std::string> &start_positions, OutputFi
         if (!usable) break;
         clear_hash_table();
         play_training_game(&game);
-        if (settings.quit_flag) break;
+        if (driver.quit) break;
         write_game(game, out->stream);
         // Whole games reach the disk one by one; a full disk ends the tool.
         writable = keep_output(out);
@@ -155,7 +157,7 @@ bool generate_training_games() {
     settings.multipv = 1;
     settings.max_depth = GAME_SEARCH_DEPTH;
     const bool played = play_games(start_positions, &out);
-    const bool complete = played && !settings.quit_flag;
+    const bool complete = played && !driver.quit;
     return close_output(&out, complete ? OUTPUT_COMPLETE : OUTPUT_INTERRUPTED) && played && read;
 }
 
@@ -169,7 +171,7 @@ constexpr int TABLE_WIN_SCORE = 9000;  // score of a root that the endgame table
 static bool is_consistent(double p, float result, int score) {
     if (p < 0.1) return result < EVEN_RESULT;
     if (!(result > EVEN_RESULT) && p > 0.9) return false;
-    const bool level = std::abs(root_static_eval) <= LEVEL_SCORE && std::abs(score) <= LEVEL_SCORE;
+    const bool level = std::abs(published.static_eval) <= LEVEL_SCORE && std::abs(score) <= LEVEL_SCORE;
     return !(level && result == EVEN_RESULT);
 }
 
@@ -190,23 +192,23 @@ static bool convert_line(const char *line, char *out, std::size_t size) {
     settings.max_depth = SHORT_SEARCH_DEPTH;
     search_on_this_thread(SEARCH_BENCH);
     settings.max_depth = depth;
-    for (int i = 1; i < PV_SIZE && best_pv[i]; ++i) {
-        make_game_move(position, best_pv[i]);
+    for (int i = 1; i < PV_SIZE && published.pv[i]; ++i) {
+        make_game_move(position, published.pv[i]);
         result = 1.0f - result;
         ce = -ce;
     }
-    if (in_check(position) || settings.quit_flag) return false;
+    if (in_check(position) || driver.quit) return false;
 
     search_on_this_thread(SEARCH_BENCH);
-    if (settings.quit_flag) return false;
-    if (tb_root_wdl == TB_WIN) best_score = TABLE_WIN_SCORE;
-    else if (tb_root_wdl == TB_LOSS) best_score = -TABLE_WIN_SCORE;
-    else if (tb_root_wdl == TB_DRAW) best_score = 0;
-    const int score = best_score;
+    if (driver.quit) return false;
+    if (search_run.tb_wdl == TB_WIN) published.score = TABLE_WIN_SCORE;
+    else if (search_run.tb_wdl == TB_LOSS) published.score = -TABLE_WIN_SCORE;
+    else if (search_run.tb_wdl == TB_DRAW) published.score = 0;
+    const int score = published.score;
     const float p = score_to_win_prob(score);
     if (!epd.ce[0]) ce = score;
     if (!epd.gr[0]) result = p;
-    if (position->board[to_of(best_pv[1])]) return false;
+    if (position->board[to_of(published.pv[1])]) return false;
     if (!is_consistent(static_cast<double>(p), result, score)) return false;
 
     char fen[FEN_SIZE];
@@ -226,7 +228,7 @@ static void convert_lines(std::FILE *in, OutputFile *out) {
     char text[FEN_SIZE + 400];
     i64 lines = 0;
     bool writable = true;
-    while (!settings.quit_flag && writable && next_line(&reader)) {
+    while (!driver.quit && writable && next_line(&reader)) {
         show_progress(&progress, static_cast<double>(reader.bytes), lines++);
         if (!convert_line(reader.line.c_str(), text, sizeof text)) continue;
         std::fputs(text, out->stream);
@@ -246,11 +248,11 @@ bool convert_training_epd() {
         return false;
     }
     settings.info_min_time = INFO_NEVER;
-    if (settings.max_depth <= SHORT_SEARCH_DEPTH) hash_enabled = 0;
-    settings.calibration_nps = 1e7f;
-    settings.calibration_elo = 4000.0f;
+    if (settings.max_depth <= SHORT_SEARCH_DEPTH) hash_table.mode = HASH_OFF;
+    calibration.nps = 1e7f;
+    calibration.elo = 4000.0f;
     convert_lines(in, &out);
     print_plain("\n");
     const bool read = close_input(in, settings.in_file);
-    return close_output(&out, settings.quit_flag ? OUTPUT_INTERRUPTED : OUTPUT_COMPLETE) && read;
+    return close_output(&out, driver.quit ? OUTPUT_INTERRUPTED : OUTPUT_COMPLETE) && read;
 }

@@ -8,6 +8,8 @@
 #include "base/text.h"
 #include "control/options.h"
 #include "search/hash_table.h"
+#include "search/search_state.h"
+#include "search/strength.h"
 #include "support/engine.h"
 #include "support/program.h"
 #include "support/shared_data.h"
@@ -80,12 +82,12 @@ TEST_F(Options, HashIsAllocatedAtOnce) {
     EXPECT_EQ(set("Hash", "1"),
               "info string Hash set to 1\ninfo string allocated 1 Mbytes for hash table\n"
               "info string Cleared hash table\n");
-    EXPECT_EQ(hash_entries, 65536);
+    EXPECT_EQ(hash_table.entries, 65536);
     set("Hash", "0");
     EXPECT_EQ(settings.hash_mb, 0);
-    EXPECT_EQ(hash_enabled, 0);
+    EXPECT_EQ(hash_table.mode, 0);
     set("Hash", "16");
-    EXPECT_EQ(hash_enabled, 1) << "a size turns the table on again";
+    EXPECT_EQ(hash_table.mode, 1) << "a size turns the table on again";
 }
 
 TEST_F(Options, BooleansLookForLowerCaseTrue) {
@@ -132,15 +134,15 @@ TEST_F(Options, TheOpponentIsReadPastItsTitle) {
 
 TEST_F(Options, ClearHashEmptiesTheTable) {
     Position *position = &root_thread_state->position;
-    hash_age = 1;
+    hash_table.age = 1;
     hash_store(position, 1, 5, 0x0C1C, 0, 10, BOUND_EXACT);
-    hashfull = 0.5f;
+    hash_table.fill = 0.5f;
     int score, eval, depth, bound;
     Move move;
     ASSERT_TRUE(hash_probe(position, &score, &eval, &depth, &move, &bound));
     EXPECT_EQ(set("Clear Hash", ""), "info string Hash table cleared\n");
     EXPECT_FALSE(hash_probe(position, &score, &eval, &depth, &move, &bound));
-    EXPECT_EQ(hashfull, 0.0f);
+    EXPECT_EQ(hash_table.fill, 0.0f);
 }
 
 TEST_F(Options, UnknownNamesAndOtherCasesDoNothing) {
@@ -166,7 +168,7 @@ TEST_F(Options, TheLogOpensOnceAndOnlyPauses) {
 }
 
 TEST_F(Options, TheListNamesEveryOptionInOrder) {
-    settings.calibration_elo = 3184.6f;
+    calibration.elo = 3184.6f;
     testing::internal::CaptureStdout();
     print_options();
     EXPECT_EQ(testing::internal::GetCapturedStdout(),
@@ -206,7 +208,7 @@ TEST_F(Options, TheListShowsSomeCurrentAndSomeStoredValues) {
     settings.contempt = 33;
     default_settings.uci_elo = 2000;
     default_settings.syzygy_depth6 = -2;
-    settings.calibration_elo = 3000.0f;
+    calibration.elo = 3000.0f;
     testing::internal::CaptureStdout();
     print_options();
     const std::string list = testing::internal::GetCapturedStdout();

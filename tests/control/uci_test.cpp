@@ -5,6 +5,7 @@
 #include "gtest/gtest.h"
 
 #include "base/settings.h"
+#include "control/driver_state.h"
 #include "control/uci.h"
 #include "search/hash_table.h"
 #include "search/search_state.h"
@@ -41,13 +42,13 @@ TEST_F(Uci, EmptyAndUnknownLinesDoNothing) {
     EXPECT_EQ(run("isready"), "readyok\n");
     EXPECT_EQ(run("   isready now"), "readyok\n");
     EXPECT_EQ(run("isready\nquit"), "readyok\n");
-    EXPECT_EQ(settings.quit_flag, 0) << "the line ends at its first newline";
+    EXPECT_EQ(driver.quit, 0) << "the line ends at its first newline";
     EXPECT_EQ(run(std::string(100000, 'x')), "");
 }
 
 TEST_F(Uci, StopAndPonderhitWhileIdle) {
     EXPECT_EQ(run("stop"), "");
-    EXPECT_EQ(stop_search, 0);
+    EXPECT_EQ(search_run.stop, 0);
     EXPECT_EQ(run("ponderhit"), "");
     EXPECT_EQ(read_search_state(), 0);
     EXPECT_EQ(run("debug off"), "");
@@ -59,21 +60,21 @@ TEST_F(Uci, TheSearchAllowsFourWords) {
     EXPECT_EQ(run("uci"), "");
     EXPECT_EQ(run("ponderhit"), "");
     EXPECT_EQ(read_search_state(), SEARCH_RUN);
-    best_pv[1] = 0;
+    published.pv[1] = 0;
     run("stop");
     EXPECT_EQ(read_search_state(), SEARCH_RUN | SEARCH_STOP);
-    EXPECT_EQ(stop_search, 1) << "at once, without a move to answer with";
+    EXPECT_EQ(search_run.stop, 1) << "at once, without a move to answer with";
     run("quit");
-    EXPECT_EQ(settings.quit_flag, 1);
+    EXPECT_EQ(driver.quit, 1);
 }
 
 TEST_F(Uci, OtherCommandsDuringASearchEndTheProgram) {
     for (const char *line : {"setoption name Hash value 128", "ucinewgame", "position startpos", "go depth 1"}) {
         write_search_state(SEARCH_RUN);
-        settings.quit_flag = 0;
+        driver.quit = 0;
         const std::string word(line, std::strcspn(line, " "));
         EXPECT_EQ(run(line), "unexpected command " + word + ", stopping Tarn\n");
-        EXPECT_EQ(settings.quit_flag, 1);
+        EXPECT_EQ(driver.quit, 1);
         EXPECT_EQ(read_search_state(), SEARCH_RUN);
     }
     EXPECT_EQ(settings.hash_mb, 16);
@@ -108,19 +109,19 @@ TEST_F(Uci, LongNamesAndValues) {
 TEST_F(Uci, GoReadsClocks) {
     EXPECT_EQ(go("go wtime 60000 btime 55500 winc 1000 binc 2000"), SEARCH_GO);
     EXPECT_EQ(settings.time_mode, 0);
-    EXPECT_FLOAT_EQ(side_clock[0], 60.0f);
-    EXPECT_FLOAT_EQ(side_clock[1], 55.5f);
+    EXPECT_FLOAT_EQ(game_clock.remaining[0], 60.0f);
+    EXPECT_FLOAT_EQ(game_clock.remaining[1], 55.5f);
     EXPECT_FLOAT_EQ(settings.time_increment, 1.0f);
     run("position startpos moves e2e4");
     go("go wtime -100 btime 0 winc 1000 binc 2000");
-    EXPECT_EQ(side_clock[0], 0.0f);
-    EXPECT_EQ(side_clock[1], 0.0f);
+    EXPECT_EQ(game_clock.remaining[0], 0.0f);
+    EXPECT_EQ(game_clock.remaining[1], 0.0f);
     EXPECT_FLOAT_EQ(settings.time_increment, 2.0f);
     go("go wtime 99999999999999999999 btime x");
-    EXPECT_GT(side_clock[0], 1e15f);
-    EXPECT_EQ(side_clock[1], 0.0f);
+    EXPECT_GT(game_clock.remaining[0], 1e15f);
+    EXPECT_EQ(game_clock.remaining[1], 0.0f);
     go("go wtime");
-    EXPECT_EQ(side_clock[0], 0.0f);
+    EXPECT_EQ(game_clock.remaining[0], 0.0f);
 }
 
 TEST_F(Uci, LimitsPersist) {
@@ -139,7 +140,7 @@ TEST_F(Uci, LimitsPersist) {
     EXPECT_EQ(settings.max_depth, 80);
     EXPECT_EQ(settings.node_limit, NO_NODE_LIMIT);
     EXPECT_EQ(settings.time_mode, 40);
-    EXPECT_EQ(moves_to_go, 12);
+    EXPECT_EQ(game_clock.moves_to_go, 12);
     go("go depth 3");
     go("go nodes 77");
     go("go infinite");
@@ -161,9 +162,9 @@ TEST_F(Uci, GoValuesOutOfRange) {
     go("go depth 0");
     EXPECT_EQ(settings.max_depth, 1);
     go("go movestogo -1");
-    EXPECT_EQ(moves_to_go, 0) << "a count below nothing would divide by zero";
+    EXPECT_EQ(game_clock.moves_to_go, 0) << "a count below nothing would divide by zero";
     go("go movestogo 9999999999");
-    EXPECT_EQ(moves_to_go, INT16_MAX);
+    EXPECT_EQ(game_clock.moves_to_go, INT16_MAX);
     go("go nodes 99999999999999999999999999");
     EXPECT_EQ(settings.node_limit, INT64_MAX);
     go("go infinite");
@@ -180,17 +181,17 @@ TEST_F(Uci, GoStates) {
 TEST_F(Uci, NewGameResetsClocksAndTable) {
     run("position startpos moves e2e4 e7e5");
     settings.time_increment = 3.0f;
-    hash_age = 9;
-    hashfull = 0.4f;
+    hash_table.age = 9;
+    hash_table.fill = 0.4f;
     EXPECT_EQ(run("ucinewgame"), "");
     EXPECT_EQ(settings.time_mode, 0);
-    EXPECT_EQ(side_clock[0], 60.0f);
-    EXPECT_EQ(side_clock[1], 60.0f);
+    EXPECT_EQ(game_clock.remaining[0], 60.0f);
+    EXPECT_EQ(game_clock.remaining[1], 60.0f);
     EXPECT_EQ(settings.move_time, 60.0f);
     EXPECT_EQ(settings.time_increment, 0.0f);
     EXPECT_EQ(root_thread_state->game.game_ply, 0);
-    EXPECT_EQ(hash_age, 0);
-    EXPECT_EQ(hashfull, 0.0f);
+    EXPECT_EQ(hash_table.age, 0);
+    EXPECT_EQ(hash_table.fill, 0.0f);
 }
 
 TEST_F(Uci, PositionsAndMoves) {

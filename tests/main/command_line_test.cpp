@@ -7,6 +7,7 @@
 
 #include "base/settings.h"
 #include "command_line.h"
+#include "search/search_state.h"
 
 struct Parsed {
     bool ok;
@@ -100,7 +101,7 @@ TEST(CommandLine, ARateBecomesARating) {
                  {"0", "Elo= 0\n"},       {"-4", "Elo= 0\n"},    {"none", "Elo= 0\n"}};
     for (const auto &c : cases) EXPECT_EQ(parse({"-nps", c.rate}).printed, c.line) << c.rate;
     parse({"-nps", "1000"});
-    EXPECT_EQ(target_nps, 1000.0f);
+    EXPECT_EQ(search_run.target_nps, 1000.0f);
     EXPECT_EQ(settings.limit_strength, 1);
     EXPECT_EQ(settings.uci_elo, 2338);
 }

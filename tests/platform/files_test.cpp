@@ -22,16 +22,6 @@ TEST(Files, ExistAndAreDeleted) {
     EXPECT_FALSE(delete_file(scratch.path.c_str())) << "a directory is not a file to delete";
 }
 
-TEST(Files, WorkingDirectoryIsToldOrEmpty) {
-    char buffer[4096] = "old";
-    working_directory(buffer, sizeof buffer);
-    EXPECT_TRUE(file_exists(buffer));
-    EXPECT_EQ(buffer[0], '/');
-    char small[2] = "x";
-    working_directory(small, sizeof small);
-    EXPECT_STREQ(small, std::strlen(buffer) > 1 ? "" : "/");
-}
-
 TEST(Files, MapsAWholeFile) {
     ScratchDirectory scratch;
     const std::string content(10000, 'q');
@@ -119,9 +109,4 @@ TEST(ExclusiveFile, WhatStandsInTheWay) {
         EXPECT_EQ(read_file(scratch.file(name)), "new");
     }
     EXPECT_EQ(read_file(scratch.file("target")), "precious");
-}
-
-TEST(Processor, HasWhatTheBuildNeeds) {
-    EXPECT_TRUE(processor_has_popcnt());
-    EXPECT_TRUE(processor_has_bmi());
 }

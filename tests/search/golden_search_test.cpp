@@ -103,7 +103,7 @@ TEST(GoldenLines, InformationLines) {
             if (!lines[i].empty()) want += lines[i] + "\n";
         testing::internal::CaptureStdout();
         const SearchResult result = fresh_search(fen, 7, 64);
-        report_iteration(0, 1, best_depth, best_score, best_pv);
+        report_iteration(0, 1, published.depth, published.score, published.pv);
         std::string got = testing::internal::GetCapturedStdout();
         got = without_volatile_parts(got);
         got +=

@@ -20,7 +20,7 @@ static Probe probe(Position *position) {
 
 static Position *set_up(const char *fen) {
     ThreadState *master = start_engine();
-    hash_age = 1;
+    hash_table.age = 1;
     set_position_from_text(&master->position, fen);
     return &master->position;
 }
@@ -79,10 +79,10 @@ TEST(HashTable, OnlyAMuchDeeperEntryOfThePositionStays) {
 TEST(HashTable, AnOldHitLosesTwoPliesOnceASearch) {
     Position *position = set_up(STARTPOS_FEN);
     hash_store(position, 1, 10, E2E4, 0, 10, BOUND_EXACT);
-    hash_age = 2;
+    hash_table.age = 2;
     EXPECT_EQ(probe(position).depth, 8);
     EXPECT_EQ(probe(position).depth, 8);
-    hash_age = 3;
+    hash_table.age = 3;
     EXPECT_EQ(probe(position).depth, 6);
     EXPECT_EQ(probe(position).bound, BOUND_EXACT);
 }
@@ -92,14 +92,14 @@ TEST(HashTable, ReplacesOldEntriesFromTheLastToTheFirst) {
     const u64 key = position->key;
     const auto with_key = [&](u64 low) { position->key = (key & ~0xFFFFFFFFULL) | low; };
     // Four keys of one bucket: equal in the masked bits, different in the low word above them.
-    const u64 base = key & hash_mask;
-    const u64 step = hash_mask + 1;
+    const u64 base = key & hash_table.mask;
+    const u64 step = hash_table.mask + 1;
     ASSERT_LT(4 * step, 0x100000000ULL);
     for (u64 i = 0; i < 4; ++i) {  // all stamps old: the last place takes the first, and so on
         with_key(base + i * step);
         hash_store(position, 1, 5, E2E4, 0, static_cast<int>(i), BOUND_EXACT);
     }
-    const HashEntry *bucket = hash_tables[WHITE] + base;
+    const HashEntry *bucket = hash_table.sides[WHITE] + base;
     for (u64 i = 0; i < 4; ++i)
         EXPECT_EQ(static_cast<u32>(bucket[3 - i].low.load()), static_cast<u32>(base + i * step));
     // All current: entry 0 goes, whatever its depth.
@@ -112,11 +112,11 @@ TEST(HashTable, ReplacesOldEntriesFromTheLastToTheFirst) {
 
 TEST(HashTable, TheLastIndexUsesTheSpareEntries) {
     Position *position = set_up(STARTPOS_FEN);
-    position->key |= hash_mask;
+    position->key |= hash_table.mask;
     for (int side = WHITE; side <= BLACK; ++side) {
         position->stm = static_cast<u8>(side);
-        const HashEntry *last = hash_tables[side] + hash_mask;
-        EXPECT_LT(last + 4, hash_memory + (hash_entries | 16));
+        const HashEntry *last = hash_table.sides[side] + hash_table.mask;
+        EXPECT_LT(last + 4, hash_table.memory + (hash_table.entries | 16));
         EXPECT_FALSE(probe(position).hit);
         hash_store(position, 1, 3, side ? make_word(52, 36) : E2E4, 0, 1, BOUND_EXACT);
         EXPECT_TRUE(probe(position).hit);
@@ -127,9 +127,9 @@ TEST(HashTable, SizesAndMask) {
     start_engine();
     settings.hash_mb = 3;
     ASSERT_EQ(allocate_hash_table(), 1);
-    EXPECT_EQ(hash_mask, 65535u);
-    EXPECT_EQ(hash_entries, 3 * 65536);
-    EXPECT_EQ(hash_tables[1] - hash_tables[0], 3 * 32768 + 8);
+    EXPECT_EQ(hash_table.mask, 65535u);
+    EXPECT_EQ(hash_table.entries, 3 * 65536);
+    EXPECT_EQ(hash_table.sides[1] - hash_table.sides[0], 3 * 32768 + 8);
     settings.hash_mb = 16;
     ASSERT_EQ(allocate_hash_table(), 1);
 }
@@ -138,13 +138,13 @@ TEST(HashTable, SizeZeroRunsWithoutATable) {
     ThreadState *master = start_engine();
     settings.hash_mb = 0;
     ASSERT_EQ(allocate_hash_table(), 1);
-    EXPECT_EQ(hash_enabled, 0);
+    EXPECT_EQ(hash_table.mode, 0);
     clear_hash_table();
     hash_store(&master->position, 1, 3, E2E4, 0, 1, BOUND_EXACT);
     EXPECT_FALSE(probe(&master->position).hit);
     settings.hash_mb = 16;
     ASSERT_EQ(allocate_hash_table(), 1);
-    EXPECT_EQ(hash_enabled, 1) << "a size above 0 turns the table on again";
+    EXPECT_EQ(hash_table.mode, 1) << "a size above 0 turns the table on again";
 }
 
 TEST(HashTable, AWrongMoveIsReportedAndDropped) {
@@ -202,11 +202,11 @@ TEST(HashTable, Chess960CastlingOntoTheOwnRookIsAccepted) {
 
 TEST(HashTable, TheAgeStampIsATriangleWave) {
     start_engine();
-    hash_age = 0;
+    hash_table.age = 0;
     std::vector<int> seen;
     for (int i = 0; i < 64; ++i) {
         step_hash_age();
-        seen.push_back(hash_age);
+        seen.push_back(hash_table.age);
     }
     EXPECT_EQ(seen[0], 1);
     EXPECT_EQ(seen[30], 31);
@@ -219,14 +219,14 @@ TEST(HashTable, TheAgeStampIsATriangleWave) {
 TEST(HashTable, HashfullCountsCurrentEntriesAtTheStart) {
     Position *position = set_up(STARTPOS_FEN);
     count_hashfull();
-    EXPECT_EQ(hashfull, 0.0f);
+    EXPECT_EQ(hash_table.fill, 0.0f);
     for (u64 i = 0; i < 500; ++i) {
         position->key = (position->key & ~0xFFFFFFFFULL) | i * 4;
         hash_store(position, 1, 3, E2E4, 0, 1, BOUND_EXACT);
     }
     count_hashfull();
-    EXPECT_GT(hashfull, 0.2f);
-    hash_age = 2;
+    EXPECT_GT(hash_table.fill, 0.2f);
+    hash_table.age = 2;
     count_hashfull();
-    EXPECT_EQ(hashfull, 0.0f);
+    EXPECT_EQ(hash_table.fill, 0.0f);
 }

@@ -63,7 +63,7 @@ TEST(Root, DepthZeroRunsTheQuiescenceAlone) {
     const SearchResult result = fresh_search("4k3/8/8/3q4/4P3/8/8/4K3 w - -", 0, 16);
     EXPECT_EQ(result.best_move, "e4d5");
     EXPECT_EQ(result.depth, 0);
-    EXPECT_EQ(stop_search, 1);
+    EXPECT_EQ(search_run.stop, 1);
 }
 
 TEST(Root, TheStackBoundsTheDepth) {
@@ -78,7 +78,7 @@ TEST(Root, TheStackBoundsTheDepth) {
     position->fifty = 0;
     search_on_this_thread(SEARCH_BENCH);
     write_search_state(0);
-    EXPECT_EQ(best_depth, 9);
+    EXPECT_EQ(published.depth, 9);
     set_position_from_text(position, STARTPOS_FEN);
 }
 

@@ -39,21 +39,21 @@ TEST(Strength, ReferenceTable) {
 
 TEST(Strength, ChoiceForASearch) {
     start_engine();
-    settings.calibration_nps = 1e6f;
+    calibration.nps = 1e6f;
     settings.uci_elo = 1500;
     choose_node_rate();
-    EXPECT_EQ(target_nps, 1e6f);
-    EXPECT_EQ(nps_throttle, 0) << "off without UCI_LimitStrength, whatever UCI_Elo says";
+    EXPECT_EQ(search_run.target_nps, 1e6f);
+    EXPECT_EQ(search_run.throttled, 0) << "off without UCI_LimitStrength, whatever UCI_Elo says";
     settings.limit_strength = 1;
     choose_node_rate();
-    EXPECT_NEAR(target_nps, 15.66f, 0.01);
-    EXPECT_EQ(nps_throttle, 1);
+    EXPECT_NEAR(search_run.target_nps, 15.66f, 0.01);
+    EXPECT_EQ(search_run.throttled, 1);
     settings.uci_elo = 3300;
-    settings.calibration_nps = 1e5f;
+    calibration.nps = 1e5f;
     choose_node_rate();
-    EXPECT_GT(target_nps, 6e5f) << "a rating above the machine's raises the target";
-    EXPECT_EQ(nps_throttle, 0);
+    EXPECT_GT(search_run.target_nps, 6e5f) << "a rating above the machine's raises the target";
+    EXPECT_EQ(search_run.throttled, 0);
     settings.uci_elo = 0;
     choose_node_rate();
-    EXPECT_EQ(nps_throttle, 0);
+    EXPECT_EQ(search_run.throttled, 0);
 }

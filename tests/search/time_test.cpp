@@ -12,49 +12,49 @@
 static void begin(float seconds) {
     start_engine();
     ASSERT_EQ(init_thread_state(0), 0);
-    root_side = WHITE;
-    stop_search = 0;
-    search_start_time = clock_seconds() - static_cast<double>(seconds);
-    search_depth = 10;
-    best_depth = 10;
-    best_score = 20;
-    best_change_depth = 1;
-    single_reply = 0;
-    tb_root_wdl = TB_NO_ANSWER;
-    for (auto &score : iteration_score) score = 20;
+    search_run.root_side = WHITE;
+    search_run.stop = 0;
+    search_run.start_time = clock_seconds() - static_cast<double>(seconds);
+    search_run.depth = 10;
+    published.depth = 10;
+    published.score = 20;
+    published.change_depth = 1;
+    search_run.single_reply = 0;
+    search_run.tb_wdl = TB_NO_ANSWER;
+    for (auto &score : published.iteration_score) score = 20;
     worker_state(0)->root_fail = 0;
     settings.time_mode = 0;
     settings.move_overhead = 0;
     settings.time_increment = 0.0f;
-    side_clock[WHITE] = 290.0f;
+    game_clock.remaining[WHITE] = 290.0f;
     write_search_state(SEARCH_RUN);
 }
 
 TEST(Time, ATwentyNinthOfWhatIsLeft) {
     begin(0.0f);
     time_check();
-    EXPECT_NEAR(target_time, 10.0f, 0.01);
-    EXPECT_EQ(stop_search, 0);
-    EXPECT_EQ(moves_to_go, 28);
+    EXPECT_NEAR(search_run.target_time, 10.0f, 0.01);
+    EXPECT_EQ(search_run.stop, 0);
+    EXPECT_EQ(game_clock.moves_to_go, 28);
     begin(10.0f);
     time_check();
-    EXPECT_NEAR(target_time, 280.0f / 29.0f, 0.01);
-    EXPECT_EQ(stop_search, 1);
+    EXPECT_NEAR(search_run.target_time, 280.0f / 29.0f, 0.01);
+    EXPECT_EQ(search_run.stop, 1);
 }
 
 TEST(Time, PonderModeSpendsAQuarterMore) {
     begin(0.0f);
     settings.ponder = 1;
     time_check();
-    EXPECT_NEAR(target_time, 12.5f, 0.01);
+    EXPECT_NEAR(search_run.target_time, 12.5f, 0.01);
 }
 
 TEST(Time, MovesToGo) {
     begin(0.0f);
     settings.time_mode = 40;
-    moves_to_go = 9;
+    game_clock.moves_to_go = 9;
     time_check();
-    EXPECT_NEAR(target_time, 29.0f, 0.01);
+    EXPECT_NEAR(search_run.target_time, 29.0f, 0.01);
 }
 
 TEST(Time, ConsoleCountsTheMovesToTheControl) {
@@ -63,10 +63,10 @@ TEST(Time, ConsoleCountsTheMovesToTheControl) {
     settings.time_mode = 40;
     root_thread_state->game.game_ply = 20;
     time_check();
-    EXPECT_EQ(moves_to_go, 30);
+    EXPECT_EQ(game_clock.moves_to_go, 30);
     root_thread_state->game.game_ply = 80;
     time_check();
-    EXPECT_EQ(moves_to_go, 40);
+    EXPECT_EQ(game_clock.moves_to_go, 40);
     root_thread_state->game.game_ply = 0;
 }
 
@@ -74,70 +74,70 @@ TEST(Time, IncrementShare) {
     begin(0.0f);
     settings.time_increment = 5.0f;
     time_check();
-    EXPECT_NEAR(target_time, 10.0f + 290.0f / 300.0f * 5.0f, 0.01);
+    EXPECT_NEAR(search_run.target_time, 10.0f + 290.0f / 300.0f * 5.0f, 0.01);
 }
 
 TEST(Time, ReasonsForMoreTime) {
     begin(0.0f);
     worker_state(0)->root_fail = 2;
     time_check();
-    EXPECT_NEAR(target_time, (1 / 29.0 + 0.04) * 290, 0.05);
+    EXPECT_NEAR(search_run.target_time, (1 / 29.0 + 0.04) * 290, 0.05);
     worker_state(0)->root_fail = 1;
     time_check();
-    EXPECT_NEAR(target_time, (1 / 29.0 + 0.2) * 290, 0.05);
+    EXPECT_NEAR(search_run.target_time, (1 / 29.0 + 0.2) * 290, 0.05);
     worker_state(0)->root_fail = 0;
-    best_score = -1;  // 21 below both of the last iterations
+    published.score = -1;  // 21 below both of the last iterations
     time_check();
-    EXPECT_NEAR(target_time, (1 / 29.0 + 0.04) * 290, 0.05);
-    best_score = 1;  // 19 below: not enough
+    EXPECT_NEAR(search_run.target_time, (1 / 29.0 + 0.04) * 290, 0.05);
+    published.score = 1;  // 19 below: not enough
     time_check();
-    EXPECT_NEAR(target_time, 10.0f, 0.01);
-    best_change_depth = 8;
+    EXPECT_NEAR(search_run.target_time, 10.0f, 0.01);
+    published.change_depth = 8;
     time_check();
-    EXPECT_NEAR(target_time, (1 / 29.0 + 0.01) * 290, 0.05);
+    EXPECT_NEAR(search_run.target_time, (1 / 29.0 + 0.01) * 290, 0.05);
 }
 
 TEST(Time, TablebasesHalve) {
     begin(0.0f);
-    tb_root_wdl = TB_DRAW;
+    search_run.tb_wdl = TB_DRAW;
     time_check();
-    EXPECT_NEAR(target_time, 5.0f, 0.01);
+    EXPECT_NEAR(search_run.target_time, 5.0f, 0.01);
 }
 
 TEST(Time, OverheadAndFloor) {
     begin(0.0f);
     settings.move_overhead = 1000;
     time_check();
-    EXPECT_NEAR(target_time, 9.0f, 0.01);
-    side_clock[WHITE] = 0.0f;
+    EXPECT_NEAR(search_run.target_time, 9.0f, 0.01);
+    game_clock.remaining[WHITE] = 0.0f;
     time_check();
-    EXPECT_FLOAT_EQ(target_time, 0.005f);
+    EXPECT_FLOAT_EQ(search_run.target_time, 0.005f);
 }
 
 TEST(Time, NoStopWhilePondering) {
     begin(1000.0f);
     write_search_state(SEARCH_PONDER);
     time_check();
-    EXPECT_EQ(stop_search, 0);
-    EXPECT_FLOAT_EQ(target_time, 0.0f) << "a target all the same";
-    search_depth = 1;
+    EXPECT_EQ(search_run.stop, 0);
+    EXPECT_FLOAT_EQ(search_run.target_time, 0.0f) << "a target all the same";
+    search_run.depth = 1;
     time_check();
-    EXPECT_EQ(stop_search, 0);
+    EXPECT_EQ(search_run.stop, 0);
     write_search_state(SEARCH_RUN);
     time_check();
-    EXPECT_EQ(stop_search, 1);
+    EXPECT_EQ(search_run.stop, 1);
 }
 
 // Does the clock stop a search that is still in its first iteration after so many seconds?
 static bool guard_stops(float seconds, i16 time_mode, float clock, i16 overhead = 0) {
     begin(seconds);
-    search_depth = 1;
+    search_run.depth = 1;
     settings.time_mode = time_mode;
     settings.move_time = clock;
     settings.move_overhead = overhead;
-    side_clock[WHITE] = clock;
+    game_clock.remaining[WHITE] = clock;
     time_check();
-    return stop_search;
+    return search_run.stop;
 }
 
 TEST(Time, TheFirstTwoIterationsHaveAGuardFarBeyondTheTarget) {
@@ -170,27 +170,27 @@ TEST(Time, FixedTimePerMove) {
     settings.time_mode = 1;
     settings.move_time = 1.0f;
     time_check();
-    EXPECT_EQ(stop_search, 0);
-    EXPECT_EQ(moves_to_go, 1);
+    EXPECT_EQ(search_run.stop, 0);
+    EXPECT_EQ(game_clock.moves_to_go, 1);
     begin(1.0f);
     settings.time_mode = 1;
     settings.move_time = 1.0f;
     time_check();
-    EXPECT_EQ(stop_search, 1);
+    EXPECT_EQ(search_run.stop, 1);
     begin(100000.0f);
     settings.time_mode = 1;
     settings.move_time = 1e7f;
     time_check();
-    EXPECT_EQ(stop_search, 0) << "infinite";
+    EXPECT_EQ(search_run.stop, 0) << "infinite";
 }
 
 TEST(Time, ASingleReplyStopsAtDepthSix) {
     begin(0.0f);
-    single_reply = 1;
-    search_depth = 5;
+    search_run.single_reply = 1;
+    search_run.depth = 5;
     time_check();
-    EXPECT_EQ(stop_search, 0);
-    search_depth = 6;
+    EXPECT_EQ(search_run.stop, 0);
+    search_run.depth = 6;
     time_check();
-    EXPECT_EQ(stop_search, 1);
+    EXPECT_EQ(search_run.stop, 1);
 }

@@ -9,7 +9,10 @@
 
 #include "base/settings.h"
 #include "control/console/console.h"
+#include "control/driver_state.h"
 #include "control/game_driver.h"
+#include "search/hash_table.h"
+#include "search/search_state.h"
 #include "search/thread_state.h"
 #include "support/engine.h"
 #include "support/positions.h"
@@ -31,10 +34,10 @@ protected:
     void TearDown() override {
         std::filesystem::current_path(home);
         settings.uci_mode = 1;
-        settings.quit_flag = 0;
-        auto_reply = self_play = 0;
-        stop_search = 0;
-        hash_enabled = HASH_ON;
+        driver.quit = 0;
+        driver.auto_reply = driver.self_play = 0;
+        search_run.stop = 0;
+        hash_table.mode = HASH_ON;
         write_search_state(0);
     }
     // Executes the line and returns what it printed.

@@ -6,9 +6,12 @@
 #include "eval/kpk.h"
 #include "eval/network/file.h"
 #include "search/hash_table.h"
+#include "search/search_state.h"
 
 ThreadState *start_engine() {
     set_start_values();
+    reset_search_state();
+    hash_table.mode = HASH_ON;
     settings.hash_mb = 16;
     settings.info_min_time = INFO_NEVER;
     if (!root_thread_state) {
@@ -19,7 +22,7 @@ ThreadState *start_engine() {
         load_weights();
         load_network();
     }
-    hash_age = 0;
+    hash_table.age = 0;
     clear_hash_table();
     set_position_from_text(&root_thread_state->position, STARTPOS_FEN);
     return root_thread_state;

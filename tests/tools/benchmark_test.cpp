@@ -4,6 +4,7 @@
 #include <cmath>
 
 #include "base/settings.h"
+#include "control/driver_state.h"
 #include "search/thread_state.h"
 #include "support/engine.h"
 #include "tools/tool_files.h"
@@ -61,7 +62,8 @@ TEST(Benchmark, DepthAboveFiftyIsNone) {
     start_engine();
     for (const auto &[given, used] : {std::pair<i16, i16>{80, 17}, {60, 17}, {51, 17}, {50, 50}, {8, 8}}) {
         settings.max_depth = given;
-        settings.quit_flag = 1;  // each search ends at once
+        settings.threads = 0;  // no search has a thread
+        driver.quit = 1;       // after the first position
         testing::internal::CaptureStdout();
         run_bench(0);
         testing::internal::GetCapturedStdout();

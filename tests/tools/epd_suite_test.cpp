@@ -17,7 +17,7 @@
 // The totals after judging 1. e4 as the answer at the start position.
 static SuiteTotals judged(const char *bm, const char *am, const char *c0) {
     start_engine();
-    best_pv[1] = make_word(12, 28);
+    published.pv[1] = make_word(12, 28);
     SuiteTotals totals{};
     judge_answer(bm, am, c0, &totals);
     return totals;
@@ -66,7 +66,7 @@ TEST(SuiteJudge, PointsAreDividedByTheFirstEqualsSign) {
 TEST(SuiteJudge, APromotionKeepsItsEqualsSign) {
     start_engine();
     set_position_from_text(&root_thread_state->position, "8/P6k/8/8/8/8/8/K7 w - -");
-    best_pv[1] = static_cast<u16>(make_word(48, 56) | PROMO_QUEEN);
+    published.pv[1] = static_cast<u16>(make_word(48, 56) | PROMO_QUEEN);
     SuiteTotals totals{};
     judge_answer("", "", "\"a8=N=2, a8=Q=7\"", &totals);
     EXPECT_EQ(totals.points, 7);
@@ -203,11 +203,11 @@ TEST(Mkbook2, OneLineForEveryMoveNearTheFirst) {
 
     std::vector<std::string> expected;
     Position *position = &root_thread_state->position;
-    for (int i = 0; i < 20 && line_move[i]; ++i) {
-        if (line_score[i] < line_score[0] - 100) continue;
+    for (int i = 0; i < 20 && published.line_move[i]; ++i) {
+        if (published.line_score[i] < published.line_score[0] - 100) continue;
         char fen[FEN_SIZE];
-        ASSERT_TRUE(is_generated_legal_move(position, line_move[i]));
-        make_move(position, line_move[i]);
+        ASSERT_TRUE(is_generated_legal_move(position, published.line_move[i]));
+        make_move(position, published.line_move[i]);
         position_to_fen(position, fen, 0);
         unmake_move(position);
         expected.push_back(fen);

@@ -15,6 +15,7 @@
 #include "search/hash_table.h"
 #include "search/root.h"
 #include "search/search_state.h"
+#include "search/strength.h"
 #include "search/thread_state.h"
 #include "selfplay_game.h"
 #include "selfplay_inner.h"
@@ -40,7 +41,7 @@ protected:
         start_engine();
         ASSERT_TRUE(start_selfplay_worker(0, &seen));
         settings.info_min_time = INFO_NEVER;
-        settings.calibration_nps = 1e7f;
+        calibration.nps = 1e7f;
         settings.move_time = 1e7f;
     }
     // Games that were played to their end, the first `count` of the seed.
@@ -213,7 +214,7 @@ TEST_F(Selfplay, InnerPositionsAreQuietAndCarryTheirScoreAsResult) {
             settings.max_depth = 0;
             search_on_this_thread(SEARCH_BENCH);
             write_search_state(0);
-            EXPECT_LE(root_quiescence_score, root_static_eval + 29);
+            EXPECT_LE(published.quiescence_score, published.static_eval + 29);
             ++count;
         }
     EXPECT_GT(count, 100u);

@@ -16,7 +16,7 @@
 #include "control/console/report.h"
 #include "control/console/set.h"
 #include "control/console/words.h"
-#include "control/game_driver.h"
+#include "control/driver_state.h"
 #include "control/perft.h"
 #include "search/hash_table.h"
 #include "search/pruning_tables.h"
@@ -37,7 +37,7 @@ void start_console() {
 
 static void play_own_move(const ConsoleWords &) {
     settings.own_book = 1;
-    auto_reply = 1;
+    driver.auto_reply = 1;
     write_search_state(SEARCH_GO);
 }
 
@@ -53,21 +53,21 @@ static void analyse(const ConsoleWords &words) {
     settings.move_time = ANALYSIS_SECONDS;
     settings.max_depth = static_cast<i16>(depth);
     settings.time_mode = FIXED_TIME;
-    if (hash_enabled < HASH_KEPT) clear_hash_table();
+    if (hash_table.mode < HASH_KEPT) clear_hash_table();
     write_search_state(SEARCH_GO);
 }
 
 static void play_both_sides(const ConsoleWords &) {
     settings.ponder = 0;
-    self_play = 1;
+    driver.self_play = 1;
     write_search_state(SEARCH_GO);
 }
 
 // `.` ends the search and a game of the program against itself. A search that was asked for and has not begun
 // does not begin.
 static void stop_thinking() {
-    self_play = 0;
-    stop_search = 1;
+    driver.self_play = 0;
+    search_run.stop = 1;
     if (read_search_state() == SEARCH_GO) write_search_state(0);
 }
 
@@ -101,7 +101,7 @@ struct CommandRow {
 static const CommandRow COMMANDS[] = {
     {"help", "", "this list", [](const ConsoleWords &) { print_help(); }},
     {"?", "", "the same", [](const ConsoleWords &) { print_help(); }},
-    {"quit", "", "end the program", [](const ConsoleWords &) { settings.quit_flag = 1; }},
+    {"quit", "", "end the program", [](const ConsoleWords &) { driver.quit = 1; }},
     {".", "", "end a search, or the program's game against itself", [](const ConsoleWords &) {}},
     {"new", "", "start position, both clocks at the time of \"set level\"",
      [](const ConsoleWords &) { start_new_game(); }},
@@ -152,7 +152,7 @@ void console_command(const char *line) {
     const char *command = words.word[0];
     if (!command[0]) return;
     if (read_search_state() != 0) {
-        if (!std::strcmp(command, "quit")) settings.quit_flag = 1;
+        if (!std::strcmp(command, "quit")) driver.quit = 1;
         if (!std::strcmp(command, ".")) stop_thinking();
         return;
     }

@@ -24,7 +24,7 @@ bool is_searchable_position() {
 
 void show_board() {
     if (settings.eval_debug && !position_defect(game_position()))
-        trace_eval(&root_thread_state->eval, root_thread_state->position, TRACE_TERMS, root_quiescence_score);
+        trace_eval(&root_thread_state->eval, root_thread_state->position, TRACE_TERMS, published.quiescence_score);
     print_board(game_position());
 }
 
@@ -60,7 +60,7 @@ void announce_game_end() {
 
 // ---- Setting up ----
 
-void reset_clocks() { side_clock[WHITE] = side_clock[BLACK] = settings.move_time; }
+void reset_clocks() { game_clock.remaining[WHITE] = game_clock.remaining[BLACK] = settings.move_time; }
 
 void start_new_game() {
     set_position_from_text(game_position(), STARTPOS_FEN);

@@ -51,12 +51,12 @@ void show_evaluation() {
     search_on_this_thread(SEARCH_BENCH);
     settings.max_depth = max_depth;
     write_search_state(0);
-    trace_eval(&master->eval, master->position, TRACE_TERMS, root_quiescence_score);
+    trace_eval(&master->eval, master->position, TRACE_TERMS, published.quiescence_score);
 }
 
 void show_parameters() {
     if (is_searchable_position())
-        trace_eval(&root_thread_state->eval, root_thread_state->position, TRACE_PARAMETERS, root_quiescence_score);
+        trace_eval(&root_thread_state->eval, root_thread_state->position, TRACE_PARAMETERS, published.quiescence_score);
 }
 
 void show_network() {

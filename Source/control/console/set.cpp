@@ -10,6 +10,7 @@
 #include "base/text.h"
 #include "search/hash_table.h"
 #include "search/search_state.h"
+#include "search/strength.h"
 
 static constexpr double LONGEST = 1e9;  // seconds, nodes per second
 
@@ -29,10 +30,10 @@ static bool set_number(const char *text, int low, int high, Field *field) {
 }
 
 static bool set_hash(const ConsoleWords &words) {
-    u8 mode;
+    HashMode mode;
     if (!set_number(words.word[2], HASH_OFF, HASH_KEPT, &mode)) return false;
-    if (mode != HASH_OFF && !hash_memory) print_line("there is no hash table: its size is 0");
-    else hash_enabled = mode;
+    if (mode != HASH_OFF && !hash_table.memory) print_line("there is no hash table: its size is 0");
+    else hash_table.mode = mode;
     return true;
 }
 
@@ -65,7 +66,7 @@ static bool set_level(const ConsoleWords &words) {
     settings.time_mode = static_cast<i16>(moves);
     settings.move_time = static_cast<float>(time);
     settings.time_increment = static_cast<float>(increment);
-    side_clock[WHITE] = side_clock[BLACK] = settings.move_time;
+    game_clock.remaining[WHITE] = game_clock.remaining[BLACK] = settings.move_time;
     print_format("set level to %d moves in %0.2f seconds, inc %0.2f", settings.time_mode,
                  static_cast<double>(settings.move_time), static_cast<double>(settings.time_increment));
     return true;
@@ -87,10 +88,10 @@ static bool set_nodes(const ConsoleWords &words) {
 static bool set_node_rate(const ConsoleWords &words) {
     double rate;
     if (!read_decimal(words.word[2], 1.0, LONGEST, &rate)) return false;
-    target_nps = static_cast<float>(rate);
+    search_run.target_nps = static_cast<float>(rate);
     settings.limit_strength = 1;
-    settings.uci_elo = static_cast<i16>(elo_of_node_rate(static_cast<double>(target_nps)));
-    print_format("target_nps set to %.0f, Elo= %d", static_cast<double>(target_nps), settings.uci_elo);
+    settings.uci_elo = static_cast<i16>(elo_of_node_rate(static_cast<double>(search_run.target_nps)));
+    print_format("target_nps set to %.0f, Elo= %d", static_cast<double>(search_run.target_nps), settings.uci_elo);
     return true;
 }
 
@@ -106,14 +107,7 @@ static bool set_selective_search(const ConsoleWords &words) {
         print_line("selectivity set to OFF");
         return true;
     }
-    // Run-time state survives the reset: quit flag, protocol mode, calibration, the size of the table in use.
-    const Settings now = settings;
     settings = start_settings;
-    settings.quit_flag = now.quit_flag;
-    settings.uci_mode = now.uci_mode;
-    settings.calibration_nps = now.calibration_nps;
-    settings.calibration_elo = now.calibration_elo;
-    settings.hash_mb = now.hash_mb;
     print_line("set default Settings");
     return true;
 }

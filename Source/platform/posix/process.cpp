@@ -26,11 +26,6 @@ void prepare_process() {
     std::signal(SIGXFSZ, SIG_IGN);
 }
 
-void working_directory(char *buffer, int size) {
-    if (size <= 0) return;
-    if (!getcwd(buffer, static_cast<std::size_t>(size))) buffer[0] = '\0';
-}
-
 bool delete_file(const char *path) { return unlink(path) == 0 || errno == ENOENT || errno == ENOTDIR; }
 
 bool file_exists(const char *path) { return access(path, F_OK) == 0; }

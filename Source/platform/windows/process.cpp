@@ -21,11 +21,6 @@ static UINT timer_period;  // 0: none begun
 // No dialog of the system may stop a program that nobody watches.
 void prepare_process() { SetErrorMode(SEM_FAILCRITICALERRORS | SEM_NOGPFAULTERRORBOX); }
 
-void working_directory(char *buffer, int size) {
-    if (size <= 0) return;
-    if (!_getcwd(buffer, size)) buffer[0] = '\0';
-}
-
 bool delete_file(const char *path) { return _unlink(path) == 0 || errno == ENOENT; }
 
 bool file_exists(const char *path) { return _access(path, 0) == 0; }

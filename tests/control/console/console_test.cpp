@@ -1,8 +1,10 @@
 // Console lines: the choice of the command, and the commands that set only a word or two.
 #include "control/console/console.h"
 
+#include "control/driver_state.h"
 #include "control/game_driver.h"
 #include "search/hash_table.h"
+#include "search/search_state.h"
 #include "support/console_fixture.h"
 
 namespace {
@@ -31,31 +33,31 @@ TEST_F(ConsoleCommand, OnlyQuitAndStopActDuringASearch) {
     EXPECT_EQ(fen(), STARTPOS_FEN);
     EXPECT_EQ(settings.max_depth, 80);
     EXPECT_EQ(run("."), "");
-    EXPECT_EQ(stop_search, 1);
+    EXPECT_EQ(search_run.stop, 1);
     run("quit");
-    EXPECT_EQ(settings.quit_flag, 1);
+    EXPECT_EQ(driver.quit, 1);
 }
 
 TEST_F(ConsoleCommand, StopWhileIdleDoesNothing) {
     EXPECT_EQ(run("."), "");
-    EXPECT_EQ(stop_search, 0);
+    EXPECT_EQ(search_run.stop, 0);
 }
 
 TEST_F(ConsoleCommand, Quit) {
     EXPECT_EQ(run("quit"), "");
-    EXPECT_EQ(settings.quit_flag, 1);
+    EXPECT_EQ(driver.quit, 1);
 }
 
 TEST_F(ConsoleCommand, SearchesAreLeftToTheDriver) {
     EXPECT_EQ(run("mv"), "");
     EXPECT_EQ(read_search_state(), SEARCH_GO);
-    EXPECT_EQ(auto_reply, 1);
+    EXPECT_EQ(driver.auto_reply, 1);
     EXPECT_EQ(settings.own_book, 1);
     write_search_state(0);
     settings.ponder = 1;
     run("self");
     EXPECT_EQ(read_search_state(), SEARCH_GO);
-    EXPECT_EQ(self_play, 1);
+    EXPECT_EQ(driver.self_play, 1);
     EXPECT_EQ(settings.ponder, 0);
 }
 
@@ -118,13 +120,13 @@ TEST_F(ConsoleCommand, GoRefusesWhatIsNoDepth) {
 TEST_F(ConsoleCommand, ADotEndsSelfPlay) {
     run("self");
     EXPECT_EQ(run("."), "");  // not begun yet: it does not begin
-    EXPECT_EQ(self_play, 0);
+    EXPECT_EQ(driver.self_play, 0);
     EXPECT_EQ(read_search_state(), 0);
     run("self");
     write_search_state(SEARCH_RUN);
     run(".");
-    EXPECT_EQ(self_play, 0);
-    EXPECT_EQ(stop_search, 1);
+    EXPECT_EQ(driver.self_play, 0);
+    EXPECT_EQ(search_run.stop, 1);
     EXPECT_EQ(read_search_state(), SEARCH_RUN);
 }
 

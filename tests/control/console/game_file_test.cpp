@@ -4,6 +4,7 @@
 #include <filesystem>
 
 #include "search/hash_table.h"
+#include "search/search_state.h"
 #include "support/console_fixture.h"
 
 namespace {
@@ -45,7 +46,7 @@ TEST_F(ConsoleGameFile, Load) {
     settings.move_time = 33.0f;
     expect_board("load games.pgn Alpha", "loading games.pgn, tag Alpha\nread 1 games\n\n");
     EXPECT_EQ(fen(), "r1bqkbnr/pppp1ppp/2n5/4p3/4P3/5N2/PPPP1PPP/RNBQKB1R w KQkq -");
-    EXPECT_EQ(side_clock[0], 33.0f);
+    EXPECT_EQ(game_clock.remaining[0], 33.0f);
     EXPECT_EQ(root_thread_state->game.game_stack[game_ply()].move, 0);
     // The first header block with the tag in any of its lines, and only that block's game.
     run("load games.pgn Alphabet");

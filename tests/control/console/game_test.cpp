@@ -2,6 +2,7 @@
 #include "control/console/game.h"
 
 #include "search/hash_table.h"
+#include "search/search_state.h"
 #include "support/console_fixture.h"
 
 namespace {
@@ -11,12 +12,12 @@ using ConsoleGame = ConsoleFixture;
 TEST_F(ConsoleGame, New) {
     play({"e4", "e5"});
     settings.move_time = 12.5f;
-    side_clock[0] = side_clock[1] = 1.0f;
+    game_clock.remaining[0] = game_clock.remaining[1] = 1.0f;
     const std::string printed = run("new");
     EXPECT_EQ(printed, board());
     EXPECT_EQ(fen(), STARTPOS_FEN);
-    EXPECT_EQ(side_clock[0], 12.5f);
-    EXPECT_EQ(side_clock[1], 12.5f);
+    EXPECT_EQ(game_clock.remaining[0], 12.5f);
+    EXPECT_EQ(game_clock.remaining[1], 12.5f);
     EXPECT_EQ(run("undo"), "");
     EXPECT_EQ(run("]"), "");
 }

@@ -5,6 +5,7 @@
 
 #include "eval/network/forward.h"
 #include "search/hash_table.h"
+#include "search/search_state.h"
 #include "support/console_fixture.h"
 
 namespace {

@@ -2,6 +2,8 @@
 #include "control/console/set.h"
 
 #include "search/hash_table.h"
+#include "search/search_state.h"
+#include "search/strength.h"
 #include "support/console_fixture.h"
 
 namespace {
@@ -10,9 +12,9 @@ using ConsoleSet = ConsoleFixture;
 
 TEST_F(ConsoleSet, SetWords) {
     run("set hash 0");
-    EXPECT_EQ(hash_enabled, 0);
+    EXPECT_EQ(hash_table.mode, 0);
     run("set hash 2");
-    EXPECT_EQ(hash_enabled, 2);
+    EXPECT_EQ(hash_table.mode, 2);
     EXPECT_EQ(run("set noise 2.5"), "");
     EXPECT_EQ(settings.info_min_time, 2.5f);
     run("set multipv 3");
@@ -40,8 +42,8 @@ TEST_F(ConsoleSet, SetLevel) {
     EXPECT_EQ(settings.time_mode, 40);
     EXPECT_EQ(settings.move_time, 330.0f);
     EXPECT_EQ(settings.time_increment, 2.5f);
-    EXPECT_EQ(side_clock[0], 330.0f);
-    EXPECT_EQ(side_clock[1], 330.0f);
+    EXPECT_EQ(game_clock.remaining[0], 330.0f);
+    EXPECT_EQ(game_clock.remaining[1], 330.0f);
     EXPECT_EQ(run("set level 0 90 0"), "set level to 0 moves in 90.00 seconds, inc 0.00\n");
     EXPECT_EQ(run("set level 0 90"), "set level to 0 moves in 90.00 seconds, inc 0.00\n");
     const std::string refusal = "set level takes moves, time (seconds or minutes:seconds) and increment in seconds\n";
@@ -54,14 +56,14 @@ TEST_F(ConsoleSet, SetLevel) {
 
 TEST_F(ConsoleSet, SetNodeRate) {
     EXPECT_EQ(run("set target_nps 20000"), "target_nps set to 20000, Elo= 2835\n");
-    EXPECT_EQ(target_nps, 20000.0f);
+    EXPECT_EQ(search_run.target_nps, 20000.0f);
     EXPECT_EQ(settings.limit_strength, 1);
     EXPECT_EQ(settings.uci_elo, 2835);
     EXPECT_EQ(run("set target_nps 0"), "target_nps set to 1, Elo= 850\n");
 }
 
 TEST_F(ConsoleSet, SetSelectivityOffAndBack) {
-    settings.calibration_nps = 123.0f;
+    calibration.nps = 123.0f;
     EXPECT_EQ(run("set ss 0"), "selectivity set to OFF\n");
     EXPECT_EQ(settings.SEP_depth, 0);
     EXPECT_EQ(settings.NMP_depth, 99);
@@ -75,7 +77,7 @@ TEST_F(ConsoleSet, SetSelectivityOffAndBack) {
     EXPECT_EQ(settings.LMR_depth, 3);
     EXPECT_EQ(settings.max_depth, 80);
     EXPECT_EQ(settings.uci_mode, 0);  // still the console, with its measured speed
-    EXPECT_EQ(settings.calibration_nps, 123.0f);
+    EXPECT_EQ(calibration.nps, 123.0f);
 }
 
 TEST_F(ConsoleSet, SetFields) {
@@ -121,12 +123,13 @@ TEST_F(ConsoleSet, HashWithoutATable) {
     settings.hash_mb = 0;
     testing::internal::CaptureStdout();
     allocate_hash_table();
+    start_console();  // as after "-hash 0"
     testing::internal::GetCapturedStdout();
     const std::string refusal = "there is no hash table: its size is 0\n";
     EXPECT_EQ(run("set hash 1"), refusal);
     run("set ss 1");
     EXPECT_EQ(run("set hash 2"), refusal);
-    EXPECT_EQ(hash_enabled, HASH_OFF);
+    EXPECT_EQ(hash_table.mode, HASH_OFF);
     EXPECT_EQ(settings.hash_mb, 0);
     expect_board("pv", "PV: \n\n");
     settings.hash_mb = size;
@@ -166,7 +169,7 @@ TEST_F(ConsoleSet, BadWordsAndValuesChangeNothing) {
         EXPECT_EQ(run(row.line), row.answer) << row.line;
         EXPECT_EQ(settings.node_limit, NO_NODE_LIMIT);
         EXPECT_EQ(settings.max_depth, 44);
-        EXPECT_EQ(hash_enabled, HASH_ON);
+        EXPECT_EQ(hash_table.mode, HASH_ON);
         EXPECT_EQ(settings.multipv, 1);
         EXPECT_EQ(settings.NMP_depth, 3);
     }

@@ -15,6 +15,8 @@ present() {
         libgtest-dev) has_header gtest/gtest.h ;;
         libbenchmark-dev) has_header benchmark/benchmark.h ;;
         g++-mingw-w64-x86-64-posix) command -v x86_64-w64-mingw32-g++-posix >/dev/null 2>&1 ;;
+        g++-aarch64-linux-gnu) command -v aarch64-linux-gnu-g++ >/dev/null 2>&1 ;;
+        dpkg-dev) command -v dpkg-shlibdeps >/dev/null 2>&1 ;;
         *) command -v "$1" >/dev/null 2>&1 ;;
     esac
 }

@@ -13,6 +13,11 @@ if(EXISTS ${CMAKE_SOURCE_DIR}/CHANGELOG.md)
   list(APPEND PAGES ${CMAKE_SOURCE_DIR}/CHANGELOG.md)
 endif()
 
+# Packed programs have no symbols.
+if(TARN_PACKAGE)
+  target_link_options(tarn PRIVATE -s)
+endif()
+
 if(TARN_PACKAGE STREQUAL "archive")
   install(TARGETS tarn RUNTIME DESTINATION .)
   install(FILES ${PAGES} DESTINATION .)
@@ -41,6 +46,7 @@ elseif(TARN_PACKAGE STREQUAL "deb")
   install(FILES ${CHANGES} ${CMAKE_SOURCE_DIR}/packaging/debian/copyright ${CMAKE_SOURCE_DIR}/README.md
           DESTINATION share/doc/tarn)
   install(DIRECTORY ${CMAKE_SOURCE_DIR}/docs DESTINATION share/doc/tarn PATTERN tarn.6 EXCLUDE)
+  install(FILES ${CMAKE_SOURCE_DIR}/packaging/debian/lintian-overrides DESTINATION share/lintian/overrides RENAME tarn)
   # XBoard finds engines here; the folder names the protocol.
   install(FILES ${CMAKE_SOURCE_DIR}/packaging/tarn.eng DESTINATION share/games/plugins/uci)
   set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
@@ -63,10 +69,13 @@ set(CPACK_PACKAGE_CONTACT ${TARN_MAINTAINER})
 set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "chess engine with a neural network")
 set(CPACK_PACKAGE_DESCRIPTION
     "Tarn plays and analyses chess for a chess interface through the UCI protocol.
-It searches with several threads and scores positions by a neural network that is built in, or by a hand-crafted evaluation. It plays from Polyglot books, probes Syzygy tablebases, plays Chess960 and can limit its strength. A console for people and tools for test suites, books and training data are included.")
+It searches with several threads and scores positions by a neural network
+that is built in, or by a hand-crafted evaluation. It plays from Polyglot
+books, probes Syzygy tablebases, plays Chess960 and can limit its strength.
+A console for people and tools for test suites, books and training data are
+included.")
 set(CPACK_PACKAGE_FILE_NAME tarn-${PROJECT_VERSION}-${SYSTEM}-${TARN_ARCH})
 string(REPLACE armv8-a arm64 CPACK_PACKAGE_FILE_NAME ${CPACK_PACKAGE_FILE_NAME})
-set(CPACK_STRIP_FILES ON)
 set(CPACK_THREADS 1)  # the same bytes every time
 # The times of all packed files are SOURCE_DATE_EPOCH, where it is set.
 set(CPACK_PRE_BUILD_SCRIPTS ${CMAKE_SOURCE_DIR}/cmake/set_times.cmake)

@@ -56,7 +56,7 @@ for package in $packages; do
             build "$package" "$arch" -DTARN_PACKAGE=archive --toolchain cmake/mingw.cmake
             pack "$package" ZIP ;;
         deb)
-            build deb-v3 x86-64-v3 -DTARN_HARDEN=ON "-DTARN_PGO=$trained"
+            build deb-v3 x86-64-v3 -DTARN_PACKAGE=archive -DTARN_HARDEN=ON "-DTARN_PGO=$trained"
             build deb x86-64 -DTARN_PACKAGE=deb -DTARN_HARDEN=ON "-DTARN_PGO=$trained" \
                 "-DTARN_SECOND_PROGRAM=$PWD/build/dist-deb-v3/tarn"
             pack deb DEB ;;

@@ -1,6 +1,7 @@
 // The progress line.
 #include "base/progress.h"
 
+#include <cmath>
 #include <cstdio>
 
 #include "platform/clock.h"
@@ -28,7 +29,7 @@ void show_progress(Progress *progress, double done, i64 count) {
     if (progress->total > 0.0) std::fprintf(stderr, "%5.1f %%  ", 100.0 * done / progress->total);
     std::fprintf(stderr, "%.*f %s/s", rate < 100.0 ? 1 : 0, rate, progress->unit);
     if (progress->total > done && done > 0.0) {
-        const i64 left = static_cast<i64>(seconds * (progress->total - done) / done + 0.5);
+        const i64 left = std::lround(seconds * (progress->total - done) / done);
         std::fprintf(stderr, "  %lld:%02lld:%02lld left", static_cast<long long>(left / 3600),
                      static_cast<long long>(left / 60 % 60), static_cast<long long>(left % 60));
     }

@@ -4,7 +4,6 @@
 #include <cerrno>
 #include <cstring>
 
-#include "base/output.h"
 #include "base/text.h"
 #include "platform/process.h"
 #include "platform/replace_file.h"

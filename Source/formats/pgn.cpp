@@ -6,9 +6,7 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "base/output.h"
 #include "base/text.h"
-#include "formats/text_file.h"
 
 constexpr int COMMENT_MATE_SCORE = 9900;  // centipawns
 constexpr double COMMENT_SCORE_LIMIT = 9000.0;

@@ -7,7 +7,6 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "base/output.h"
 #include "base/text.h"
 
 // A directory can be opened on some systems and fails when it is read.

@@ -24,7 +24,7 @@ __attribute__((constructor(101))) static void check_processor() {
 #define FIND_CPUID(BIT, NAME, LEAF, ECX_BIT) if (has_cpuid_bit(LEAF, ECX_BIT)) found |= 1u << (BIT);
     TARN_FOR_EACH_INSTRUCTION_SET(FIND)
     TARN_FOR_EACH_CPUID_BIT(FIND_CPUID)
-    const u32 missing = needed_instructions & ~found;
+    const u32 missing = NEEDED_INSTRUCTIONS & ~found;
     if (!missing) return;
     std::fputs("Tarn: this processor lacks instructions that this executable was built for:", stderr);
 #define NAME_MISSING(BIT, NAME, ...) if (missing >> (BIT) & 1) std::fputs(" " NAME, stderr);

@@ -1,7 +1,7 @@
 // Compiled like the rest of the program, so that the compiler's own macros tell what it may use.
 #include "platform/processor_needs.h"
 
-const u32 needed_instructions = 0
+const u32 NEEDED_INSTRUCTIONS = 0
 #ifdef __SSE3__
                                 | 1u << 0
 #endif

@@ -36,4 +36,4 @@
     ITEM(11, "f16c", 1, 29)           \
     ITEM(12, "movbe", 1, 22)
 
-extern const u32 needed_instructions;
+extern const u32 NEEDED_INSTRUCTIONS;

@@ -140,7 +140,7 @@ static int read_orders(TbBaseEntry *entry, const TypeView &view, TbCursor *curso
     const TbEncoding encoding = entry->has_pawns ? TB_ENCODE_FILES : TB_ENCODE_PIECES;
     int count = 0;
     for (int group = 0; group < view.groups; ++group) {
-        const u8 *const bytes = tb_take(cursor, static_cast<u64>(entry->num + 1 + more_pawns));
+        const u8 *const bytes = tb_take(cursor, static_cast<u64>(entry->num) + 1 + static_cast<u64>(more_pawns));
         if (!bytes) return 0;
         for (int side = 0; side < view.sides; ++side) {
             TbEncInfo *const info = &view.info[group + view.groups * side];

@@ -3,7 +3,6 @@
 
 #include <cassert>
 #include <climits>
-#include <cstddef>
 
 #include "tablebase/tb_table.h"
 

@@ -169,7 +169,8 @@ static void print_totals(const SuiteTotals &totals) {
     print_format("total nodes= %0.0f", nodes);
     print_format("total time= %0.2f seconds", time);
     print_format("avg depth= %0.1f", n ? static_cast<double>(totals.depth / static_cast<float>(n)) : 0.0);
-    print_format("avg nodes= %0.1f", n ? static_cast<double>(totals.nodes / static_cast<u64>(n)) : 0.0);
+    const u64 average_nodes = n ? totals.nodes / static_cast<u64>(n) : 0;  // whole nodes
+    print_format("avg nodes= %0.1f", static_cast<double>(average_nodes));
     print_format("node_rate= %0.0f", nodes / (time + 0.001));
     print_format("avg bf= %0.2f", n ? static_cast<double>(totals.branching / static_cast<float>(n)) : 0.0);
     print_format("score= %d / %d", totals.points, totals.best_points);

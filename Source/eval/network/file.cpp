@@ -42,9 +42,10 @@ constexpr int WORD_SCALE = 128;           // a weight scale below it: the file's
 constexpr int DEFECT_SIZE = 160;
 constexpr i64 UNKNOWN_SIZE = -1;
 
-// The block of embedded_network.S.
+// The block of embedded_network.S. NOLINTBEGIN(readability-identifier-naming): the names are symbols of that file.
 extern "C" const u8 embedded_network[];
 extern "C" const u8 embedded_network_end[];
+// NOLINTEND(readability-identifier-naming)
 
 static int king_buckets_of(const NetworkHeader &header) {
     return header.king_buckets < FEATURES_PER_BUCKET ? header.king_buckets : header.king_buckets / FEATURES_PER_BUCKET;

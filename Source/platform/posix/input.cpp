@@ -28,8 +28,8 @@ static bool input_is_ready(int milliseconds = 0) {
 }
 
 bool input_is_pipe() {
-    static const bool is_pipe = isatty(STDIN_FILENO) == 0;
-    return is_pipe;
+    static const bool IS_PIPE = isatty(STDIN_FILENO) == 0;
+    return IS_PIPE;
 }
 
 // Counting the waiting bytes does not tell "none yet" from "no more", and some files (a device such

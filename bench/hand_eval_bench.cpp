@@ -4,7 +4,9 @@
 
 #include <vector>
 
+#include "board/fen.h"
 #include "board/make_move.h"
+#include "board/move_tests.h"
 #include "board/moves.h"
 #include "eval/handcrafted/hand_eval.h"
 #include "support/engine.h"

@@ -6,7 +6,9 @@
 #include "benchmark/benchmark.h"
 
 #include "board/exchange.h"
+#include "board/fen.h"
 #include "board/make_move.h"
+#include "board/move_tests.h"
 #include "board/moves.h"
 #include "board/notation.h"
 #include "control/perft.h"

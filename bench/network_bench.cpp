@@ -4,6 +4,7 @@
 
 #include <vector>
 
+#include "board/fen.h"
 #include "eval/network/forward.h"
 #include "support/engine.h"
 

@@ -2,6 +2,7 @@
 #include <benchmark/benchmark.h>
 
 #include "base/settings.h"
+#include "board/fen.h"
 #include "board/make_move.h"
 #include "board/moves.h"
 #include "search/hash_table.h"

@@ -11,6 +11,7 @@
 #include "base/text.h"
 #include "benchmark/benchmark.h"
 #include "board/attacks.h"
+#include "board/fen.h"
 #include "support/engine.h"
 #include "tablebase/tablebase.h"
 #include "tablebase/tb_values.h"

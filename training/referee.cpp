@@ -19,7 +19,9 @@
 
 #include "base/settings.h"
 #include "board/attacks.h"
+#include "board/fen.h"
 #include "board/make_move.h"
+#include "board/move_tests.h"
 #include "board/moves.h"
 #include "board/notation.h"
 #include "search/thread_state.h"

@@ -4,7 +4,7 @@
 
 #include "base/settings.h"
 #include "board/make_move.h"
-#include "board/moves.h"
+#include "board/move_tests.h"
 #include "search/hash_table.h"
 #include "search/root.h"
 #include "search/search_state.h"

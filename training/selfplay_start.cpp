@@ -6,7 +6,9 @@
 #include <cstring>
 
 #include "board/attacks.h"
+#include "board/fen.h"
 #include "board/make_move.h"
+#include "board/move_tests.h"
 #include "board/moves.h"
 #include "formats/epd.h"
 #include "formats/text_file.h"

@@ -1,6 +1,5 @@
-// Move generation, legality and classification. Generators append pseudo-legal moves at `list`,
-// return the new end and write no end mark; the order of their output is fixed, the search's node
-// counts depend on it.
+// Move generation. Generators write pseudo-legal moves at `list` and return the new end; except for generate_all they
+// write no end mark. The order of their output is fixed: the search's node counts depend on it.
 #pragma once
 
 #include "board/position.h"
@@ -36,34 +35,3 @@ constexpr int MOVE_LIST_SIZE = 64 * 27 + 3;
 // Writes all pseudo-legal moves of the side to move and the end mark to `list`, which holds MOVE_LIST_SIZE
 // entries. The side must have a king. Returns the end mark's entry.
 MoveEntry *generate_all(const Position *position, MoveEntry *list);
-
-// True when the pseudo-legal move leaves the own king unattacked; false for move 0. Changes the
-// position for the length of the call.
-bool is_move_legal(Position *position, int side, Move move);
-// True when the side to move has a legal move.
-bool has_legal_move(Position *position);
-// True when `move` is one of the position's legal moves, whatever the word holds.
-bool is_generated_legal_move(Position *position, Move move);
-
-// True when the enemy king is attacked with a piece of `type` arrived on `to` and `from` empty, by
-// that piece or by one behind it. Changes the position for the length of the call.
-bool attacks_king_after(Position *position, int side, int type, Square from, Square to);
-
-enum MoveClass : u8 { MOVE_CAPTURE = 1, MOVE_CHECK = 2, MOVE_PROMOTION = 4, MOVE_SEVENTH = 8, MOVE_SIXTH = 16 };
-// The bits above. Changes the position for the length of the call.
-u8 classify_move(Position *position, int side, const MoveEntry *entry);
-
-// What legality and check tests of one node's moves share, for move loops that try several: with it
-// most moves are judged by a look at two sets. The answers are those of the plain functions. A loop
-// makes it when its second move comes; a cut-off by the first then pays nothing.
-struct MoveTests {
-    bool ready;          // false: the plain functions are asked
-    Bitboard held;       // own pieces alone between the own king and an enemy slider; all when in check
-    Bitboard unveiling;  // own pieces alone between an own slider and the enemy king
-    Bitboard checks[7];  // by piece type: squares from which the enemy king is attacked
-};
-void prepare_move_tests(const Position *position, int side, bool in_check, MoveTests *tests);
-bool is_move_legal_with(const MoveTests *tests, Position *position, int side, Move move);
-u8 classify_move_with(const MoveTests *tests, Position *position, int side, const MoveEntry *entry);
-// attacks_king_after for a mover of `type`, its promotion done.
-bool attacks_king_with(const MoveTests *tests, Position *position, int side, int type, const MoveEntry *entry);

@@ -7,6 +7,7 @@
 #include "base/output.h"
 #include "base/settings.h"
 #include "board/attacks.h"
+#include "board/move_tests.h"
 #include "board/moves.h"
 
 static bool is_castling_text(Move move) {

@@ -7,6 +7,7 @@
 #include "base/output.h"
 #include "base/progress.h"
 #include "base/settings.h"
+#include "board/fen.h"
 #include "board/make_move.h"
 #include "board/notation.h"
 #include "book/book_key.h"

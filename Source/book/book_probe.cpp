@@ -4,7 +4,7 @@
 #include "base/output.h"
 #include "base/random.h"
 #include "base/settings.h"
-#include "board/moves.h"
+#include "board/move_tests.h"
 #include "book/book_key.h"
 #include "platform/clock.h"
 

@@ -7,6 +7,7 @@
 #include "base/output.h"
 #include "board/attacks.h"
 #include "board/make_move.h"
+#include "board/move_tests.h"
 #include "board/moves.h"
 #include "platform/clock.h"
 #include "search/move_picker.h"

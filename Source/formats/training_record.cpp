@@ -1,5 +1,6 @@
 // Packing and unpacking training records.
 #include "formats/training_record.h"
+#include "board/fen.h"
 
 #include <cmath>
 

@@ -9,6 +9,7 @@
 #include "board/attacks.h"
 #include "board/exchange.h"
 #include "board/make_move.h"
+#include "board/move_tests.h"
 #include "board/moves.h"
 #include "eval/evaluate.h"
 #include "platform/clock.h"

@@ -7,6 +7,7 @@
 #include "board/attacks.h"
 #include "board/exchange.h"
 #include "board/make_move.h"
+#include "board/move_tests.h"
 #include "board/moves.h"
 #include "search/hash_table.h"
 #include "search/interior.h"

@@ -7,7 +7,7 @@
 #include "base/output.h"
 #include "base/settings.h"
 #include "board/make_move.h"
-#include "board/moves.h"
+#include "board/move_tests.h"
 #include "board/notation.h"
 #include "search/hash_table.h"
 #include "search/interior.h"

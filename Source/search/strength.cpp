@@ -6,6 +6,7 @@
 
 #include "base/output.h"
 #include "base/settings.h"
+#include "board/fen.h"
 #include "search/root.h"
 #include "search/search_state.h"
 

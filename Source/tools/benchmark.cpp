@@ -4,6 +4,7 @@
 
 #include "base/output.h"
 #include "base/settings.h"
+#include "board/fen.h"
 #include "control/driver_state.h"
 #include "control/run_search.h"
 #include "search/hash_table.h"

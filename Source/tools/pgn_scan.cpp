@@ -7,6 +7,7 @@
 #include "base/progress.h"
 #include "base/settings.h"
 #include "base/text.h"
+#include "board/fen.h"
 #include "board/make_move.h"
 #include "board/notation.h"
 #include "control/driver_state.h"

@@ -9,6 +9,7 @@
 #include "base/progress.h"
 #include "base/settings.h"
 #include "base/text.h"
+#include "board/fen.h"
 #include "control/driver_state.h"
 #include "formats/epd.h"
 #include "formats/output_file.h"

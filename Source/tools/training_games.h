@@ -2,6 +2,7 @@
 // positions from elsewhere (-mktraindata).
 #pragma once
 
+#include "board/fen.h"
 #include "board/position.h"
 
 // One game. The result comes last, so the lines of all plies wait in the record.

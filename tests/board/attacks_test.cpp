@@ -1,5 +1,6 @@
 // Geometry tables, sliding attacks, attackers, pins.
 #include "board/attacks.h"
+#include "board/fen.h"
 #include "gtest/gtest.h"
 #include "support/engine.h"
 #include "support/positions.h"
@@ -72,24 +73,24 @@ TEST_F(AttacksTest, StepTables) {
 TEST_F(AttacksTest, BatteryAppearsWhenTheFrontPieceLeaves) {
     const Position *position = set_up("4k3/8/8/8/8/8/4R3/K3Q3 w - -");
     const Bitboard occupancy = occupied(*position);
-    EXPECT_EQ(attacker_of_square(position, 60, WHITE, occupancy), 12);
-    EXPECT_EQ(attacker_of_square(position, 60, WHITE, occupancy ^ bit(12)), 4);
-    EXPECT_EQ(attacker_of_square(position, 60, WHITE, occupancy ^ bit(12) ^ bit(4)), NO_SQUARE);
+    EXPECT_EQ(attacker_of_square(position, square_of("e8"), WHITE, occupancy), 12);
+    EXPECT_EQ(attacker_of_square(position, square_of("e8"), WHITE, occupancy ^ bit(12)), 4);
+    EXPECT_EQ(attacker_of_square(position, square_of("e8"), WHITE, occupancy ^ bit(12) ^ bit(4)), NO_SQUARE);
 }
 
 TEST_F(AttacksTest, TheLeastValuableComesFirst) {
     const Position *position = set_up("7k/8/8/2q5/3p4/4K3/3N1n2/8 w - -");
     const Bitboard all = occupied(*position);
-    EXPECT_EQ(attacker_of_square(position, 36, WHITE, all), NO_SQUARE);
-    EXPECT_EQ(attacker_of_square(position, 28, WHITE, all), 11);  // e4: knight before king
-    EXPECT_EQ(attacker_of_square(position, 28, WHITE, all ^ bit(11)), 20);
-    EXPECT_EQ(attacker_of_square(position, 20, BLACK, all), 27);  // e3: pawn
+    EXPECT_EQ(attacker_of_square(position, square_of("e5"), WHITE, all), NO_SQUARE);
+    EXPECT_EQ(attacker_of_square(position, square_of("e4"), WHITE, all), 11);  // e4: knight before king
+    EXPECT_EQ(attacker_of_square(position, square_of("e4"), WHITE, all ^ bit(11)), 20);
+    EXPECT_EQ(attacker_of_square(position, square_of("e3"), BLACK, all), 27);  // e3: pawn
     // King and pawn defend the same square: the pawn answers.
     position = set_up("7k/8/8/8/8/3PK3/8/8 w - -");
-    EXPECT_EQ(attacker_of_square(position, 28, WHITE, occupied(*position)), 19);
+    EXPECT_EQ(attacker_of_square(position, square_of("e4"), WHITE, occupied(*position)), 19);
     // Two of a kind: the lower square.
     position = set_up("7k/8/8/8/8/2N1N3/8/4K3 w - -");
-    EXPECT_EQ(attacker_of_square(position, 35, WHITE, occupied(*position)), 18);
+    EXPECT_EQ(attacker_of_square(position, square_of("d5"), WHITE, occupied(*position)), 18);
 }
 
 TEST_F(AttacksTest, SquareAttackedAgreesWithAttackerOfSquare) {

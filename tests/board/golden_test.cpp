@@ -4,6 +4,8 @@
 #include <cstring>
 
 #include "board/exchange.h"
+#include "board/fen.h"
+#include "board/move_tests.h"
 #include "board/moves.h"
 #include "board/notation.h"
 #include "support/engine.h"

@@ -1,6 +1,7 @@
 // Carrying positions forward and back.
 #include <cstring>
 
+#include "board/fen.h"
 #include "board/make_move.h"
 #include "board/moves.h"
 #include "gtest/gtest.h"
@@ -97,9 +98,9 @@ TEST_F(MakeMoveTest, CastlingResetsTheClockOtherKingMovesDoNot) {
 
 TEST_F(MakeMoveTest, KingTakesRookIsRecordedWithTheGoal) {
     Position *position = set_up("4k3/8/8/8/8/8/8/4K2R w K -");
-    make_move(position, make_word(4, 7, CASTLE_KINGSIDE));
+    make_move(position, word_of("e1h1", CASTLE_KINGSIDE));
     EXPECT_EQ(fen_of(position), "4k3/8/8/8/8/8/8/5RK1 b - -");
-    EXPECT_EQ(root_thread_state->game.last_move, make_word(4, 6, CASTLE_KINGSIDE));
+    EXPECT_EQ(root_thread_state->game.last_move, word_of("e1g1", CASTLE_KINGSIDE));
     unmake_move(position);
     EXPECT_EQ(fen_of(position), "4k3/8/8/8/8/8/8/4K2R w K -");
 }
@@ -107,7 +108,7 @@ TEST_F(MakeMoveTest, KingTakesRookIsRecordedWithTheGoal) {
 TEST_F(MakeMoveTest, Chess960KingAlreadyOnItsGoal) {
     Position *position = set_up("4k3/8/8/8/8/8/8/6KR w K -");
     const u64 key = position->key;
-    make_move(position, make_word(6, 6, CASTLE_KINGSIDE));
+    make_move(position, word_of("g1g1", CASTLE_KINGSIDE));
     EXPECT_EQ(fen_of(position), "4k3/8/8/8/8/8/8/5RK1 b - -");
     EXPECT_EQ(position->key, key ^ zobrist[ROOK * 64 + 7] ^ zobrist[ROOK * 64 + 5] ^ zobrist[0] ^ zobrist[1]);
     EXPECT_EQ(position->castling, 0);
@@ -129,7 +130,7 @@ TEST_F(MakeMoveTest, EveryDoubleStepSetsTheTargetAndItsKey) {
     const u64 plain = set_up("4k3/8/8/8/4P3/8/8/4K3 b - -")->key;
     position = set_up("4k3/8/8/8/8/8/4P3/4K3 w - -");
     make_move(position, move_of(position, "e2e4"));
-    EXPECT_EQ(position->ep_square, 20);
+    EXPECT_EQ(position->ep_square, square_of("e3"));
     EXPECT_EQ(position->key, plain ^ zobrist[20]);
 }
 
@@ -144,7 +145,7 @@ TEST_F(MakeMoveTest, EnPassant) {
 
 TEST_F(MakeMoveTest, PromotionOnARooksHome) {
     Position *position = set_up("r3k3/1P6/8/8/8/8/8/4K3 w q -");
-    make_move(position, make_word(49, 56, PROMO_KNIGHT));
+    make_move(position, word_of("b7a8", PROMO_KNIGHT));
     EXPECT_EQ(fen_of(position), "N3k3/8/8/8/8/8/8/4K3 b - -");
     EXPECT_EQ(position->castling, 0);
     EXPECT_EQ(position->pawn_key, 0u);
@@ -154,7 +155,7 @@ TEST_F(MakeMoveTest, PromotionOnARooksHome) {
 
 TEST_F(MakeMoveTest, APromotionWithoutAFlagGivesAQueen) {
     Position *position = set_up("4k3/P7/8/8/8/8/8/4K3 w - -");
-    make_move(position, make_word(48, 56));
+    make_move(position, word_of("a7a8"));
     EXPECT_EQ(fen_of(position), "Q3k3/8/8/8/8/8/8/4K3 b - -");
     unmake_move(position);
     EXPECT_EQ(fen_of(position), "4k3/P7/8/8/8/8/8/4K3 w - -");

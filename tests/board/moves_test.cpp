@@ -1,8 +1,9 @@
-// Generators, legality, classification.
+// The generators: which moves, and in which order.
+#include "board/moves.h"
+
 #include <algorithm>
 
 #include "board/attacks.h"
-#include "board/moves.h"
 #include "gtest/gtest.h"
 #include "support/engine.h"
 #include "support/positions.h"
@@ -26,12 +27,6 @@ protected:
 
 bool contains(const Texts &texts, const char *text) {
     return std::find(texts.begin(), texts.end(), text) != texts.end();
-}
-
-bool is_legal(Position *position, const char *text) {
-    const Move move = move_of(position, text);
-    EXPECT_NE(move, 0) << text << " is not generated";
-    return is_move_legal(position, position->stm, move);
 }
 
 TEST_F(MovesTest, OrderOfTheGenerators) {
@@ -66,7 +61,7 @@ TEST_F(MovesTest, PushOntoTheSeventhRankIsOfNeitherMainGenerator) {
     EXPECT_FALSE(contains(texts_to(position, generate_quiets(position, WHITE, list, NO_SQUARE)), "d6d7"));
     EXPECT_EQ(texts_to(position, generate_seventh_rank_pushes(position, WHITE, list)), Texts{"d6d7"});
     EXPECT_NE(move_of(position, "d6d7"), 0);
-    // Neither with the square ahead taken.
+    // The square ahead is occupied.
     position = set_up("4k3/3n4/3P4/8/8/8/8/4K3 w - -");
     EXPECT_EQ(generate_seventh_rank_pushes(position, WHITE, list), list);
 }
@@ -86,13 +81,6 @@ TEST_F(MovesTest, BlackPromotions) {
               (Texts{"a2a1q", "a2b1q", "h2h1q", "h2g1q"}));
 }
 
-TEST_F(MovesTest, EnPassantThatUncoversTheKingOnTheRank) {
-    Position *position = set_up("8/8/8/K1pP3r/8/8/8/7k w - c6");
-    EXPECT_FALSE(is_legal(position, "d5c6"));
-    position = set_up("8/8/8/K1pP4/8/8/8/7k w - c6");
-    EXPECT_TRUE(is_legal(position, "d5c6"));
-}
-
 TEST_F(MovesTest, EnPassantNeedsItsVictim) {
     // The target is set, but the pawn is not there: no such capture.
     Position *position = set_up("4k3/8/8/4P3/8/8/8/4K3 w - d6");
@@ -103,30 +91,31 @@ TEST_F(MovesTest, EnPassantNeedsItsVictim) {
 
 TEST_F(MovesTest, CheckByAKnightIsCapturedAndNotBlocked) {
     Position *position = set_up("4k3/8/8/8/8/3n4/2P5/3QK3 w - -");
-    EXPECT_EQ(texts_to(position, generate_captures(position, WHITE, list, 19)), (Texts{"c2d3", "d1d3"}));
-    EXPECT_EQ(texts_to(position, generate_quiets(position, WHITE, list, 19)), (Texts{"e1f1", "e1d2", "e1e2", "e1f2"}));
+    EXPECT_EQ(texts_to(position, generate_captures(position, WHITE, list, square_of("d3"))), (Texts{"c2d3", "d1d3"}));
+    EXPECT_EQ(texts_to(position, generate_quiets(position, WHITE, list, square_of("d3"))),
+              (Texts{"e1f1", "e1d2", "e1e2", "e1f2"}));
 }
 
 TEST_F(MovesTest, InterpositionsAgainstASlider) {
     Position *position = set_up("4r2k/8/8/8/8/8/3P4/3RK2N w - -");
-    EXPECT_EQ(texts_to(position, generate_quiets(position, WHITE, list, 60)), (Texts{"e1f1", "e1e2", "e1f2"}));
+    EXPECT_EQ(texts_to(position, generate_quiets(position, WHITE, list, square_of("e8"))),
+              (Texts{"e1f1", "e1e2", "e1f2"}));
     position = set_up("4r2k/8/8/8/8/6N1/8/3RK3 w - -");
-    EXPECT_EQ(texts_to(position, generate_quiets(position, WHITE, list, 60)),
+    EXPECT_EQ(texts_to(position, generate_quiets(position, WHITE, list, square_of("e8"))),
               (Texts{"g3e2", "g3e4", "e1f1", "e1d2", "e1e2", "e1f2"}));
 }
 
 TEST_F(MovesTest, EnPassantStaysOnOfferUnderCheckByThePawn) {
     Position *position = set_up("8/8/8/8/2pPk3/8/8/4K3 b - d3");
-    EXPECT_TRUE(contains(texts_to(position, generate_captures(position, BLACK, list, 27)), "c4d3"));
-    // The pawn d5 checks, and c6 would be the other pawn's way to take it in passing.
+    EXPECT_TRUE(contains(texts_to(position, generate_captures(position, BLACK, list, square_of("d4"))), "c4d3"));
+    // c5 has just passed c6 and checks: d5c6 answers the check by capturing the checker.
     position = set_up("8/8/8/2pP4/3K4/8/8/7k w - c6");
-    EXPECT_TRUE(contains(texts_to(position, generate_captures(position, WHITE, list, 34)), "d5c6"));
-    EXPECT_TRUE(is_legal(position, "d5c6"));
+    EXPECT_TRUE(contains(texts_to(position, generate_captures(position, WHITE, list, square_of("c5"))), "d5c6"));
 }
 
 TEST_F(MovesTest, KingCapturesAreNotBoundToTheTarget) {
     Position *position = set_up("4k3/8/8/8/8/8/3rr3/4K3 w - -");
-    EXPECT_EQ(texts_to(position, generate_captures(position, WHITE, list, 12)), (Texts{"e1d2", "e1e2"}));
+    EXPECT_EQ(texts_to(position, generate_captures(position, WHITE, list, square_of("e2"))), (Texts{"e1d2", "e1e2"}));
 }
 
 TEST_F(MovesTest, StalemateStillHasPseudoLegalMoves) {
@@ -135,66 +124,9 @@ TEST_F(MovesTest, StalemateStillHasPseudoLegalMoves) {
     EXPECT_TRUE(legal_moves(position).empty());
 }
 
-TEST_F(MovesTest, CastlingThroughAttack) {
-    EXPECT_FALSE(is_legal(set_up("4k1r1/8/8/8/8/8/8/R3K2R w KQ -"), "e1g1"));
-    EXPECT_FALSE(is_legal(set_up("4kr2/8/8/8/8/8/8/R3K2R w KQ -"), "e1g1"));
-    EXPECT_FALSE(is_legal(set_up("4r1k1/8/8/8/8/8/8/R3K2R w KQ -"), "e1g1"));  // out of check
-    EXPECT_TRUE(is_legal(set_up("1r2k3/8/8/8/8/8/8/R3K2R w KQ -"), "e1c1"));   // b1 alone does not matter
-    EXPECT_FALSE(is_legal(set_up("2r1k3/8/8/8/8/8/8/R3K2R w KQ -"), "e1c1"));
-}
-
 TEST_F(MovesTest, CastlingNeedsAnEmptyWay) {
     EXPECT_EQ(move_of(set_up("4k3/8/8/8/8/8/8/RN2K2R w KQ -"), "e1c1"), 0);
     EXPECT_EQ(move_of(set_up("4k3/8/8/8/8/8/8/R3KB1R w KQ -"), "e1g1"), 0);
-}
-
-TEST_F(MovesTest, CastlingThatUncoversItsOwnKing) {
-    const Move castling = make_word(3, 2, CASTLE_QUEENSIDE);  // the rook b1 leaves for d1
-    EXPECT_FALSE(is_generated_legal_move(set_up("4k3/8/8/8/8/8/8/qR1K4 w Q -"), castling));
-    EXPECT_TRUE(is_generated_legal_move(set_up("4k3/8/8/8/8/8/8/1R1K4 w Q -"), castling));
-    EXPECT_TRUE(is_generated_legal_move(set_up("4k3/8/8/8/8/8/8/bR1K4 w Q -"), castling));  // no slider on the rank
-}
-
-TEST_F(MovesTest, NoMoveIsNotLegal) {
-    Position *position = set_up(STARTPOS_FEN);
-    EXPECT_FALSE(is_move_legal(position, WHITE, 0));
-    EXPECT_FALSE(is_generated_legal_move(position, 0));
-    EXPECT_FALSE(is_generated_legal_move(position, make_word(4, 28)));
-    EXPECT_FALSE(is_generated_legal_move(position, END_OF_LIST));
-    EXPECT_TRUE(is_generated_legal_move(position, make_word(12, 28)));
-}
-
-TEST_F(MovesTest, LegalityLeavesThePositionAlone) {
-    Position *position = set_up("r3k2r/p1ppqpb1/bn2pnp1/3PN3/1p2P3/2N2Q1p/PPPBBPPP/R3K2R w KQkq -");
-    const Position before = *position;
-    for (const MoveEntry &entry : pseudo_legal_moves(position)) {
-        is_move_legal(position, WHITE, entry.move);
-        classify_move(position, WHITE, &entry);
-        for (int code = 0; code < 16; ++code) ASSERT_EQ(position->pieces[code], before.pieces[code]);
-    }
-}
-
-u8 class_of(const char *fen, const char *text) {
-    Position *position = set_up(fen);
-    for (const MoveEntry &entry : pseudo_legal_moves(position))
-        if (text_of(position, entry.move) == text) return classify_move(position, position->stm, &entry);
-    ADD_FAILURE() << text << " is not generated";
-    return 0;
-}
-
-TEST_F(MovesTest, Classification) {
-    EXPECT_EQ(class_of(STARTPOS_FEN, "e2e4"), 0);
-    EXPECT_EQ(class_of("4k3/8/8/3pP3/8/8/8/4K3 w - d6", "e5d6"), MOVE_CAPTURE | MOVE_SIXTH);
-    EXPECT_EQ(class_of("4k3/8/3p4/4P3/8/8/8/4K3 w - -", "e5e6"), MOVE_SIXTH);
-    EXPECT_EQ(class_of("4k3/8/3p4/4P3/8/8/8/4K3 w - -", "e5d6"), MOVE_CAPTURE);
-    EXPECT_EQ(class_of("7k/8/3P4/8/8/8/8/4K3 w - -", "d6d7"), MOVE_SEVENTH);
-    EXPECT_EQ(class_of("4k3/8/3P4/8/8/8/8/4K3 w - -", "d6d7"), MOVE_SEVENTH | MOVE_CHECK);
-    EXPECT_EQ(class_of("7k/3P4/8/8/8/8/8/4K3 w - -", "d7d8q"), MOVE_PROMOTION | MOVE_CHECK);
-    EXPECT_EQ(class_of("7k/3P4/8/8/8/8/8/4K3 w - -", "d7d8n"), MOVE_PROMOTION);
-    EXPECT_EQ(class_of("4r2k/3P4/8/8/8/8/8/4K3 w - -", "d7e8b"), MOVE_PROMOTION | MOVE_CAPTURE);
-    EXPECT_EQ(class_of("4k3/8/8/8/8/8/4B3/4RK2 w - -", "e2d3"), MOVE_CHECK);  // discovered
-    EXPECT_EQ(class_of("5k2/8/8/8/8/8/8/4K2R w K -", "e1g1"), 0);             // the rook's check does not count
-    EXPECT_EQ(class_of("4k3/8/8/8/8/8/8/6KR w K -", "g1g1"), 0);              // the king stays where it is
 }
 
 }  // namespace

@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "base/settings.h"
+#include "board/fen.h"
 #include "board/moves.h"
 #include "gtest/gtest.h"
 #include "support/engine.h"
@@ -63,7 +64,7 @@ TEST_F(NotationTest, NoMove) {
 
 TEST_F(NotationTest, PromotionSuffixFollowsTheMode) {
     const Position *position = set_up("4k3/P7/8/8/8/8/8/4K3 w - -");
-    const Move move = make_word(48, 56, PROMO_ROOK);
+    const Move move = word_of("a7a8", PROMO_ROOK);
     EXPECT_EQ(text_of(position, move), "a7a8r");
     settings.uci_mode = 0;
     EXPECT_EQ(text_of(position, move), "a7a8=R");
@@ -72,11 +73,11 @@ TEST_F(NotationTest, PromotionSuffixFollowsTheMode) {
 
 TEST_F(NotationTest, CastlingTextFollowsChess960) {
     const Position *position = set_up("4k3/8/8/8/8/8/8/R3K2R w KQ -");
-    EXPECT_EQ(text_of(position, make_word(4, 6, CASTLE_KINGSIDE)), "e1g1");
-    EXPECT_EQ(text_of(position, make_word(4, 2, CASTLE_QUEENSIDE)), "e1c1");
+    EXPECT_EQ(text_of(position, word_of("e1g1", CASTLE_KINGSIDE)), "e1g1");
+    EXPECT_EQ(text_of(position, word_of("e1c1", CASTLE_QUEENSIDE)), "e1c1");
     settings.chess960 = 1;
-    EXPECT_EQ(text_of(position, make_word(4, 6, CASTLE_KINGSIDE)), "e1h1");
-    EXPECT_EQ(text_of(position, make_word(4, 2, CASTLE_QUEENSIDE)), "e1a1");
+    EXPECT_EQ(text_of(position, word_of("e1g1", CASTLE_KINGSIDE)), "e1h1");
+    EXPECT_EQ(text_of(position, word_of("e1c1", CASTLE_QUEENSIDE)), "e1a1");
 }
 
 TEST_F(NotationTest, PawnForms) {
@@ -175,7 +176,7 @@ TEST_F(NotationTest, ParsingLeavesNoTrace) {
     char text[MOVE_TEXT] = "Nf3";
     Move move = 0;
     EXPECT_TRUE(parse_san(position, text, &move));
-    EXPECT_EQ(move, make_word(6, 21));
+    EXPECT_EQ(move, word_of("g1f3"));
     EXPECT_EQ(thread->game.ply, 5);
     EXPECT_EQ(std::memcmp(static_cast<const void *>(plies.data()), thread->plies, sizeof thread->plies), 0);
     EXPECT_EQ(thread->move_pool[0].move, 0);

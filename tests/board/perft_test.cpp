@@ -1,5 +1,6 @@
 // Leaf counts by generation, legality, make and unmake: well-known positions, and the collections
 // of the reference data where they are at hand.
+#include "board/fen.h"
 #include "board/position.h"
 #include "support/engine.h"
 #include "support/positions.h"

@@ -2,6 +2,7 @@
 #include "book/book_key.h"
 
 #include "board/attacks.h"
+#include "board/fen.h"
 #include "board/make_move.h"
 #include "support/engine.h"
 #include "support/shared_data.h"

@@ -6,6 +6,7 @@
 
 #include "base/output.h"
 #include "base/settings.h"
+#include "board/fen.h"
 #include "board/notation.h"
 #include "book/book_key.h"
 #include "book_files.h"

@@ -7,6 +7,7 @@
 
 #include "base/settings.h"
 #include "board/attacks.h"
+#include "board/fen.h"
 #include "board/moves.h"
 #include "board/position.h"
 #include "support/engine.h"

@@ -5,6 +5,7 @@
 #include "gtest/gtest.h"
 
 #include "base/settings.h"
+#include "board/fen.h"
 #include "control/driver_state.h"
 #include "control/uci.h"
 #include "search/hash_table.h"

@@ -4,6 +4,7 @@
 #include <cstdlib>
 
 #include "base/settings.h"
+#include "board/fen.h"
 #include "eval/handcrafted/hand_eval.h"
 #include "eval/network/forward.h"
 #include "gtest/gtest.h"

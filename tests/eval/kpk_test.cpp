@@ -4,6 +4,7 @@
 #include <sstream>
 #include <vector>
 
+#include "board/fen.h"
 #include "support/engine.h"
 #include "support/shared_data.h"
 

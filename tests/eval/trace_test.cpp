@@ -4,6 +4,7 @@
 #include <cstring>
 #include <string>
 
+#include "board/fen.h"
 #include "eval/handcrafted/hand_eval.h"
 #include "eval/network/file.h"
 #include "eval/network/forward.h"

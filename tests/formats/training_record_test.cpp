@@ -3,6 +3,7 @@
 
 #include <cmath>
 
+#include "board/fen.h"
 #include "gtest/gtest.h"
 #include "search/thread_state.h"
 #include "support/engine.h"

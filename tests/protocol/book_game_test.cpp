@@ -4,6 +4,7 @@
 #include <filesystem>
 #include <set>
 
+#include "board/fen.h"
 #include "board/make_move.h"
 #include "board/notation.h"
 #include "book/book_key.h"

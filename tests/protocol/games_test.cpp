@@ -5,6 +5,7 @@
 #include "gtest/gtest.h"
 
 #include "board/make_move.h"
+#include "board/move_tests.h"
 #include "board/moves.h"
 #include "board/notation.h"
 #include "protocol/session.h"

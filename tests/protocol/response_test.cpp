@@ -4,6 +4,7 @@
 
 #include "gtest/gtest.h"
 
+#include "board/fen.h"
 #include "protocol/session.h"
 #include "support/engine.h"
 #include "support/places.h"

@@ -6,6 +6,7 @@
 #include <sstream>
 
 #include "board/attacks.h"
+#include "board/fen.h"
 #include "board/make_move.h"
 #include "protocol/session.h"
 #include "support/shared_data.h"

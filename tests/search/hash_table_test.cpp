@@ -2,6 +2,7 @@
 #include "search/hash_table.h"
 
 #include "base/settings.h"
+#include "board/fen.h"
 #include "board/moves.h"
 #include "gtest/gtest.h"
 #include "support/engine.h"

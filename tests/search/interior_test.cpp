@@ -2,6 +2,7 @@
 #include "search/interior.h"
 
 #include "base/settings.h"
+#include "board/fen.h"
 #include "board/make_move.h"
 #include "board/notation.h"
 #include "gtest/gtest.h"

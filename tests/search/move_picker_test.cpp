@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "board/attacks.h"
+#include "board/fen.h"
 #include "board/moves.h"
 #include "board/notation.h"
 #include "gtest/gtest.h"

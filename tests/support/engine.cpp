@@ -2,6 +2,7 @@
 
 #include "base/settings.h"
 #include "board/attacks.h"
+#include "board/fen.h"
 #include "eval/handcrafted/weights.h"
 #include "eval/kpk.h"
 #include "eval/network/file.h"

@@ -1,6 +1,7 @@
 #include "support/fresh_search.h"
 
 #include "base/settings.h"
+#include "board/fen.h"
 #include "board/notation.h"
 #include "eval/network/forward.h"
 #include "search/hash_table.h"

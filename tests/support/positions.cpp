@@ -2,7 +2,9 @@
 
 #include <cstdlib>
 
+#include "board/fen.h"
 #include "board/make_move.h"
+#include "board/move_tests.h"
 #include "board/moves.h"
 #include "board/notation.h"
 #include "support/shared_data.h"

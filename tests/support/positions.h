@@ -16,6 +16,12 @@ std::vector<MoveEntry> pseudo_legal_moves(Position *position);
 std::string text_of(const Position *position, Move move);
 // The generated move with this protocol text, or 0.
 Move move_of(Position *position, const std::string &text);
+// The square with this name ("e4").
+constexpr Square square_of(const char *name) { return (name[1] - '1') * 8 + name[0] - 'a'; }
+// The move word of coordinate text ("e1g1"), generated or not; the flags are added as given.
+constexpr Move word_of(const char *text, Move flags = 0) {
+    return make_word(square_of(text), square_of(text + 2), flags);
+}
 // Leaves at `depth` (1 or more) by the generators and the legality test alone; nothing is made at the last ply.
 u64 count_leaves(Position *position, int depth);
 // The FEN text of the position without counters.

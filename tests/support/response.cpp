@@ -6,6 +6,7 @@
 #include <random>
 #include <sstream>
 
+#include "board/fen.h"
 #include "board/make_move.h"
 #include "board/position.h"
 #include "support/positions.h"

@@ -3,6 +3,7 @@
 #include <iterator>
 #include <random>
 
+#include "board/fen.h"
 #include "board/make_move.h"
 #include "board/moves.h"
 #include "support/table_directory.h"

@@ -4,6 +4,7 @@
 #include <cmath>
 
 #include "base/settings.h"
+#include "board/fen.h"
 #include "control/driver_state.h"
 #include "search/thread_state.h"
 #include "support/engine.h"

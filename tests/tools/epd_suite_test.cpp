@@ -4,8 +4,9 @@
 #include <set>
 
 #include "base/settings.h"
+#include "board/fen.h"
 #include "board/make_move.h"
-#include "board/moves.h"
+#include "board/move_tests.h"
 #include "board/notation.h"
 #include "formats/epd.h"
 #include "formats/text_file.h"

@@ -5,6 +5,7 @@
 #include <functional>
 
 #include "base/settings.h"
+#include "board/fen.h"
 #include "eval/network/file.h"
 #include "search/thread_state.h"
 #include "support/engine.h"

@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "base/settings.h"
+#include "board/fen.h"
 #include "search/thread_state.h"
 #include "support/engine.h"
 #include "tools/tool_files.h"

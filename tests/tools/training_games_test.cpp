@@ -8,7 +8,8 @@
 
 #include "base/settings.h"
 #include "board/attacks.h"
-#include "board/moves.h"
+#include "board/fen.h"
+#include "board/move_tests.h"
 #include "formats/epd.h"
 #include "formats/text_file.h"
 #include "search/hash_table.h"

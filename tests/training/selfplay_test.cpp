@@ -8,6 +8,7 @@
 #include <gtest/gtest.h>
 
 #include "board/attacks.h"
+#include "board/fen.h"
 #include "board/notation.h"
 #include "control/settings.h"
 #include "eval/evaluate.h"

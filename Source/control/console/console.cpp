@@ -9,6 +9,7 @@
 #include "base/output.h"
 #include "base/settings.h"
 #include "base/text.h"
+#include "board/fen.h"
 #include "control/console/edit.h"
 #include "control/console/game.h"
 #include "control/console/game_file.h"

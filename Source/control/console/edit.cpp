@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "base/output.h"
+#include "board/fen.h"
 #include "control/input_lines.h"
 #include "search/thread_state.h"
 

@@ -9,6 +9,7 @@
 #include "base/settings.h"
 #include "board/attacks.h"
 #include "board/exchange.h"
+#include "board/fen.h"
 #include "board/make_move.h"
 #include "board/notation.h"
 #include "book/book_probe.h"

@@ -1,6 +1,7 @@
 // Console lines: the choice of the command, and the commands that set only a word or two.
 #include "control/console/console.h"
 
+#include "board/fen.h"
 #include "control/driver_state.h"
 #include "control/game_driver.h"
 #include "search/hash_table.h"

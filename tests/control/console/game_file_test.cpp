@@ -3,6 +3,7 @@
 
 #include <filesystem>
 
+#include "board/fen.h"
 #include "search/hash_table.h"
 #include "search/search_state.h"
 #include "support/console_fixture.h"

@@ -1,6 +1,7 @@
 // Setting positions up, walking through the game, the end of a game.
 #include "control/console/game.h"
 
+#include "board/fen.h"
 #include "search/hash_table.h"
 #include "search/search_state.h"
 #include "support/console_fixture.h"

@@ -3,6 +3,7 @@
 
 #include <cstring>
 
+#include "board/fen.h"
 #include "eval/network/forward.h"
 #include "search/hash_table.h"
 #include "search/search_state.h"

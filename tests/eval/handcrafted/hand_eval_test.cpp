@@ -7,6 +7,7 @@
 #include <string>
 
 #include "board/attacks.h"
+#include "board/fen.h"
 #include "eval/handcrafted/parameters.h"
 #include "gtest/gtest.h"
 #include "support/engine.h"

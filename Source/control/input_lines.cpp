@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "base/output.h"
+#include "base/text.h"
 #include "platform/clock.h"
 #include "platform/input.h"
 
@@ -15,6 +16,8 @@ static constexpr int MOST_FAILURES = 10;
 // What was read and not yet taken as a line; '@' marks every line end.
 static char input_pending[INPUT_LINE_SIZE + CHUNK];
 static int pending_size;
+static char put_back[INPUT_LINE_SIZE];
+static bool has_put_back;
 static bool dropping;  // inside the rest of an overlong line
 static bool ended;     // nothing more will come
 static int failed_reads;
@@ -85,8 +88,18 @@ static bool read_console_line(char *line, int size) {
     return true;
 }
 
+void put_back_input_line(const char *line) {
+    copy_text(put_back, line, sizeof put_back);
+    has_put_back = true;
+}
+
 bool poll_input_line(char *line, int size) {
     if (ignored) return false;
+    if (has_put_back) {
+        has_put_back = false;
+        copy_text(line, put_back, static_cast<std::size_t>(size));
+        return true;
+    }
     if (!input_is_pipe()) return !ended && input_key_waiting() && read_console_line(line, size) && line[0];
     for (int chunks = 0; !ended && !find_line_end() && chunks < CHUNKS_PER_POLL; ++chunks)
         if (!read_chunk()) break;
@@ -94,6 +107,7 @@ bool poll_input_line(char *line, int size) {
 }
 
 bool wait_for_input_line(char *line, int size) {
+    if (has_put_back) return poll_input_line(line, size);
     if (!input_is_pipe()) return !ended && read_console_line(line, size);
     while (!poll_input_line(line, size)) {
         if (input_has_ended()) return false;
@@ -105,9 +119,9 @@ bool wait_for_input_line(char *line, int size) {
 // Input that has ended, or is not read, always looks ready, so there is nothing to wait for.
 void pause_for_input(int milliseconds) {
     if (ended || ignored) sleep_milliseconds(milliseconds);
-    else if (!find_line_end()) input_wait(milliseconds);
+    else if (!has_put_back && !find_line_end()) input_wait(milliseconds);
 }
 
 void ignore_piped_input() { ignored = input_is_pipe(); }
 
-bool input_has_ended() { return ended && pending_size == 0; }
+bool input_has_ended() { return ended && pending_size == 0 && !has_put_back; }

@@ -12,6 +12,8 @@ constexpr int IDLE_PAUSE = 10;
 // The next line, without its end, if one can be had without waiting. Empty lines are skipped. A
 // '@' ends a line too. After the end of input an unterminated rest counts as the last line.
 bool poll_input_line(char *line, int size);
+// Makes this the next line again. At most one line can be put back, the last that was polled.
+void put_back_input_line(const char *line);
 // The next line, waiting for it; empty lines count on a console. False at the end of input.
 bool wait_for_input_line(char *line, int size);
 // Waits until the next poll is worth while: up to this many milliseconds, less when input comes.

@@ -30,6 +30,16 @@ TEST(InputLines, OneInputFromItsStartToItsEnd) {
     type("ve \n");
     EXPECT_EQ(polled(), "  five ");
 
+    // A line that is put back comes first, before any wait.
+    type("seven\n");
+    put_back_input_line("six");
+    EXPECT_FALSE(input_has_ended());
+    EXPECT_EQ(polled(), "six");
+    put_back_input_line("six again");
+    EXPECT_TRUE(wait_for_input_line(line, sizeof line));
+    EXPECT_STREQ(line, "six again");
+    EXPECT_EQ(polled(), "seven");
+
     // A buffer that is too small cuts the line; the rest is not the next line.
     char small[4];
     type("abcdef\nnext\n");

@@ -145,6 +145,22 @@ TEST(ConsoleProgram, ADotEndsASearch) {
     EXPECT_EQ(quit_program(&console.program), 0);
 }
 
+// Quiescence alone takes minutes here. The line after "ev" is kept, "." and "quit" are obeyed.
+TEST(ConsoleProgram, EvaluationOfACrowdedPositionCanBeEnded) {
+    const std::string crowded = "fen kqQq1qN1/2QQQ1NQ/1qNn3q/1q3Qq1/2qQ4/1n3Qq1/n5Q1/n2K1Q1Q w - -";
+    Console console;
+    console.all_of(crowded);
+    console.program.send("ev");
+    console.program.lines_within(0.5);
+    console.program.send(".");
+    console.program.wait_for("nne= ");
+    EXPECT_EQ(console.all_of("fen 8/8/4k3/8/2R5/4K3/8/8 w - -").back(), "");
+    console.ask("ev", "nne= ");
+    console.all_of(crowded);
+    console.program.send("ev");
+    EXPECT_EQ(quit_program(&console.program), 0);
+}
+
 TEST(ConsoleProgram, MvPlaysAMove) {
     Console console;
     console.all_of("set depth 3");

@@ -14,7 +14,11 @@
 #include "board/notation.h"
 #include "book/book_probe.h"
 #include "control/console/game.h"
+#include "control/driver_state.h"
+#include "control/input_lines.h"
 #include "eval/trace.h"
+#include "platform/clock.h"
+#include "search/parallel.h"
 #include "search/report.h"
 #include "search/root.h"
 #include "search/search_state.h"
@@ -40,18 +44,45 @@ void show_hash_line() {
     print_board(position);
 }
 
-// A search of depth 0 comes first: it leaves the quiescence score of the position.
+// Nodes of the depth-0 search after which it listens to input. Quiescence needs far fewer in ordinary
+// positions, so a script's "ev" followed by "quit" gets the whole answer.
+static constexpr u64 UNINTERRUPTED_NODES = 200000;
+
+// A search of depth 0, which leaves the quiescence score of the position. It takes hours in positions full of
+// captures, so it runs in the search thread and "." and "quit" end it. Any other line waits for its end.
+static void search_quiescence() {
+    static char line[INPUT_LINE_SIZE];
+    const i16 max_depth = settings.max_depth;
+    settings.max_depth = 0;
+    write_search_state(SEARCH_BENCH);
+    search_setup();
+    if (!start_master_thread()) add_search_state(SEARCH_DONE);
+    bool listening = true;
+    while (!(read_search_state() & SEARCH_DONE)) {
+        const ThreadState *searcher = worker_state(0);
+        const bool is_long = searcher && searcher->nodes >= UNINTERRUPTED_NODES;
+        if (is_long && listening && poll_input_line(line, sizeof line)) {
+            const bool quits = !std::strcmp(line, "quit");
+            if (quits) driver.quit = 1;
+            if (quits || !std::strcmp(line, ".")) search_run.stop = 1;
+            else put_back_input_line(line);
+            listening = false;
+        }
+        sleep_milliseconds(search_run.stop ? 0 : 1);
+    }
+    settings.max_depth = max_depth;
+    write_search_state(0);
+}
+
+// The quiescence search comes first; one that was ended has the static evaluation as its score.
 void show_evaluation() {
     ThreadState *master = root_thread_state;
     if (!is_searchable_position()) return;
     if (const Move last = master->game.last_move)
         print_plain("last move was %d%s %s%s\n", (master->game.game_ply + 1) / 2, master->position.stm ? "." : "...",
                     SQUARE_NAMES[from_of(last)], SQUARE_NAMES[to_of(last)]);
-    const i16 max_depth = settings.max_depth;
-    settings.max_depth = 0;
-    search_on_this_thread(SEARCH_BENCH);
-    settings.max_depth = max_depth;
-    write_search_state(0);
+    search_quiescence();
+    if (driver.quit) return;
     trace_eval(&master->eval, master->position, TRACE_TERMS, published.quiescence_score);
 }
 

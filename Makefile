@@ -27,7 +27,7 @@ ifeq ($(origin EXE),command line)
 endif
 
 .PHONY: build everyday run test play bench install asan tsan clang windows network lint perf profile clean help \
-    exe dist test-dist test-reproducible man
+    exe dist test-dist test-reproducible install-packages
 
 # The program as it is played: trained on its benchmark, and trained anew when a source has changed.
 build:
@@ -79,7 +79,11 @@ bench: build
 	@echo "== whole search"
 	@$(PROGRAM) -pbench -d 13
 
-install: build
+# Python makes the manual page.
+install-packages:
+	@scripts/need_packages.sh python3
+
+install: install-packages build
 	@cmake --install build/release --prefix "$(PREFIX)"
 
 # The program to the path EXE, by the compiler CXX, with what is on the machine: no package is installed.
@@ -95,7 +99,7 @@ exe:
 
 # TRAINED=yes trains the builds that this machine can run; see scripts/make_dist.sh.
 dist:
-	@scripts/need_packages.sh $(BUILD_PACKAGES) g++-mingw-w64-x86-64-posix g++-aarch64-linux-gnu dpkg-dev
+	@scripts/need_packages.sh $(BUILD_PACKAGES) g++-mingw-w64-x86-64-posix g++-aarch64-linux-gnu dpkg-dev python3
 	@TRAINED=$(or $(TRAINED),no) scripts/make_dist.sh $(PACKAGES)
 
 test-dist:
@@ -105,10 +109,6 @@ test-dist:
 test-reproducible:
 	@scripts/need_packages.sh $(BUILD_PACKAGES)
 	@scripts/test_reproducible.sh
-
-man:
-	@scripts/need_packages.sh python3
-	@scripts/make_man.py
 
 asan tsan clang:
 	@scripts/need_packages.sh $(TEST_PACKAGES) $(if $(filter clang,$@),clang)
@@ -150,7 +150,6 @@ help:
 	@echo "              packages and archives in build/dist; make test-dist unpacks and runs them"
 	@echo "make test-reproducible"
 	@echo "              build twice in different folders and compare"
-	@echo "make man      make docs/tarn.6 from the tables of README.md"
 	@echo "make asan     the tests under the address and undefined-behaviour sanitizers"
 	@echo "make tsan     the tests under the thread sanitizer"
 	@echo "make clang    the tests as clang++ builds them"

@@ -11,7 +11,7 @@ export CCACHE_DISABLE=1  # a second compilation is wanted
 # build SOURCE BUILD
 build() {
     mkdir -p "$1"
-    (cd "$root" && tar -cf - CMakeLists.txt cmake docs packaging README.md Source) | tar -xf - -C "$1"
+    (cd "$root" && tar -cf - CMakeLists.txt cmake docs packaging scripts README.md Source) | tar -xf - -C "$1"
     cmake -S "$1" -B "$2" -G Ninja -DCMAKE_BUILD_TYPE=Release -DTARN_TESTS=OFF -DTARN_PGO=OFF >/dev/null
     cmake --build "$2" --target tarn >/dev/null
 }

@@ -1,5 +1,4 @@
-// The hand-crafted evaluation: known scores, each term on a board made for it, the blend, the scale
-// of endings, and the symmetries that must hold.
+// The hand-crafted evaluation as a whole: known scores, the blend, the scale of endings, and its symmetries.
 #include "eval/handcrafted/hand_eval.h"
 
 #include <algorithm>
@@ -8,6 +7,7 @@
 
 #include "board/attacks.h"
 #include "board/fen.h"
+#include "eval/handcrafted/hand_eval_fixture.h"
 #include "eval/handcrafted/parameters.h"
 #include "gtest/gtest.h"
 #include "support/engine.h"
@@ -41,8 +41,6 @@ constexpr Scored SCORED[] = {
     {"8/3k1BB1/2p5/pp1p2P1/8/5RK1/8/7r w - -", 448},
 };
 
-i32 packed(int mg, int eg) { return mg + eg * 65536; }
-
 // The placement seen by the other side, or with files a..h turned to h..a. Castling rights and the
 // en-passant square play no part in this evaluation, so they are left out.
 std::string swap_colours(const std::string &fen) {
@@ -71,40 +69,6 @@ std::string swap_wings(const std::string &fen) {
     }
     return board + fen.substr(blank, 2) + " - -";
 }
-
-struct HandEval : ::testing::Test {
-    ThreadState *thread = start_engine();
-    EvalScratch &scratch = thread->eval.scratch;
-
-    ~HandEval() override { start_engine(); }
-    // The score, computed with all snapshots and no help from the pawn cache.
-    int score(const std::string &fen) {
-        set_position_from_text(&thread->position, fen.c_str());
-        thread->eval.eval_ply = 1;
-        scratch.trace_on = 1;
-        const int result = hand_eval(&thread->eval, thread->position);
-        scratch.trace_on = 0;
-        return result;
-    }
-    i32 term(const std::string &fen, TraceTerm which, int side) {
-        score(fen);
-        return scratch.trace_terms[which][side];
-    }
-    // The score that the stages add up to before the ending scale, from white's view.
-    int unscaled(const std::string &fen) {
-        score(fen);
-        u32 difference = 0;
-        for (const i32(&stage)[2] : scratch.trace_terms)
-            difference += static_cast<u32>(stage[WHITE]) - static_cast<u32>(stage[BLACK]);
-        return blend_score(static_cast<i32>(difference), scratch.phase);
-    }
-    void expect_scale(const std::string &fen, float scale) {
-        const int value = unscaled(fen);
-        EXPECT_GT(std::abs(value), 20) << fen;  // else the factor would hardly show
-        const int expected = static_cast<int>(static_cast<float>(value) * scale);
-        EXPECT_EQ(score(fen), thread->position.stm == WHITE ? expected : -expected) << fen << ": " << value;
-    }
-};
 
 }  // namespace
 
@@ -168,249 +132,6 @@ TEST_F(HandEval, BlendTakesEndGameHalfAsItStands) {
 }
 
 // ---- Pawns ----
-
-TEST_F(HandEval, PawnTables) {
-    // Kings on one wing, then on two: another table.
-    EXPECT_EQ(term("4k3/8/8/8/8/8/4P3/4K3 w - -", TRACE_PAWNS, WHITE), packed(100 - 25 - 9, 100 + 28 - 11));
-    EXPECT_EQ(term("k7/8/8/8/8/8/4P3/4K3 w - -", TRACE_PAWNS, WHITE), packed(100 - 18 - 9, 100 + 8 - 11));
-    // A king on files a..d turns the board: e2 reads as d2.
-    EXPECT_EQ(term("k7/8/8/8/8/8/4P3/K7 w - -", TRACE_PAWNS, WHITE), packed(100 - 31 - 9, 100 + 10 - 11));
-    EXPECT_EQ(term("4k3/8/8/8/8/8/3PP3/4K3 w - -", TRACE_PAWNS, WHITE),
-              packed(200 - 31 - 25 - 2 - 1, 200 + 10 + 28 + 11 + 22));
-}
-
-TEST_F(HandEval, PawnStructure) {
-    // The front pawn of a pair pays; the one behind it is blocked.
-    EXPECT_EQ(term("4k3/8/8/8/8/4P3/4P3/4K3 w - -", TRACE_PAWNS, WHITE),
-              packed(200 - 25 - 28 - 2 * 9 - 2 - 7, 200 + 28 + 19 - 2 * 11 - 4 - 9));
-    // e2 has its only neighbour ahead: weak. d3 is defended.
-    EXPECT_EQ(term("4k3/8/8/8/8/3P4/4P3/4K3 w - -", TRACE_PAWNS, WHITE),
-              packed(200 - 25 - 7 - 35 + 13, 200 + 28 + 5 + 10 + 25));
-    // Any piece ahead blocks; the same on the other side.
-    const i32 open = term("4k3/4p3/8/8/8/8/4P3/4K3 w - -", TRACE_PAWNS, BLACK);
-    EXPECT_EQ(term("4k3/4p3/4N3/8/8/8/4P3/4K3 w - -", TRACE_PAWNS, BLACK) - open, packed(-7, -9));
-}
-
-TEST_F(HandEval, PawnCacheAnswersBehindTheRoot) {
-    set_position_from_text(&thread->position, "4k3/3pp3/8/8/8/8/3PP3/4K3 w - -");
-    const u64 probes = thread->eval.pawn_probes, hits = thread->eval.pawn_hits;
-    thread->eval.eval_ply = 1;
-    const int expected = hand_eval(&thread->eval, thread->position);
-    EXPECT_EQ(hand_eval(&thread->eval, thread->position), expected);
-    EXPECT_EQ(thread->eval.pawn_hits, hits);  // the root computes anew
-    thread->eval.eval_ply = 2;
-    EXPECT_EQ(hand_eval(&thread->eval, thread->position), expected);
-    EXPECT_EQ(thread->eval.pawn_hits, hits + 1);
-    EXPECT_EQ(thread->eval.pawn_probes, probes + 3);
-    // A king that changes wings asks for another entry.
-    set_position_from_text(&thread->position, "3k4/3pp3/8/8/8/8/3PP3/4K3 w - -");
-    hand_eval(&thread->eval, thread->position);
-    set_position_from_text(&thread->position, "3k4/3pp3/8/8/8/8/3PP3/3K4 w - -");
-    hand_eval(&thread->eval, thread->position);
-    EXPECT_EQ(thread->eval.pawn_hits, hits + 1);
-    EXPECT_EQ(thread->eval.pawn_probes, probes + 5);
-    // A piece makes no difference to it.
-    set_position_from_text(&thread->position, "3k2r1/3pp3/8/8/8/8/3PP3/3K2R1 w - -");
-    hand_eval(&thread->eval, thread->position);
-    EXPECT_EQ(thread->eval.pawn_hits, hits + 2);
-}
-
-TEST_F(HandEval, PassedPawnStates) {
-    // Enemy king at distance 3 from e7, own at 6 or more.
-    const i32 kings = packed(0 - 9, 24 - 52);
-    EXPECT_EQ(term("7k/8/4n3/4P3/8/8/8/K7 w - -", TRACE_PASSERS, WHITE), packed(33, 76) + kings);
-    EXPECT_EQ(scratch.free_pawns, 0u);
-    EXPECT_EQ(term("7k/8/8/4P3/8/8/8/K7 w - -", TRACE_PASSERS, WHITE), packed(52, 146) + kings);
-    EXPECT_EQ(scratch.free_pawns, bit(36));
-    // A minor that watches the line, not the next square: may move, is not free.
-    EXPECT_EQ(term("7k/8/6n1/4P3/8/8/8/K7 w - -", TRACE_PASSERS, WHITE), packed(56, 104) + kings);
-    EXPECT_EQ(scratch.free_pawns, 0u);
-    // The next square is guarded: the push loses the pawn.
-    EXPECT_EQ(term("7k/2n5/8/4P3/8/8/8/K7 w - -", TRACE_PASSERS, WHITE), packed(33, 76) + kings);
-    // A rook behind the pawn does not attack the next square now, but will.
-    EXPECT_EQ(term("7k/8/8/4P3/8/8/8/K3r3 w - -", TRACE_PASSERS, WHITE), packed(33, 76) + kings);
-}
-
-TEST_F(HandEval, PassedPawnAndKings) {
-    // The own king on the point ahead: a factor of -1, not -2.
-    EXPECT_EQ(term("7k/4K3/8/4P3/8/8/8/8 w - -", TRACE_PASSERS, WHITE), packed(52 + 0 + 2, 146 + 24 + 13));
-    // Only the front one of two scores; a pawn on its start rank looks two ahead.
-    EXPECT_EQ(term("7k/8/8/4P3/4P3/8/8/K7 w - -", TRACE_PASSERS, WHITE), packed(52 - 9, 146 + 24 - 52));
-    const i32 start = term("7k/8/8/8/8/8/4P3/K7 w - -", TRACE_PASSERS, WHITE);
-    // 0.09 of free; e5 is 3 from h8 and 4 from a1: 0.05 and 0.1 of the king terms.
-    EXPECT_EQ(start, packed(11 + 0 - 1, 32 + 8 - 8));
-}
-
-TEST_F(HandEval, ConnectedPasser) {
-    // d5 guards e6 for the pawn on e5, and e5 guards d6.
-    const i32 pair = term("7k/8/8/3PP3/8/8/8/K7 w - -", TRACE_PASSERS, WHITE);
-    const i32 e5 = term("7k/8/8/4P3/8/8/8/K7 w - -", TRACE_PASSERS, WHITE);
-    const i32 d5 = term("7k/8/8/3P4/8/8/8/K7 w - -", TRACE_PASSERS, WHITE);
-    EXPECT_EQ(pair - e5 - d5, 2 * packed(-4, 24));
-}
-
-TEST_F(HandEval, CandidatePawns) {
-    EXPECT_EQ(term("6k1/3p4/8/8/3PP3/8/8/4K3 w - -", TRACE_PASSERS, WHITE), packed(5, 24));
-    EXPECT_EQ(scratch.candidates, bit(28));
-    EXPECT_EQ(term("6k1/3p4/8/8/4P3/8/8/4K3 w - -", TRACE_PASSERS, WHITE), 0);   // no supporter
-    EXPECT_EQ(term("4k3/3p4/8/8/3PP3/8/8/4K3 w - -", TRACE_PASSERS, WHITE), 0);  // a piece on its line
-    EXPECT_EQ(term("6k1/3p4/8/8/8/3PP3/8/4K3 w - -", TRACE_PASSERS, WHITE), 0);  // not far enough
-    // The pawn on h3 is on the next square by number, and no neighbour of a4.
-    EXPECT_EQ(term("3k4/1p4p1/8/8/P7/7P/8/4K3 w - -", TRACE_PASSERS, WHITE), 0);
-}
-
-// ---- Pieces ----
-
-TEST_F(HandEval, KnightMobilityAndOutpost) {
-    // Eight safe squares, on an outpost without a pawn behind.
-    EXPECT_EQ(term("4k3/8/8/8/3N4/8/8/4K3 w - -", TRACE_KNIGHTS, WHITE),
-              packed(388 + 21 + 29 + 22, 392 + 20 + 30 + 20));
-    // None: both squares hold own pawns.
-    EXPECT_EQ(term("4k3/8/8/8/8/1P6/2P5/N3K3 w - -", TRACE_KNIGHTS, WHITE), packed(388 - 43 - 32, 392 - 23 - 33));
-    // With a pawn behind, the whole of it.
-    const i32 held = term("4k3/8/8/8/3N4/8/8/4K3 w - -", TRACE_KNIGHTS, WHITE);
-    const i32 defended = term("4k3/8/8/8/3N4/2P5/8/4K3 w - -", TRACE_KNIGHTS, WHITE);
-    EXPECT_EQ(defended - held, packed(34 - 22, 30 - 20));
-    // From d3 it only eyes b4, c5, e5 and f4.
-    const i32 eyes = term("4k3/8/8/8/8/3N4/8/4K3 w - -", TRACE_KNIGHTS, WHITE);
-    EXPECT_EQ(eyes, packed(388 + 17 + 29 + 11, 392 + 20 + 30 + 9));
-}
-
-TEST_F(HandEval, BishopsSeeThroughQueens) {
-    const Bitboard behind = bit(44);  // e6, from b3 past d5
-    for (const char *fen : {"4k3/8/8/3Q4/8/1B6/8/4K3 w - -", "4k3/8/8/3q4/8/1B6/8/4K3 w - -"}) {
-        score(fen);
-        EXPECT_TRUE(scratch.attacks[WHITE][BISHOP] & behind) << fen;
-    }
-    for (const char *fen : {"4k3/8/8/3N4/8/1B6/8/4K3 w - -", "4k3/8/8/3r4/8/1B6/8/4K3 w - -"}) {
-        score(fen);
-        EXPECT_FALSE(scratch.attacks[WHITE][BISHOP] & behind) << fen;
-    }
-    // Mobility counts the squares behind the queen on b2, c3..h8, but not the queen's own: six.
-    const i32 through = term("4k3/8/8/8/8/8/1Q6/B3K3 w - -", TRACE_BISHOPS, WHITE);
-    const i32 alone = term("4k3/8/8/8/8/8/8/B3K3 w - -", TRACE_BISHOPS, WHITE);
-    EXPECT_EQ(through - alone, packed(11 - 13, 31 - 36));
-}
-
-TEST_F(HandEval, BishopPairAndRams) {
-    const i32 one = term("4k3/8/8/8/8/8/8/2B1K3 w - -", TRACE_BISHOPS, WHITE);
-    const i32 other = term("4k3/8/8/8/8/8/8/4KB2 w - -", TRACE_BISHOPS, WHITE);
-    EXPECT_EQ(term("4k3/8/8/8/8/8/8/2B1KB2 w - -", TRACE_BISHOPS, WHITE) - one - other, packed(30, 72));
-    // Rams on a4 and e4 (light) and h4 (dark); the bishops can't move, so that mobility stays out of it.
-    const i32 apart = term("4k3/8/p3p2p/8/P3P2P/8/1P1PP1P1/2B1KB2 w - -", TRACE_BISHOPS, WHITE);
-    const i32 rammed = term("4k3/8/8/p3p2p/P3P2P/8/1P1PP1P1/2B1KB2 w - -", TRACE_BISHOPS, WHITE);
-    EXPECT_EQ(rammed - apart, 3 * packed(-8, -18));
-    const i32 light_only = term("4k3/8/8/p3p2p/P3P2P/8/1P1PP1P1/4KB2 w - -", TRACE_BISHOPS, WHITE);
-    const i32 light_apart = term("4k3/8/p3p2p/8/P3P2P/8/1P1PP1P1/4KB2 w - -", TRACE_BISHOPS, WHITE);
-    EXPECT_EQ(light_only - light_apart, 2 * packed(-8, -18));
-    // Two bishops of one colour see its rams once.
-    const i32 twins = term("4k3/8/8/p3p2p/P3P2P/8/1P1PP1P1/1B2KB2 w - -", TRACE_BISHOPS, WHITE);
-    const i32 twins_apart = term("4k3/8/p3p2p/8/P3P2P/8/1P1PP1P1/1B2KB2 w - -", TRACE_BISHOPS, WHITE);
-    const i32 twin_b1 = term("4k3/8/8/p3p2p/P3P2P/8/1P1PP1P1/1B2K3 w - -", TRACE_BISHOPS, WHITE);
-    const i32 twin_b1_apart = term("4k3/8/p3p2p/8/P3P2P/8/1P1PP1P1/1B2K3 w - -", TRACE_BISHOPS, WHITE);
-    EXPECT_EQ(twins - twins_apart, twin_b1 - twin_b1_apart);
-}
-
-TEST_F(HandEval, RooksSeeThroughOwnRooks) {
-    score("4k3/8/8/8/R2R2r1/8/8/4K3 w - -");
-    EXPECT_EQ(scratch.attacks[WHITE][ROOK] & 0xFF000000ULL, 0x7F000000ULL);  // b4..g4 and a4, not h4
-    score("4k3/8/8/8/R2r4/8/8/4K3 w - -");
-    EXPECT_EQ(scratch.attacks[WHITE][ROOK] & 0xFF000000ULL, 0x0E000000ULL);  // b4..d4
-    score("4k3/8/8/8/R2Q4/8/8/4K3 w - -");
-    EXPECT_TRUE(scratch.attacks[WHITE][ROOK] & bit(31));
-}
-
-TEST_F(HandEval, RookFilesAndSeventh) {
-    // The open file and three squares of it in the enemy half, against a file with a pawn of either side.
-    const i32 open = term("4k3/8/8/8/8/8/P7/1R2K3 w - -", TRACE_ROOKS, WHITE);
-    const i32 half = term("4k3/1p6/8/8/8/8/P7/1R2K3 w - -", TRACE_ROOKS, WHITE);
-    EXPECT_EQ(open - half, packed(17 + 5, -2 + 6));  // b8 is cut off too; mobility stays at its top
-    const i32 behind = term("4k3/1R6/8/8/8/8/8/4K3 w - -", TRACE_ROOKS, WHITE);
-    const i32 ahead = term("8/1R6/4k3/8/8/8/8/4K3 w - -", TRACE_ROOKS, WHITE);
-    EXPECT_EQ(behind - ahead, packed(7, 25));
-}
-
-TEST_F(HandEval, QueenBatteriesCountAsDoubleAttacks) {
-    score("4k3/8/8/8/Q2R4/8/8/4K3 w - -");
-    EXPECT_FALSE(scratch.attacks[WHITE][QUEEN] & bit(29));  // f4 lies behind the rook
-    EXPECT_TRUE(scratch.double_attacks[WHITE] & bit(29));
-}
-
-// ---- Kings ----
-
-TEST_F(HandEval, KingWithoutHeavyEnemies) {
-    // No shield and no danger without an enemy rook or queen: table, and one step to the pawns' path.
-    EXPECT_EQ(term("4k3/8/8/8/8/8/PPP5/K7 w - -", TRACE_KING, WHITE), packed(7, -79 - 20));
-    EXPECT_EQ(scratch.king_zone[WHITE], king_attacks[9] | bit(9));  // a1 has its zone around b2
-    // With a rook: a full shield gives nothing, the safe check on h1 counts.
-    EXPECT_EQ(term("4k2r/8/8/8/8/8/PPP5/K7 w - -", TRACE_KING, WHITE), packed(7 - 43, -79 - 20 - 10));
-    // Without the pawn on b2 three squares of the shield are missing, and b1..h1 stays as it was.
-    EXPECT_EQ(term("4k2r/8/8/8/8/8/P1P5/K7 w - -", TRACE_KING, WHITE), packed(7 - 43 - 12, -79 - 20 - 10 + 1));
-}
-
-TEST_F(HandEval, KingDanger) {
-    // Black king g8 without a shield, both rooks at its zone, one safe check on g1. The danger is
-    // 2 * 4 - 2 + 4 * 7 = 34, of which 34 * 34 * 0.0015 of king_danger2 counts.
-    EXPECT_EQ(term("6k1/8/8/8/8/8/PPP5/1K3R1R w - -", TRACE_KING, BLACK),
-              packed(10 - 37 - 43 - 178 + 2, -50 + 4 - 10 + 34 - 60));
-    EXPECT_EQ(scratch.king_attack[BLACK], 8);
-    // A queen that attacks nothing makes it king_danger1.
-    EXPECT_EQ(term("6k1/8/8/8/8/8/PPP5/QK3R1R w - -", TRACE_KING, BLACK),
-              packed(10 - 37 - 43 - 447 + 2, -50 + 4 - 10 + 109 - 60));
-    // A pawn one step from the zone counts from the start, and cuts the rook off.
-    score("6k1/8/8/5P2/8/8/1PP5/1K3R1R w - -");
-    EXPECT_EQ(scratch.king_attack[BLACK], 2 + 4);
-}
-
-TEST_F(HandEval, TrappedKing) {
-    // a1 behind own pieces only, then with a free square.
-    const i32 trapped = term("4k3/8/8/8/8/8/BN6/KB6 w - -", TRACE_KING, WHITE);
-    const i32 mobile = term("4k3/8/8/8/8/8/B7/KB6 w - -", TRACE_KING, WHITE);
-    EXPECT_EQ(trapped - mobile, packed(-6, -41));
-}
-
-TEST_F(HandEval, KingFarFromAllPawns) {
-    EXPECT_EQ(term("4k3/8/8/8/8/8/8/4KN2 w - -", TRACE_KING, WHITE), packed(-13, -50));  // no pawns: nothing
-    // The black pawn's path is a6..a1: three steps from the neighbours of e1.
-    EXPECT_EQ(term("4k3/p7/8/8/8/8/8/4KN2 w - -", TRACE_KING, WHITE), packed(-13 + 2, -50 - 60));
-    // A pawn on the last rank, as only an editor can put it, has no path at all: no endless search.
-    EXPECT_EQ(term("P3k3/8/8/8/8/8/8/4KN2 w - -", TRACE_KING, WHITE), packed(-13 + 4, -50 - 101));
-}
-
-// ---- Threats ----
-
-TEST_F(HandEval, HungMajors) {
-    EXPECT_EQ(term("4k3/8/8/8/3p4/2R1R3/8/4K3 w - -", TRACE_THREATS, WHITE), 2 * packed(-68, -31));
-    EXPECT_EQ(scratch.hung_pieces, bit(18) | bit(20));
-    EXPECT_EQ(term("r3k3/8/8/8/8/8/8/R3K3 w - -", TRACE_THREATS, WHITE), 0);  // by a rook only
-    EXPECT_EQ(scratch.hung_pieces, 0u);
-}
-
-TEST_F(HandEval, AttackedPawnsAndMinors) {
-    // The rook attacks a pawn that a king covers, then one that nothing covers.
-    EXPECT_EQ(term("4k3/8/8/4r3/8/8/4P3/4K3 w - -", TRACE_THREATS, WHITE), packed(0, -24));
-    EXPECT_EQ(term("4k3/8/8/4r3/8/8/4P3/1K6 w - -", TRACE_THREATS, WHITE), packed(-14, -53));
-    EXPECT_EQ(scratch.hung_pieces, bit(12));
-    // A bishop that a king covers and a pawn attacks is both.
-    EXPECT_EQ(term("4k3/8/8/8/6p1/5B2/5K2/8 w - -", TRACE_THREATS, WHITE), packed(-64 - 8, -57 - 31));
-    // Covered by a pawn: not hung, not attacked.
-    EXPECT_EQ(term("1r2k3/8/8/8/8/1N6/P7/6K1 w - -", TRACE_THREATS, WHITE), 0);
-}
-
-TEST_F(HandEval, PushThreats) {
-    EXPECT_EQ(term("4k3/8/8/3n4/8/8/4P3/4K3 w - -", TRACE_THREATS, BLACK), packed(-17, -23));  // e2-e4
-    EXPECT_EQ(term("4k3/8/8/3n4/8/4b3/4P3/4K3 w - -", TRACE_THREATS, BLACK), 0);               // e3 must be empty too
-    EXPECT_EQ(term("4k3/8/8/3n1p2/8/8/4P3/4K3 w - -", TRACE_THREATS, BLACK), 0);  // e4 is guarded by a pawn
-    // A piece that hangs already is not counted again.
-    EXPECT_EQ(term("4k3/8/8/3n4/8/8/B3P3/4K3 w - -", TRACE_THREATS, BLACK), packed(-64, -57));
-}
-
-TEST_F(HandEval, PinnedPieces) {
-    // The rook covers nothing and is attacked, but only the pin counts.
-    EXPECT_EQ(term("4k3/4r3/8/8/8/8/4R3/4K3 w - -", TRACE_THREATS, WHITE), packed(-48, -83));
-}
-
-// ---- Endings ----
 
 TEST_F(HandEval, WrongBishopIsAlmostADraw) {
     expect_scale("7k/8/8/8/8/3B3P/7P/4K3 w - -", 0.05f);

@@ -1,65 +1,24 @@
-// The network: where it comes from, damaged files, the forward pass against a second one, the snapshot.
-#include <sys/resource.h>
-#include <unistd.h>
+// The forward pass against a second implementation: accumulators, output heads, bounds.
+#include "eval/network/forward.h"
 
 #include <cstdlib>
-#include <cstring>
-#include <new>
+#include <vector>
 
-#include "base/output.h"
-#include "base/settings.h"
-#include "base/text.h"
 #include "board/fen.h"
 #include "board/make_move.h"
 #include "board/move_tests.h"
 #include "board/moves.h"
-#include "eval/network/file.h"
-#include "eval/network/forward.h"
+#include "eval/network/network_fixture.h"
 #include "eval/network/reference_network.h"
-#include "eval/network/rows.h"
-#include "support/engine.h"
 #include "support/shared_data.h"
 
 namespace {
-
-// While set, aligned allocations that may fail do fail.
-bool refuse_memory;
-
-int network_score(ThreadState *thread) {
-    int score = 0;
-    EXPECT_TRUE(network_eval(&thread->eval, thread->position, &score));
-    return score;
-}
-
-struct NetworkTest : ::testing::Test {
-    ThreadState *thread = start_engine();
-
-    // Sets up a position and evaluates it at `ply`.
-    int score_of(const char *fen, int ply) {
-        set_position_from_text(&thread->position, fen);
-        thread->eval.eval_ply = static_cast<i16>(ply);
-        return network_score(thread);
-    }
-    // Loads a file (or source) and returns what was printed.
-    std::string load(const std::string &name) {
-        copy_text(settings.nn_file, name.c_str(), sizeof settings.nn_file);
-        ::testing::internal::CaptureStdout();
-        load_network();
-        return ::testing::internal::GetCapturedStdout();
-    }
-    ~NetworkTest() override {
-        load("embedded");
-        refuse_memory = false;
-    }
-};
 
 std::string fen_of(const Position &position) {
     char text[FEN_SIZE];
     position_to_fen(&position, text, 0);
     return text;
 }
-
-constexpr const char *KIWI = "r3k2r/p1ppqpb1/bn2pnp1/3PN3/1p2P3/2N2Q1p/PPPBBPPP/R3K2R w KQkq -";
 
 // Plays random legal moves; true when one was found. Starts again from `fen` at the end of a game.
 void random_step(ThreadState *thread, u32 &seed, const char *fen) {
@@ -87,169 +46,6 @@ void compare_halves(ThreadState *thread, const ReferencePass &reference) {
 }
 
 }  // namespace
-
-// Aligned blocks of the test program, with room for the address that malloc gave just before them.
-void *operator new(std::size_t size, std::align_val_t alignment, const std::nothrow_t &) noexcept {
-    if (refuse_memory) return nullptr;
-    const std::size_t align = static_cast<std::size_t>(alignment);
-    char *block = static_cast<char *>(std::malloc(size + align + sizeof(void *)));
-    if (!block) return nullptr;
-    const std::size_t start = reinterpret_cast<std::size_t>(block) + sizeof(void *);
-    void *result = block + sizeof(void *) + (align - start % align) % align;
-    std::memcpy(static_cast<char *>(result) - sizeof(void *), &block, sizeof block);
-    return result;
-}
-void *operator new(std::size_t size, std::align_val_t alignment) {
-    return ::operator new(size, alignment, std::nothrow);
-}
-void operator delete(void *block, std::align_val_t) noexcept {
-    if (!block) return;
-    void *origin;
-    std::memcpy(&origin, static_cast<char *>(block) - sizeof(void *), sizeof origin);
-    std::free(origin);
-}
-void operator delete(void *block, std::size_t, std::align_val_t alignment) noexcept {
-    ::operator delete(block, alignment);
-}
-
-TEST_F(NetworkTest, EmbeddedNetworkIsWhatTheFileSays) {
-    EXPECT_EQ(load("embedded"), "info string loaded embedded network\n");
-    const std::string path = project_path("Source/eval/network/embedded_network.bin");
-    std::ifstream file(path, std::ios::binary);
-    const std::string bytes((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
-    ASSERT_GT(bytes.size(), 24u);
-    i16 header[10];
-    std::memcpy(header, bytes.data(), sizeof header);
-    EXPECT_EQ(network.id, header[0]);
-    EXPECT_EQ(network.activation_scale, header[1]);
-    EXPECT_EQ(network.hidden_size, header[6]);
-    EXPECT_EQ(network.output_count, header[9]);
-    EXPECT_EQ(network.weight_count, network.king_buckets * network.hidden_size * 384 + 9 * network.hidden_size);
-    ASSERT_GE(network.weight_scale, 128);
-    ASSERT_EQ(bytes.size(), 24u + 2u * static_cast<std::size_t>(network.weight_count));
-    EXPECT_EQ(std::memcmp(network.weights, bytes.data() + 24, bytes.size() - 24), 0);
-}
-
-TEST_F(NetworkTest, NewNetworkHasTheStandardShape) {
-    EXPECT_EQ(load("new"), "creating new net...\n");
-    EXPECT_EQ(network.id, 770);
-    EXPECT_EQ(network.activation_scale, 1500);
-    EXPECT_EQ(network.weight_scale, 3000);
-    EXPECT_EQ(network.output_scale, 400);
-    EXPECT_EQ(network.king_buckets, 2);
-    EXPECT_EQ(network.flags, 1);
-    EXPECT_EQ(network.hidden_size, 2560);
-    EXPECT_EQ(network.output_count, 5);
-    EXPECT_EQ(network.first_layer_count, 1966080);
-    EXPECT_EQ(network.weight_count, 1989120);
-    EXPECT_EQ(network.output_rows - network.first_layer, 1966080);
-    EXPECT_EQ(network.hidden_biases - network.output_rows, 20480);
-    EXPECT_EQ(score_of(KIWI, 1), 0);
-}
-
-TEST_F(NetworkTest, StoredBucketsMayBeFeatures) {
-    for (const auto &[stored, buckets] : {std::pair<i16, int>{1536, 2}, {2, 2}, {768, 1}, {2303, 2}, {767, 767}}) {
-        TestNetwork sample;
-        sample.king_buckets = stored;
-        sample.hidden_size = 2;
-        fill_weights(sample, 100, 1);
-        const std::string path = write_network(sample, "tarn_buckets.bin");
-        EXPECT_EQ(load(path), "info string loaded " + path + "\n");
-        EXPECT_EQ(network.king_buckets, buckets);
-        EXPECT_EQ(network.first_layer_count, buckets * 768);
-        EXPECT_EQ(network.weight_count, buckets * 768 + 18);
-        EXPECT_EQ(network.flags, 1);
-    }
-}
-
-TEST_F(NetworkTest, WeightScaleChoosesTheWidth) {
-    for (const i16 scale : {i16{127}, i16{128}, i16{-5}}) {
-        TestNetwork sample;
-        sample.weight_scale = scale;
-        fill_weights(sample, 127, 7);
-        sample.weights[0] = -128;
-        const std::string path = write_network(sample, "tarn_width.bin");
-        EXPECT_EQ(load(path), "info string loaded " + path + "\n");
-        ASSERT_EQ(network.weight_count, sample.total());
-        for (int i = 0; i < network.weight_count; ++i) ASSERT_EQ(network.weights[i], sample.weights[i]) << i;
-    }
-}
-
-TEST_F(NetworkTest, NamesAreComparedWhole) {
-    EXPECT_EXIT(load("embedded2"), ::testing::ExitedWithCode(0), "");
-    EXPECT_EXIT(load("new.bin"), ::testing::ExitedWithCode(0), "");
-    EXPECT_EXIT(
-        {
-            copy_text(settings.nn_file, "/no/such/file", sizeof settings.nn_file);
-            std::fflush(stdout);
-            dup2(2, 1);  // the message, where the test can see it
-            load_network();
-        },
-        ::testing::ExitedWithCode(0), "^info string can't open /no/such/file\n$");
-}
-
-TEST_F(NetworkTest, CutFilesFallBackToTheEmbeddedNetwork) {
-    load("embedded");
-    const int expected = score_of(KIWI, 1);
-    TestNetwork sample;
-    fill_weights(sample, 300, 3);
-    const std::size_t size = 24 + 2 * sample.weights.size();
-    const std::string loaded = "; using the embedded network\ninfo string loaded embedded network\n";
-    for (const std::size_t left : {std::size_t{0}, std::size_t{1}, std::size_t{23}}) {
-        const std::string path = write_network(sample, "tarn_cut.bin", size - left);
-        EXPECT_EQ(load(path), "info string " + path + ": header cut short" + loaded);
-        EXPECT_EQ(score_of(KIWI, 1), expected);
-    }
-    const std::string total = std::to_string(sample.total());
-    for (const std::size_t cut : {std::size_t{1}, std::size_t{2}, size - 24}) {
-        const std::string path = write_network(sample, "tarn_cut.bin", cut);
-        const std::string came = std::to_string((size - 24 - cut) / 2);
-        EXPECT_EQ(load(path), "info string " + path + ": cut short, " + came + " of " + total + " weights" + loaded);
-        EXPECT_EQ(score_of(KIWI, 1), expected);
-    }
-    const std::string folder = ::testing::TempDir();
-    EXPECT_EQ(load(folder), "info string " + folder + ": header cut short" + loaded);
-    EXPECT_EQ(score_of(KIWI, 1), expected);
-}
-
-TEST_F(NetworkTest, AbsurdHeadersFallBackToTheEmbeddedNetwork) {
-    load("embedded");
-    const int expected = score_of(KIWI, 1);
-    const auto refused = [&](const TestNetwork &absurd, const std::string &reason) {
-        TestNetwork small = absurd;  // a few weights behind the header, whatever it says
-        small.weights.assign(1000, 5);
-        const std::string path = write_network(small, "tarn_absurd.bin");
-        EXPECT_EQ(load(path), "info string " + path + ": " + reason +
-                                  "; using the embedded network\ninfo string loaded embedded network\n");
-        EXPECT_EQ(score_of(KIWI, 1), expected);
-    };
-    TestNetwork sample;
-    for (const i16 size : {i16{0}, i16{-2}, i16{63}, i16{-32768}, i16{32767}}) {
-        sample.hidden_size = size;
-        refused(sample, "hidden size " + std::to_string(size) + " is not a positive even number");
-    }
-    sample.hidden_size = 32766;
-    refused(sample, "cut short, 1000 of 25459182 weights");
-    sample.king_buckets = 767;
-    refused(sample, "9650799342 weights are too many");
-    sample.king_buckets = 0;
-    refused(sample, "0 king buckets");
-    sample.king_buckets = -3;
-    refused(sample, "-3 king buckets");
-    sample = TestNetwork();
-    sample.activation_scale = 0;
-    refused(sample, "activation scale 0");
-}
-
-TEST_F(NetworkTest, MoreBytesThanNeededAreNoFault) {
-    TestNetwork sample;
-    fill_weights(sample, 300, 3);
-    sample.weights.push_back(77);
-    sample.weight_count = 12;  // never believed
-    const std::string path = write_network(sample, "tarn_long.bin");
-    EXPECT_EQ(load(path), "info string loaded " + path + "\n");
-    EXPECT_EQ(network.weight_count, sample.total());
-}
 
 // Random games on made-up networks of many sizes, each pass against the reference: sums, activated
 // values, head, unscaled output and score. Large weights saturate the sums, where the order shows.
@@ -432,23 +228,6 @@ TEST_F(NetworkTest, NearestPassEqualsLastPass) {
     free_thread_state(other);
 }
 
-// Own pawns on eight squares with 4000 each and one bias: 32000 + bias must stay below 32767.
-TEST_F(NetworkTest, RangeOfSums) {
-    for (const int sign : {-1, 1})
-        for (const int bias : {0, 766, 767, 800}) {
-            TestNetwork sample;
-            sample.hidden_size = 130;
-            fill_weights(sample, 0, 1);
-            constexpr int NODE = 64, HALF = 65, SECOND_BUCKET = 768;
-            for (int square = 16; square < 56; ++square)  // forty squares, of which eight count
-                sample.weights[static_cast<std::size_t>((SECOND_BUCKET + square) * HALF + NODE)] =
-                    static_cast<i16>(sign * 4000);
-            sample.weights[sample.weights.size() - HALF + NODE] = static_cast<i16>(sign * bias);
-            load(write_network(sample, "tarn_range.bin"));
-            EXPECT_EQ(network.never_saturates, bias < 767) << bias;
-        }
-}
-
 TEST_F(NetworkTest, HeadsByMaterial) {
     // clang-format off
     const std::pair<const char *, int> heads[] = {
@@ -570,45 +349,4 @@ TEST_F(NetworkTest, FailedAllocation) {
     EXPECT_EQ(other->eval.acc_cache, nullptr);
     free_network_buffers(&other->eval);
     free_thread_state(other);
-}
-
-TEST_F(NetworkTest, NoMemoryForTheWeightsEndsTheProgram) {
-    EXPECT_EXIT(
-        {
-            std::fflush(stdout);
-            dup2(2, 1);
-            rlimit no_more{};
-            no_more.rlim_cur = no_more.rlim_max = 1;
-            setrlimit(RLIMIT_AS, &no_more);
-            std::strcpy(settings.nn_file, "new");
-            load_network();
-        },
-        ::testing::ExitedWithCode(1), "allocating memory for net failed!");
-}
-
-// Vector code against its plain twin, on rows and lengths chosen for the borders of saturation.
-TEST(NetworkRows, VectorEqualsPortable) {
-    constexpr int LENGTH = 431;
-    u32 seed = 17;
-    std::vector<std::vector<i16>> rows(9, std::vector<i16>(LENGTH));
-    const i16 edges[] = {32767, -32768, 0, -1, 1, -63, -64, -65, 63, 64, 32766, -32767};
-    for (std::vector<i16> &row : rows)
-        for (i16 &word : row)
-            word = next_random(seed) % 3 ? static_cast<i16>(next_random(seed)) : edges[next_random(seed) % 12];
-    for (int length : {1, 15, 16, 17, 127, 128, 129, 144, 256, 300, LENGTH})
-        for (int count = 0; count <= 6; ++count) {
-            RowStep steps[6];
-            for (int i = 0; i < count; ++i)
-                steps[i] = {rows[static_cast<std::size_t>(i)].data(), next_random(seed) % 2 == 0};
-            std::vector<i16> sums(rows[7]), twin_sums(LENGTH, 9);
-            // In place, as from the snapshot, against apart, as from the biases.
-            const u32 sum = pass_half({sums.data(), steps, count, sums.data(), rows[8].data()}, length);
-            const u32 twin =
-                pass_half_portable({rows[7].data(), steps, count, twin_sums.data(), rows[8].data()}, 0, length);
-            EXPECT_EQ(sum, twin);
-            for (int i = 0; i < length; ++i) ASSERT_EQ(sums[i], twin_sums[i]);
-            if (length < LENGTH) {
-                EXPECT_EQ(twin_sums[static_cast<std::size_t>(length)], 9);
-            }
-        }
 }

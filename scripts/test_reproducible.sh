@@ -8,14 +8,20 @@ scratch=$(mktemp -d)
 trap 'rm -rf "$scratch"' EXIT
 export CCACHE_DISABLE=1  # a second compilation is wanted
 
-# build SOURCE BUILD
-build() {
+# copy FOLDER: what the program is built from.
+copy() {
     mkdir -p "$1"
     (cd "$root" && tar -cf - CMakeLists.txt cmake docs packaging scripts README.md Source) | tar -xf - -C "$1"
+}
+
+# build SOURCE BUILD
+build() {
     cmake -S "$1" -B "$2" -G Ninja -DCMAKE_BUILD_TYPE=Release -DTARN_TESTS=OFF -DTARN_PGO=OFF >/dev/null
     cmake --build "$2" --target tarn >/dev/null
 }
 
+copy "$scratch/first"
+copy "$scratch/second/with a blank"
 build "$scratch/first" "$scratch/first/build"
 build "$scratch/second/with a blank" "$scratch/elsewhere"
 if grep -aqF "$scratch" "$scratch/first/build/tarn"; then

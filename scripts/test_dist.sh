@@ -24,13 +24,14 @@ runs() {
     name=$1
     shift
     mkdir "$scratch/empty" && cd "$scratch/empty" || exit 2
-    "$@" --version </dev/null 2>/dev/null | tr -d '\r' >"$scratch/version"
+    "$@" --version </dev/null >"$scratch/version" 2>/dev/null || fault "$name: --version ends with status $?"
     grep -q '^Tarn [0-9.]* by ' "$scratch/version" || fault "$name: no version"
-    found=$("$@" bench 7 </dev/null 2>/dev/null | tr -d '\r' | sed -n '$s/ nodes [0-9]* nps$//p')
+    "$@" bench 7 </dev/null >"$scratch/bench" 2>/dev/null || fault "$name: bench ends with status $?"
+    found=$(tr -d '\r' <"$scratch/bench" | sed -n '$s/ nodes [0-9]* nps$//p')
     [ -n "$nodes" ] || nodes=$found
     if [ -z "$found" ]; then fault "$name: no benchmark"
     elif [ "$found" != "$nodes" ]; then fault "$name: $found nodes, not $nodes"
-    else echo "$name: $(sed -n 's/^processor: //p' "$scratch/version"), $found nodes at depth 7"; fi
+    else echo "$name: $(tr -d '\r' <"$scratch/version" | sed -n 's/^processor: //p'), $found nodes at depth 7"; fi
     cd "$dist" || exit 2
     rmdir "$scratch/empty" || { fault "$name: left a file behind"; rm -rf "$scratch/empty"; }
 }

@@ -31,7 +31,7 @@ static Bitboard fill_jumps(Square square, const int (*steps)[2], int count) {
     return jumps;
 }
 
-// Jumps and rays square by square; `between` is filled along the rays.
+// Fills jumps and rays square by square; fill_ray also fills `between`.
 void init_attack_tables() {
     static const int KNIGHT_STEPS[8][2] = {{1, 2}, {2, 1}, {2, -1}, {1, -2}, {-1, -2}, {-2, -1}, {-2, 1}, {-1, 2}};
     static const int KING_STEPS[8][2] = {{1, 0}, {1, 1}, {0, 1}, {-1, 1}, {-1, 0}, {-1, -1}, {0, -1}, {1, -1}};
@@ -55,8 +55,8 @@ void init_attack_tables() {
     }
 }
 
-// Least valuable first: pawn, knight, bishop, rook, queen, king. Lines are checked against
-// `occupancy` and not against the board, so a slider behind a removed piece counts.
+// Least valuable first: pawn, knight, bishop, rook, queen, king. Lines are checked against `occupancy`, not against the
+// board, so that X-ray attackers count once the piece in front is removed.
 Square attacker_of_square(const Position *position, Square square, int side, Bitboard occupancy) {
     const Bitboard *own = position->pieces + side * BLACK_CODE;
     if (const Bitboard set = own[PAWN] & occupancy & pawn_attacks[side ^ 1][square]) return lowest(set);

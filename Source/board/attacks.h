@@ -14,9 +14,8 @@ extern Bitboard between[64][64];                 // strictly between two aligned
 // Fills every table. Called once, before a position is set up.
 void init_attack_tables();
 
-// Squares that a slider reaches; the first blocker of either colour is included. One bit scan per
-// ray: the ray behind the nearest blocker is cut off, and a sentinel corner (whose own ray is
-// empty) stands for "no blocker".
+// Squares that a slider reaches, including the first blocker of either colour. One bit scan per ray finds the nearest
+// blocker, whose own ray is then removed. A corner square, whose ray is empty, serves as sentinel for "no blocker".
 inline Bitboard rook_attacks(Square square, Bitboard occupancy) {
     const Square north = lowest((ray_north[square] & occupancy) | bit(63));
     const Square east = lowest((ray_east[square] & occupancy) | bit(63));
@@ -33,15 +32,15 @@ inline Bitboard bishop_attacks(Square square, Bitboard occupancy) {
            ray_south_east[south_east];
 }
 
-// The least valuable piece of `side` that attacks `square` when only `occupancy` stands on the board
-// (X-rays open by themselves), or NO_SQUARE. Within a type the lowest square wins.
+// Returns the square of the least valuable piece of `side` that attacks `square`, or NO_SQUARE. Only pieces in
+// `occupancy` count, as attackers and as blockers. Among pieces of one type the lowest square is chosen.
 Square attacker_of_square(const Position *position, Square square, int side, Bitboard occupancy);
-// True when a piece of `side` attacks `square` on the real occupancy.
+// True if a piece of `side` attacks `square` in the position as it is.
 bool is_square_attacked(const Position *position, Square square, int side);
-// Pieces of `side` alone between an enemy slider and the own king or first queen.
+// Pieces of `side` that are pinned to their king or to their first queen.
 Bitboard pinned_pieces(const Position *position, int side);
 
-// Pieces that stand alone between one of `sliders` and `target`; the sliders are aligned with it.
+// Pieces that are the only one between `target` and one of `sliders`; each slider must be aligned with it.
 inline Bitboard lone_blockers(Bitboard sliders, Square target, Bitboard occupancy) {
     Bitboard lone = 0;
     for (; sliders; sliders &= sliders - 1) {
@@ -51,7 +50,7 @@ inline Bitboard lone_blockers(Bitboard sliders, Square target, Bitboard occupanc
     return lone;
 }
 
-// Larger of the rank and the file distance.
+// The larger of rank and file distance: king steps.
 inline int square_distance(Square a, Square b) {
     const int ranks = rank_of(a) - rank_of(b), files = file_of(a) - file_of(b);
     const int rank_distance = ranks < 0 ? -ranks : ranks, file_distance = files < 0 ? -files : files;

@@ -1,11 +1,10 @@
-// The exchange functions. Removing each capturer from the occupancy is the only bookkeeping.
+// Static exchange evaluation. Each capturer is removed from the occupancy; nothing else is tracked.
 #include "board/exchange.h"
 
 #include "board/attacks.h"
 
-// The exchange whose first capturer is known. It runs down to its end first, capturer by capturer,
-// and is then valued backward: each side may stand pat at 0. A king as victim ends it with what its
-// capture brings.
+// The exchange whose first capturer is known. First lists all captures, then values them backwards: each side may stop
+// at 0. The capture of a king ends the exchange.
 static int exchange_from(const Position *position, int side, Square square, int victim_type, Bitboard occupancy,
                          Square attacker) {
     int victims[33];

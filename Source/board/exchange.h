@@ -1,5 +1,5 @@
-// Static exchange evaluation: what a series of captures on one square is worth, without making a
-// move. Values in centipawns.
+// Static exchange evaluation: the value of a series of captures on one square, without making moves. Values in
+// centipawns.
 #pragma once
 
 #include "board/position.h"
@@ -9,11 +9,11 @@ constexpr int SEE_WORTH[7] = {0, 1, 3, 3, 5, 10, 99};
 constexpr int KING_CAPTURE_VALUE = 9999;
 constexpr int SEE_OK_MARGIN = -70;
 
-// What `side` gains by starting an exchange on `square`, where a piece of type `victim_type` stands;
-// 0 or more, since `side` may decline.
+// What `side` gains by starting an exchange on `square`, occupied by a piece of type `victim_type`: 0 or more, since
+// `side` may decline.
 int see_on_square(const Position *position, int side, Square square, int victim_type, Bitboard occupancy);
-// The move from `from` to `to`, played first whatever comes; from NO_SQUARE: the side's best
+// The value of the move from `from` to `to` with the exchange that follows. If `from` is NO_SQUARE: the side's best
 // exchange on `to`, 0 or more.
 int see(const Position *position, int side, Square from, Square to);
-// True unless the side to move's move loses more than 70 centipawns.
+// True unless the move, one of the side to move, loses more than 70 centipawns.
 bool see_ok(const Position *position, Move move);

@@ -1,4 +1,4 @@
-// The game behind a position: the moves that led to it, from the set-up position to the end of the searched line.
+// The game of a position: the moves made since the position was set up, including those of the line being searched.
 // make_move and unmake_move work on this record.
 #pragma once
 
@@ -8,7 +8,7 @@
 struct GameRecord {
     u64 key;           // position key before the move
     u64 pawn_key;      // pawn key before the move
-    u16 move;          // the move, a castling's to-square normalised; 0 ends the stack
+    u16 move;          // castling with the king's target square; 0 ends the stack
     u16 undo;          // low byte captured piece type, high byte ep_square before the move
     Bitboard touched;  // before the move
     u16 rights;        // low byte fifty, high byte castling, before the move

@@ -1,11 +1,11 @@
-// Making and unmaking moves: every redundant field of the position stays in agreement.
+// Making and unmaking moves. All redundant fields of the position are kept consistent.
 #include "board/make_move.h"
 
 #include <cstring>
 
 #include "board/game.h"
 
-// The small steps below keep board, sets and material together; keys are the callers'.
+// These steps update board, sets and material; the callers update the keys.
 static inline void lift_piece(Position *position, int code, Square square) {
     position->board[square] = 0;
     position->pieces[code] &= ~bit(square);
@@ -29,8 +29,7 @@ static inline void slide_piece(Position *position, int code, Square from, Square
     position->pieces[code & BLACK_CODE] ^= change;
 }
 
-// Rights go when their king or rook square has been touched, so a captured rook takes its right
-// with it. Without rights there is nothing to look at.
+// A right is lost once its king or rook square has been touched; this includes the capture of the rook.
 static inline void update_rights(Position *position) {
     const int old = position->castling;
     if (!old) return;
@@ -42,8 +41,8 @@ static inline void update_rights(Position *position) {
     position->key ^= zobrist[rights] ^ zobrist[old];
 }
 
-// A pawn has moved: double step, en passant or promotion. En passant is the diagonal step onto the
-// target square that takes nothing there; the generators offer it only with its victim in place.
+// Completes a pawn move: double step, en passant or promotion. En passant is a diagonal step onto the target square
+// that captures nothing there; the generators offer it only if the victim exists.
 static inline void finish_pawn_move(Position *position, GameRecord *record, int us, Square from, Square to) {
     const int pawn = piece_code(us, PAWN), step = PAWN_STEP[us];
     position->fifty = 0;
@@ -56,7 +55,7 @@ static inline void finish_pawn_move(Position *position, GameRecord *record, int 
         position->key ^= zobrist[victim * 64 + to - step];
         position->pawn_key ^= zobrist[victim * 64 + to - step];
     } else if (rank_of(to) == 0 || rank_of(to) == 7) {
-        // Without a flag it is a queen's promotion, and recorded as one so that unmake knows it.
+        // A promotion without a flag is to a queen; it is recorded as such for unmake_move.
         if (!flags_of(record->move)) record->move = position->game->last_move = record->move | PROMO_QUEEN;
         const int promoted = piece_code(us, promotion_type(flags_of(record->move)));
         lift_piece(position, pawn, to);
@@ -66,7 +65,7 @@ static inline void finish_pawn_move(Position *position, GameRecord *record, int 
     }
 }
 
-// Record first, then rights and clocks, then the pieces, each with its share of the keys.
+// Writes the record, then updates rights and clocks, then the pieces, each with its part of the keys.
 void make_move(Position *position, Move move) {
     Game *game = position->game;
     const Square from = from_of(move);
@@ -77,7 +76,7 @@ void make_move(Position *position, Move move) {
     ++game->ply;
     ++game->game_ply;
 
-    // A castling may come in as king takes rook; it is recorded with the king's goal.
+    // Castling may be given as king takes rook; it is recorded with the king's target square.
     const bool castling = flags && type_of(piece) == KING;
     int captured = 0;
     if (castling) {
@@ -102,13 +101,13 @@ void make_move(Position *position, Move move) {
     update_rights(position);
 
     if (castling) {
-        // Rook up, king over, rook down: this order is right also where a goal is the other's home.
+        // Lift the rook, move the king, put the rook down: correct even if one's target is the other's origin.
         const int kingside = (flags & CASTLE_KINGSIDE) != 0, rook = piece_code(us, ROOK);
         const Square rook_from = position->castle_rook[2 * us + !kingside], rook_to = kingside ? to - 1 : to + 1;
         lift_piece(position, rook, rook_from);
         slide_piece(position, piece, from, to);
         put_piece(position, rook, rook_to);
-        position->fifty = 0;  // a castling resets the clock, other king moves do not
+        position->fifty = 0;  // castling resets the clock, other king moves do not
         position->key ^= zobrist[piece * 64 + from] ^ zobrist[piece * 64 + to] ^ zobrist[rook * 64 + rook_from] ^
                          zobrist[rook * 64 + rook_to];
         position->king_sq[us] = static_cast<u8>(to);
@@ -131,7 +130,7 @@ void make_move(Position *position, Move move) {
     }
 }
 
-// The mirror of make_move on the few squares concerned; what the record holds is copied back.
+// Reverses the piece moves and restores the other fields from the record.
 void unmake_move(Position *position) {
     Game *game = position->game;
     --game->game_ply;
@@ -181,7 +180,7 @@ void unmake_move(Position *position) {
 void make_game_move(Position *position, Move move) {
     Game *game = position->game;
     if (game->game_ply >= GAME_STACK_LIMIT) {
-        // Repetitions reach back a hundred moves at most; an even number keeps the sides in step.
+        // A repetition is at most 100 plies back. An even number keeps record parity and side to move aligned.
         constexpr int DROPPED = 400;
         std::memmove(game->game_stack, game->game_stack + DROPPED,
                      static_cast<std::size_t>(game->game_ply - DROPPED) * sizeof(GameRecord));

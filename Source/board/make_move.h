@@ -1,15 +1,14 @@
-// Carrying a position forward and back by one move. The moves are trusted to be pseudo-legal.
+// Making and unmaking moves. The moves must be pseudo-legal; this is not checked.
 #pragma once
 
 #include "board/position.h"
 
-// Only the low 16 bits of a move count; a castling may name the king's goal or the own rook.
+// Castling may name the king's target square or its own rook.
 void make_move(Position *position, Move move);
-// Undoes the move recorded last.
+// Undoes the last recorded move.
 void unmake_move(Position *position);
-// make_move for a move of the game itself: drops the oldest records first when the stack is full, so
-// that games of any length go on; the record behind ends the game, and the search ply stays at 1.
+// make_move for a move of the game itself. If the stack is full, the oldest records are dropped first, so that games
+// can be of any length. Afterwards an empty record ends the game, and the search ply is 1.
 void make_game_move(Position *position, Move move);
-// True when the game's rules call the position drawn for a driver: fifty-move rule, or the position
-// has stood on the board twice before.
+// True if the game is drawn by the fifty-move rule or by threefold repetition.
 bool is_game_drawn(const Position *position);

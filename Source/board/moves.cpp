@@ -30,7 +30,7 @@ static inline MoveEntry *add_targets(MoveEntry *list, const u8 *board, Square fr
     return list;
 }
 
-// Pawn moves by target, all with the same step.
+// Pawn moves to each target, all with the same step.
 static inline MoveEntry *add_pawn_moves(MoveEntry *list, const u8 *board, Bitboard targets, int step) {
     while (targets) {
         const Square to = pop_lowest(targets);
@@ -61,9 +61,8 @@ MoveEntry *generate_queen_moves(const Position *position, int side, Bitboard tar
     return list;
 }
 
-// Captures, in the order pawns (toward the lower file of white's view first), knights, bishops,
-// rooks, queens, king. En passant stays a target when only one square is asked for: it may be the
-// way to take a checking pawn.
+// Captures by pawns (towards the a-file first), knights, bishops, rooks, queens, king. En passant is also generated
+// when only one target square is wanted, since it may capture a checking pawn.
 MoveEntry *generate_captures(const Position *position, int side, MoveEntry *list, Square target) {
     const Bitboard enemy = position->pieces[(side ^ 1) * BLACK_CODE];
     const Bitboard targets = target == NO_SQUARE ? enemy : enemy & bit(target);
@@ -136,7 +135,7 @@ MoveEntry *generate_quiets(const Position *position, int side, MoveEntry *list, 
     list = generate_piece_moves(position, side, ROOK, targets, occupancy, list);
     list = generate_queen_moves(position, side, targets, occupancy, list);
     list = add_targets(list, position->board, king, ~occupancy & king_attacks[king]);
-    // Castling, also under check: whether the king's way is attacked is the legality test's matter.
+    // Castling is generated even in check; the legality test checks the king's path.
     for (int wing = 0; wing < 2; ++wing) {
         const int right = 2 * side + wing;
         if (!(position->castling & 1 << right) || occupancy & position->castle_path[right]) continue;

@@ -12,12 +12,12 @@ struct MoveEntry {
 };
 static_assert(sizeof(MoveEntry) == 6);
 
-// Moves that capture, except a pawn's onto the last rank. `target` NO_SQUARE: any enemy piece;
-// else only captures there (and by the king, and en passant).
+// Captures, except by a pawn onto the last rank. If `target` is not NO_SQUARE, only captures on that square, king
+// captures and en passant.
 MoveEntry *generate_captures(const Position *position, int side, MoveEntry *list, Square target);
-// Every move of a pawn from its seventh rank; queen promotions only without the flag.
+// All moves of pawns from their seventh rank; without the flag only queen promotions.
 MoveEntry *generate_promotions(const Position *position, int side, bool with_underpromotions, MoveEntry *list);
-// Quiet pushes of pawns that stand on the sixth rank; the other push generators leave them out.
+// Quiet pushes of pawns from the sixth to the seventh rank, which generate_quiets leaves out.
 MoveEntry *generate_seventh_rank_pushes(const Position *position, int side, MoveEntry *list);
 // Single and double pushes onto the squares of `targets`.
 MoveEntry *generate_pawn_pushes(const Position *position, int side, Bitboard targets, Bitboard occupancy,
@@ -27,10 +27,9 @@ MoveEntry *generate_queen_moves(const Position *position, int side, Bitboard tar
 // Moves of one piece type (knight, bishop or rook) into `targets`.
 MoveEntry *generate_piece_moves(const Position *position, int side, int type, Bitboard targets, Bitboard occupancy,
                                 MoveEntry *list);
-// Quiet moves. `target` NO_SQUARE: all; else the checker's square, and pieces other than the king
-// only interpose.
+// Quiet moves. If `target` is not NO_SQUARE, it is the checker's square, and pieces other than the king only interpose.
 MoveEntry *generate_quiets(const Position *position, int side, MoveEntry *list, Square target);
-// Entries that hold the moves of any board, end mark included: 64 men with at most 27 moves each, and castling.
+// Entries that suffice for any board, end mark included: 64 pieces with at most 27 moves each, and castling.
 constexpr int MOVE_LIST_SIZE = 64 * 27 + 3;
 // Writes all pseudo-legal moves of the side to move and the end mark to `list`, which holds MOVE_LIST_SIZE
 // entries. The side must have a king. Returns the end mark's entry.

@@ -47,7 +47,7 @@ void move_to_coord(const Position *position, int side, Move move, char *out) {
     else std::strcpy(out, "null");
 }
 
-// A promotion has its "=Q" in all three forms; a capture is the coordinate text with an 'x'.
+// A promotion ends with "=Q" in all three forms. The short form of a capture is the coordinate text with an 'x'.
 static void pawn_forms(const Position *position, Move move, char *coord, char *san, char *by_file) {
     const Square to = to_of(move);
     coord[4] = '\0';
@@ -74,12 +74,12 @@ static void castling_forms(const Position *position, Move move, char *coord, cha
     const char *rook = SQUARE_NAMES[castling_rook_square(position, position->stm, move)];
     std::strcpy(san, kingside ? "o-o" : "o-o-o");
     std::strcpy(by_file, kingside ? "O-O" : "O-O-O");
-    // Both spellings, king's goal and own rook, so that the parser takes either.
+    // Both notations, king's target and own rook, so that the parser accepts either.
     append(append(coord, from), settings.chess960 ? rook : goal);
     append(append(by_rank, from), settings.chess960 ? goal : rook);
 }
 
-// Other pieces of the mover's kind that reach the square, pins left aside.
+// Other pieces of the same type and colour that reach the square; pins are ignored.
 static Bitboard rivals_of(const Position *position, int code, Square from, Square to) {
     const Bitboard own = position->pieces[code] & ~bit(from);
     if (!own) return 0;
@@ -100,7 +100,7 @@ static void piece_forms(const Position *position, Move move, char *san, char *by
     by_file[1] = SQUARE_NAMES[from][0];
     by_rank[1] = SQUARE_NAMES[from][1];
     san[1] = by_file[2] = by_rank[2] = '\0';
-    // Only a rival on the same file or rank lengthens the short form; two others print alike.
+    // Only a rival on the same file or rank lengthens the short form; with other rivals it is ambiguous.
     const Bitboard rivals = rivals_of(position, code, from, to);
     if (rivals & FILE_A << file_of(from)) std::strcpy(san, by_rank);
     else if (rivals & RANK_1 << (from & 56)) std::strcpy(san, by_file);
@@ -110,8 +110,7 @@ static void piece_forms(const Position *position, Move move, char *san, char *by
     }
 }
 
-// True when the move attacks the enemy king, its own piece or a discovered one; in a castling the
-// king is the mover.
+// True if the move gives direct or discovered check. For castling only the king is considered.
 static bool gives_check(Position *position, Move move) {
     const Square from = from_of(move), to = to_of(move);
     const int side = position->stm;
@@ -133,8 +132,8 @@ void move_forms(Position *position, Move move, char *coord, char *san, char *by_
         for (char *form : {coord, san, by_file, by_rank}) std::strcat(form, "+");
 }
 
-// Brings input to the spelling of the forms: no check sign, '=' before a promotion letter in upper
-// case, small o's in castling.
+// Normalises input to the spelling of the forms: no check sign, '=' before an upper-case promotion letter, lower-case
+// o in castling.
 static void normalise_move_text(char *text) {
     if (char *check = std::strchr(text, '+')) *check = '\0';
     const std::size_t length = std::strlen(text);
@@ -153,7 +152,7 @@ static void normalise_move_text(char *text) {
         if (*c == 'O' || *c == '0') *c = 'o';
 }
 
-// Works by comparison: every legal move is written in its four forms.
+// Compares the text with the four forms of every legal move.
 int count_moves_with_text(Position *position, char *text, Move *last) {
     *last = 0;
     normalise_move_text(text);

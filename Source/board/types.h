@@ -1,4 +1,4 @@
-// The vocabulary of the whole program: squares, colours, piece codes, moves.
+// Basic types of the whole program: squares, colours, piece codes, moves.
 #pragma once
 
 #include "platform/integers.h"
@@ -19,7 +19,7 @@ constexpr int type_of(int code) { return code & 7; }
 constexpr int colour_of(int code) { return (code >> 3) & 1; }
 constexpr int piece_code(int colour, int type) { return colour * BLACK_CODE + type; }
 
-// The same two low flags mean different things by the moving piece.
+// The meaning of the two low flags depends on the moving piece.
 constexpr Move PROMO_QUEEN = 0x0040;
 constexpr Move PROMO_KNIGHT = 0x0080;
 constexpr Move PROMO_BISHOP = 0x4000;
@@ -33,14 +33,14 @@ constexpr Square from_of(Move move) { return (move >> 8) & 63; }
 constexpr Square to_of(Move move) { return move & 63; }
 constexpr Move flags_of(Move move) { return move & MOVE_FLAGS_MASK; }
 constexpr Move make_word(Square from, Square to, Move flags = 0) { return static_cast<Move>(from << 8 | to | flags); }
-// The piece type that promotion flags name; a promotion without a flag is a queen's.
+// The piece type that promotion flags name; without a flag it is a queen.
 constexpr int promotion_type(Move flags) {
     return (flags & PROMO_KNIGHT) ? KNIGHT : (flags & PROMO_BISHOP) ? BISHOP : (flags & PROMO_ROOK) ? ROOK : QUEEN;
 }
 
 constexpr int file_of(Square square) { return square & 7; }
 constexpr int rank_of(Square square) { return square >> 3; }
-// Rank as the side sees it: 0 its own first rank, 7 its last.
+// Rank from the side's point of view: 0 its first rank, 7 its last.
 constexpr int relative_rank(int side, Square square) { return rank_of(square) ^ (side ? 7 : 0); }
 constexpr Bitboard bit(Square square) { return 1ULL << square; }
 constexpr int PAWN_STEP[2] = {8, -8};
@@ -53,8 +53,8 @@ constexpr Bitboard RANK_1 = 0x00000000000000FFULL;
 constexpr Bitboard FILE_A = 0x0101010101010101ULL;
 
 #if defined(__x86_64__) && !defined(__POPCNT__)
-// Without the instruction the compiler would call its library, a table look-up for each byte. Instead, sums in
-// growing fields of bits.
+// Without the instruction the compiler would call a library function with a table look-up per byte. Parallel sums in
+// bit fields of growing width are faster.
 constexpr int popcount(Bitboard set) {
     set -= set >> 1 & 0x5555555555555555ULL;
     set = (set & 0x3333333333333333ULL) + (set >> 2 & 0x3333333333333333ULL);
@@ -66,7 +66,7 @@ constexpr int popcount(Bitboard set) { return __builtin_popcountll(set); }
 // Lowest and highest square of a set that is not empty.
 constexpr Square lowest(Bitboard set) { return __builtin_ctzll(set); }
 constexpr Square highest(Bitboard set) { return 63 ^ __builtin_clzll(set); }
-// Takes the lowest square out of a set that is not empty.
+// Removes the lowest square of a non-empty set and returns it.
 inline Square pop_lowest(Bitboard &set) {
     const Square square = lowest(set);
     set &= set - 1;

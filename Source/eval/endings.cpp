@@ -1,4 +1,4 @@
-// Recognisers of trivial endings. The packed material words alone tell which of them applies.
+// Recognisers of trivial endings, selected by the packed material words.
 #include "eval/endings.h"
 
 #include <algorithm>
@@ -9,7 +9,7 @@
 
 // The boards below show rank 1 in the first row.
 
-// Steps from the four centre squares, rows and files added up.
+// Manhattan distance to the four centre squares.
 // clang-format off
 static constexpr u8 CENTER_DISTANCE[64] = {
     6, 5, 4, 3, 3, 4, 5, 6,
@@ -58,11 +58,11 @@ constexpr i32 BISHOP_AND_KNIGHT = MATERIAL_STEP[BISHOP] + MATERIAL_STEP[KNIGHT];
 constexpr i32 MINORS_MASK = 0xFF0;
 constexpr i32 HEAVY_MASK = ~0xFFF;  // rooks and queens
 
-// A set-up text may leave out a king; its square then counts as a1, so that no table is overrun.
+// A position can lack a king; its square is then taken as a1, which keeps table indices in range.
 static Square king_of(const Position &position, int colour) { return position.king_sq[colour] & 63; }
 
-// A heavy piece against a bare king: whoever has more drives the other king to the edge and walks up.
-// For white.
+// Heavy pieces against a bare king: the stronger side drives the other king to the edge and approaches. From white's
+// point of view.
 static int mate_drive(const Position &position) {
     const Square kings[2] = {king_of(position, WHITE), king_of(position, BLACK)};
     int value[2];
@@ -76,7 +76,7 @@ static int mate_drive(const Position &position) {
     return value[WHITE] - value[BLACK];
 }
 
-// Bishop and knight against a bare king, for the strong side.
+// Bishop and knight against a bare king, from the strong side's point of view.
 static int bishop_and_knight(const Position &position, int strong) {
     const Square strong_king = king_of(position, strong);
     const Square weak_king = king_of(position, strong ^ 1);
@@ -85,10 +85,10 @@ static int bishop_and_knight(const Position &position, int strong) {
            8 * square_distance(strong_king, weak_king);
 }
 
-// A single pawn against a bare king, for the strong side: who is nearer to the promotion square, and the
+// A single pawn against a bare king, from the strong side's point of view: distances to the promotion square, and the
 // solved table.
 static int king_and_pawn(const Position &position, int strong, int side) {
-    // Black's pawn moves down: the board is rotated by half a turn, which keeps file distances.
+    // For black the board is rotated by 180 degrees, which keeps file distances.
     const int turn = strong == WHITE ? 0 : 63;
     Square pawn = (lowest(position.pieces[piece_code(strong, PAWN)]) ^ turn);
     Square strong_king = king_of(position, strong) ^ turn;
@@ -113,7 +113,7 @@ bool recognise_ending(const Position &position, int side, int *score) {
     const i32 black = position.material[BLACK];
     const i32 both = white | black;
     if ((both & ~MINORS_MASK) == 0) {
-        // Nobody can mate, or nobody can force it.
+        // Neither side can mate, or neither can force it.
         if ((minors_of(white) <= 1 && minors_of(black) <= 1) || (white == TWO_KNIGHTS && black == 0) ||
             (black == TWO_KNIGHTS && white == 0)) {
             *score = 0;
@@ -126,7 +126,7 @@ bool recognise_ending(const Position &position, int side, int *score) {
         *score = side == WHITE ? drive : -drive;
         return true;
     }
-    // One side is bare: all the material is the other's.
+    // One side has a bare king: all material belongs to the other.
     const int strong = white ? WHITE : BLACK;
     int value;
     if (both == BISHOP_AND_KNIGHT) value = bishop_and_knight(position, strong);

@@ -13,7 +13,7 @@ struct PawnCacheEntry {
     i32 white, black;  // packed scores
 };
 
-// A network pass: piece sets and raw sums, so that a later pass adds only the difference.
+// One pass of the network: piece sets and raw sums. A later pass adds only the difference.
 struct AccumulatorCache {
     i16 *white_acc;  // raw sums of the white perspective, half the hidden size
     i16 *black_acc;
@@ -21,9 +21,9 @@ struct AccumulatorCache {
     Bitboard black_sets[7];  // pieces[8..14]
     u16 mirror[2];           // square transformations, white and black
     i32 king_bucket[2];      // bucket offsets in rows, white and black
-    bool exact;              // no addition saturated on the way here: the sums depend on the position alone
+    bool exact;              // no addition has saturated: the sums depend on the position alone
 };
-constexpr int ACC_SNAPSHOTS = 8;  // passes that are kept, by ply; a power of two
+constexpr int ACC_SNAPSHOTS = 8;  // passes kept, by ply; a power of two
 
 // Working fields of one hand-crafted evaluation, valid until the next.
 struct EvalScratch {

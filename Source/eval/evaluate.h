@@ -14,6 +14,6 @@ void choose_contempt_side(const Position &position, bool benchmark);
 // What a search gets as a score if the network cannot be evaluated for lack of memory.
 constexpr int NO_NETWORK_SCORE = -10001;
 
-// Score of the position for `side` in centipawns, about -2600..2600 (hand-crafted -9000..9000). `in_check` non-zero: the side to
-// move is in check, which has no static score: -2500.
+// Score of the position for `side` in centipawns, about -2600..2600 (hand-crafted -9000..9000). If `in_check`
+// is not 0, the side to move is in check, and the score is -2500.
 int evaluate(EvalState *state, const Position &position, int side, int ply, int in_check);

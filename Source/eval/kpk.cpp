@@ -21,8 +21,7 @@ struct WonSets {
 
 static Square pawn_square(int place) { return place / 4 * 8 + place % 4; }
 
-// All squares a king step away from some square of the set; squares of the set are among them where
-// they have a neighbour in it.
+// All squares one king step away from a square of the set, which can include squares of the set itself.
 static Bitboard spread(Bitboard squares) {
     const Bitboard sideways = (squares & NOT_FILE_H) << 1 | (squares & NOT_FILE_A) >> 1;
     const Bitboard row = squares | sideways;
@@ -35,7 +34,7 @@ static Bitboard guarded_by(Square king) { return king_attacks[king] | bit(king);
 static Bitboard weak_squares(Square pawn, Square king) { return ~(guarded_by(king) | bit(pawn)); }
 
 // The pawn has just promoted on `square`: the weak king squares, it to move, from which the new piece
-// can't be taken and the king isn't stalemated. Where a queen stalemates a rook may not, so both count.
+// can't be taken and the king isn't stalemated. Where a queen would stalemate, a rook may win, so both are tried.
 // Lines pass through the weak king, which can't step back along them, and end at the strong one.
 static Bitboard won_after_promotion(Square square, Square king) {
     const Bitboard guarded = guarded_by(king);

@@ -18,8 +18,8 @@ static void print_stage(const EvalScratch &scratch, const char *label, TraceTerm
                blend_score(scratch.trace_terms[term][BLACK], scratch.phase), 0);
 }
 
-// A stage of one piece type with the material taken out, and the material in a column of its own.
-// Returns the material difference from white's view.
+// Prints the stage of one piece type, with the material in a column of its own. Returns the material difference from
+// white's point of view.
 static int print_piece_stage(const EvalScratch &scratch, const Position &position, const char *label, TraceTerm term,
                              int type, const ParamRecord *material) {
     int worth[2], positional[2];

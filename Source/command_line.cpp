@@ -126,15 +126,15 @@ static bool apply_tool_switch(SwitchId id, const char *value, const char *second
             settings.info_min_time = INFO_NEVER;
             return set_path(settings.in_file, value);
         case SW_SCAN_PGN: out->mode = MODE_SCAN_PGN; return set_path(settings.pgn_file, value);
-        case SW_BENCH: out->mode = MODE_BENCH, out->bench_threaded = 1; break;
-        case SW_PLAIN_BENCH: out->mode = MODE_BENCH, out->bench_threaded = 0; break;
+        case SW_BENCH: out->mode = MODE_BENCH, out->bench_threaded = true; break;
+        case SW_PLAIN_BENCH: out->mode = MODE_BENCH, out->bench_threaded = false; break;
         case SW_MAKE_CONFIG: out->mode = MODE_CONFIG; break;
         case SW_MAKE_BOOK: out->mode = MODE_BOOK_MAKER; return set_path(settings.pgn_file, value);
         case SW_MAKE_BOOK2: out->mode = MODE_SECOND_BOOK; return set_path(settings.in_file, value);
         case SW_EPD_TO_RECORDS: out->mode = MODE_EPD_TO_RECORDS; return set_path(settings.in_file, value);
         case SW_RECORDS_TO_EPD: out->mode = MODE_RECORDS_TO_EPD; return set_path(settings.data_file, value);
         case SW_BENCH_WORD:
-            out->mode = MODE_BENCH, out->bench_threaded = 0, out->bench_summary = true;
+            out->mode = MODE_BENCH, out->bench_threaded = false, out->bench_summary = true;
             settings.max_depth = BENCH_SIGNATURE_DEPTH;
             limit_by_depth_or_nodes(10000.0f);
             break;
@@ -250,7 +250,7 @@ static bool parse_argument(int argc, char **argv, int *index, CommandLine *out) 
 
 bool parse_command_line(int argc, char **argv, CommandLine *out) {
     out->mode = MODE_PLAY;
-    out->bench_threaded = 1;
+    out->bench_threaded = true;
     out->bench_summary = false;
     for (int i = 1; i < argc && out->mode != MODE_HELP && out->mode != MODE_VERSION; ++i)
         if (!parse_argument(argc, argv, &i, out)) return false;

@@ -3,27 +3,27 @@
 
 // What the program does once it is up.
 enum RunMode {
-    MODE_PLAY = 1,
-    MODE_TEST_SUITE = 2,
-    MODE_SCAN_PGN = 3,
-    MODE_TRAIN = 4,  // refused: training is no part of the program
-    MODE_BENCH = 5,
-    MODE_BOOK_MAKER = 6,
-    MODE_CONFIG = 7,
-    MODE_CONVERT_TRAINING = 10,
-    MODE_GENERATE_TRAINING = 11,
-    MODE_EPD_TO_RECORDS = 12,
-    MODE_RECORDS_TO_EPD = 13,
-    MODE_PRUNE_NETWORK = 14,
-    MODE_SECOND_BOOK = 15,
-    MODE_HELP = 16,
-    MODE_VERSION = 17,
+    MODE_PLAY,
+    MODE_TEST_SUITE,
+    MODE_SCAN_PGN,
+    MODE_TRAIN,  // refused: training is no part of the program
+    MODE_BENCH,
+    MODE_BOOK_MAKER,
+    MODE_CONFIG,
+    MODE_CONVERT_TRAINING,
+    MODE_GENERATE_TRAINING,
+    MODE_EPD_TO_RECORDS,
+    MODE_RECORDS_TO_EPD,
+    MODE_PRUNE_NETWORK,
+    MODE_SECOND_BOOK,
+    MODE_HELP,
+    MODE_VERSION,
 };
 
 struct CommandLine {
     RunMode mode;
-    int bench_threaded;  // 0: each search of the benchmark runs on the main thread
-    bool bench_summary;  // "N nodes M nps" as the last line
+    bool bench_threaded;  // false: each search of the benchmark runs on the main thread
+    bool bench_summary;   // "N nodes M nps" as the last line
 };
 
 // Reads all arguments into `settings` and `out`. False when the program is to end with status 1: a

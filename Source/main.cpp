@@ -34,7 +34,7 @@
 #include "tools/training_data.h"
 #include "tools/training_games.h"
 
-// The record that holds the game. False when memory runs out.
+// Allocates the record that holds the game. False when memory runs out.
 static bool make_master() {
     for (std::atomic<ThreadState *> &worker : worker_states) worker = nullptr;
     root_thread_state = allocate_thread_state(MASTER_THREAD_ID);
@@ -49,7 +49,7 @@ static int make_locks() {
     return create_spin_lock(&search_lock);
 }
 
-// A search of fixed small size needs no more: clearing a large table would take longer than the search.
+// Small searches get a small table: clearing a large one would take longer than the search.
 static void shrink_hash_for_small_searches() {
     if (settings.max_depth < 9 || settings.node_limit <= 100000) settings.hash_mb = 2;
     else if (settings.node_limit <= 200000 || settings.max_depth == 9) settings.hash_mb = 4;
@@ -68,7 +68,7 @@ static void bench(const CommandLine &command) {
     if (command.bench_summary && totals.complete) print_bench_summary(totals);
 }
 
-// False when a tool could not do its work; it has said so on standard error.
+// Returns false if a tool failed; it has printed the reason to standard error.
 static bool run_mode(const CommandLine &command) {
     switch (command.mode) {
         case MODE_PLAY:
@@ -93,8 +93,28 @@ static bool run_mode(const CommandLine &command) {
     return true;
 }
 
-// The exit status of the mode: 0, 1 when a tool failed, 128 and the signal's number after an
-// interrupt, by which a tool ends in order.
+// What the process ends with, whatever the mode.
+enum ExitStatus {
+    STATUS_OK = 0,
+    STATUS_FAILED = 1,         // a tool failed, or the command line asks for nothing that can be done
+    STATUS_INTERRUPTED = 128,  // plus the signal's number: a tool was interrupted and ended in order
+};
+
+// Answers the modes that need no engine. False for the others.
+static bool answer_at_once(RunMode mode, int *status) {
+    *status = STATUS_OK;
+    switch (mode) {
+        case MODE_HELP: print_help(); return true;
+        case MODE_VERSION: print_version(); return true;
+        case MODE_TRAIN:
+            print_plain("Need to compile with 'make train_'\n");
+            *status = STATUS_FAILED;
+            return true;
+        default: return false;
+    }
+}
+
+// Runs the mode and returns its exit status.
 static int run_to_end(const CommandLine &command) {
     if (command.mode != MODE_PLAY) {
         ignore_piped_input();
@@ -103,9 +123,9 @@ static int run_to_end(const CommandLine &command) {
     const bool done = run_mode(command);
     if (const int signal = caught_interrupt()) {
         std::fprintf(stderr, "interrupted\n");
-        return 128 + signal;
+        return STATUS_INTERRUPTED + signal;
     }
-    return done ? 0 : 1;
+    return done ? STATUS_OK : STATUS_FAILED;
 }
 
 static void release_thread(ThreadState *thread) {
@@ -114,7 +134,7 @@ static void release_thread(ThreadState *thread) {
     free_thread_state(thread);
 }
 
-// Every search is over here: the driver leaves only after SEARCH_DONE, the last word of a search thread.
+// No search is running: the main loop returns only after SEARCH_DONE, which a search thread sets last.
 static void release_everything() {
     tb_free();
     free_hash_table();
@@ -127,28 +147,21 @@ static void release_everything() {
     end_timer_period();
 }
 
-// The steps stand in the order in which one overrides or needs the other.
+// The order matters: each step needs or overrides an earlier one.
 int main(int argc, char **argv) {
     prepare_process();
     std::setvbuf(stdout, nullptr, _IONBF, 0);
     std::srand(static_cast<unsigned>(read_clock().nanoseconds));
-    if (!make_master()) return 1;
+    if (!make_master()) return STATUS_FAILED;
     init_attack_tables();
     init_kpk_table();
 
     set_start_values();
     reset_search_state();
     CommandLine command;
-    if (!parse_command_line(argc, argv, &command)) return 1;
-    if (command.mode == MODE_HELP || command.mode == MODE_VERSION) {
-        if (command.mode == MODE_HELP) print_help();
-        else print_version();
-        return 0;
-    }
-    if (command.mode == MODE_TRAIN) {
-        print_plain("Need to compile with 'make train_'\n");
-        return 1;
-    }
+    if (!parse_command_line(argc, argv, &command)) return STATUS_FAILED;
+    int status;
+    if (answer_at_once(command.mode, &status)) return status;
 
     if (const int error = make_locks()) return error;
     print_format("info string Hello from %s", PROGRAM_NAME);
@@ -161,7 +174,7 @@ int main(int argc, char **argv) {
     load_network();
     if (std::strlen(settings.syzygy_path) > 1) tb_init();
 
-    const int status = run_to_end(command);
+    status = run_to_end(command);
     release_everything();
     return status;
 }

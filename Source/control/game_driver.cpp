@@ -94,11 +94,11 @@ static void start_turn(u16 state) {
     published.score = 0;
     book_move = 0;
     if (state & SEARCH_GO_PONDER) {
-        run_search(SEARCH_PONDER, 1);
+        run_search(SEARCH_PONDER, true);
     } else {
         book_move = find_book_move(position);
         if (book_move) answer_from_book(position);
-        else run_search(SEARCH_RUN, 1);
+        else run_search(SEARCH_RUN, true);
     }
     hold_ponder_result();
 }

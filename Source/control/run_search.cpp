@@ -36,7 +36,7 @@ static void watch_search() {
     }
 }
 
-void run_search(u16 state, int threaded) {
+void run_search(u16 state, bool threaded) {
     if (!threaded) {
         search_on_this_thread(state);
         return;

@@ -3,5 +3,6 @@
 
 #include "platform/integers.h"
 
-// threaded 1: search threads, input polled meanwhile; 0: on this thread. Ends with SEARCH_DONE set.
-void run_search(u16 state, int threaded);
+// One search with search_state = `state`, in search threads while this one reads input, or on this thread,
+// which then reads none. SEARCH_DONE is set at the end.
+void run_search(u16 state, bool threaded);

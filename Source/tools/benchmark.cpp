@@ -38,7 +38,7 @@ const char *const BENCH_POSITIONS[BENCH_COUNT] = {
 
 constexpr int BENCH_DEPTH = 17;  // of -bench and -pbench, when the command line asks for no depth of its own
 
-BenchTotals run_bench(int threaded) {
+BenchTotals run_bench(bool threaded) {
     BenchTotals totals = {0, 0.0, true};
     settings.move_time = 99.0f;
     settings.info_min_time = INFO_NEVER;

@@ -19,6 +19,6 @@ struct BenchTotals {
 
 // Searches all positions under the limits of the command line (depth 17 without one), each from an
 // empty hash, and prints times, nodes and speed. threaded as in run_search. Sets driver.quit.
-BenchTotals run_bench(int threaded);
+BenchTotals run_bench(bool threaded);
 // The last line of `tarn bench`: "N nodes M nps".
 void print_bench_summary(const BenchTotals &totals);

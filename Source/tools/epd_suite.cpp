@@ -135,7 +135,7 @@ struct SuiteFiles {
 
 // One line of the suite; a line that can't be searched is skipped. A search that an interrupt broke
 // off does not count.
-static void run_line(std::string *line, int mode, SuiteFiles *files, SuiteTotals *totals) {
+static void run_line(std::string *line, SuiteMode mode, SuiteFiles *files, SuiteTotals *totals) {
     EpdLine epd;
     if (is_remark(line->c_str()) || std::strlen(line->c_str()) < SHORTEST_LINE) return;
     split_epd_line(line->c_str(), &epd);
@@ -150,7 +150,7 @@ static void run_line(std::string *line, int mode, SuiteFiles *files, SuiteTotals
         print_board(position);
     }
     if (hash_table.mode != HASH_OFF) clear_hash_table();
-    run_search(SEARCH_BENCH, 1);
+    run_search(SEARCH_BENCH, true);
     if (driver.quit) return;
     ++totals->positions;
     add_search(totals);
@@ -179,7 +179,7 @@ static void print_totals(const SuiteTotals &totals) {
 }
 
 // Searches the lines of the input up to its end, an interrupt, or a full disk.
-static void run_lines(std::FILE *in, int mode, SuiteFiles *files) {
+static void run_lines(std::FILE *in, SuiteMode mode, SuiteFiles *files) {
     SuiteTotals totals{};
     static LineReader reader;
     start_lines(&reader, in);
@@ -198,7 +198,7 @@ static void run_lines(std::FILE *in, int mode, SuiteFiles *files) {
 }
 
 // The analysis leaves an empty expansion file, but never empties one.
-static bool open_suite_files(SuiteFiles *files, const char *output_path, int mode) {
+static bool open_suite_files(SuiteFiles *files, const char *output_path, SuiteMode mode) {
     if (!open_output(&files->results, output_path, OUTPUT_TEXT, settings.in_file)) return false;
     const bool needed = mode == SUITE_EXPAND || target_kind(EXPANSION_FILE) == TARGET_NONE;
     files->expansion.stream = nullptr;
@@ -207,7 +207,7 @@ static bool open_suite_files(SuiteFiles *files, const char *output_path, int mod
     return false;
 }
 
-bool run_epd_suite(const char *output_path, int mode) {
+bool run_epd_suite(const char *output_path, SuiteMode mode) {
     if (!*output_path) output_path = DEFAULT_OUTPUT;
     std::FILE *in = open_input(settings.in_file);
     if (!in) return false;

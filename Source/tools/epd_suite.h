@@ -4,7 +4,7 @@
 
 #include "platform/integers.h"
 
-enum SuiteMode { SUITE_ANALYSE = 0, SUITE_EXPAND = 1 };
+enum SuiteMode { SUITE_ANALYSE, SUITE_EXPAND };
 
 // What a run adds up.
 struct SuiteTotals {
@@ -24,4 +24,4 @@ void judge_answer(const char *bm, const char *am, const char *c0, SuiteTotals *t
 // Input settings.in_file; an empty output path stands for "analysis.epd". SUITE_EXPAND also writes
 // "tmp_0.epd", from the lines of a MultiPV search; SUITE_ANALYSE makes that file, empty, where there is
 // none. False, with a line on standard error, when something could not be read or written.
-bool run_epd_suite(const char *output_path, int mode);
+bool run_epd_suite(const char *output_path, SuiteMode mode);

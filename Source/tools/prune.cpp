@@ -138,8 +138,9 @@ bool prune_to_file(const TrainRecord *records, i64 count, const char *output_pat
 }
 
 bool prune_network() {
+    TrainRecords records = {};
     const bool pruned =
-        load_train_records(PRUNE_RECORDS) == 0 && prune_to_file(train_records, train_record_count, PRUNED_FILE);
-    free_train_records();
+        load_train_records(PRUNE_RECORDS, &records) == 0 && prune_to_file(records.block, records.count, PRUNED_FILE);
+    free_train_records(&records);
     return pruned;
 }

@@ -5,15 +5,18 @@
 
 constexpr i64 TRAIN_RECORD_LIMIT = 449999999;
 
-// The records in memory: one block that grows with what is read.
-extern TrainRecord *train_records;
-extern i64 train_record_count;
+// Records in memory: one block that grows as it is filled. Starts zeroed.
+struct TrainRecords {
+    TrainRecord *block;
+    i64 count;
+    i64 capacity;  // records that the block holds
+};
 
-// Reads the records of a ".bin" file into train_records, at most TRAIN_RECORD_LIMIT; a piece of a
+// Reads the records of a ".bin" file into `records`, at most TRAIN_RECORD_LIMIT; a piece of a
 // record at the end is left out. Also seeds `rand` and the master's thread_rand. 0, or -1 on any
 // failure, with a line on standard error.
-int load_train_records(const char *path);
-void free_train_records();
+int load_train_records(const char *path, TrainRecords *records);
+void free_train_records(TrainRecords *records);
 // The record of an EPD line, set up on the master position: 1, or 0 when the line has neither score,
 // when score and result contradict each other, or without exactly one king a side.
 int record_from_epd_line(const char *line, TrainRecord *record);

@@ -3,15 +3,19 @@
 #include "base/settings.h"
 #include "board/attacks.h"
 #include "board/fen.h"
+#include "control/driver_state.h"
 #include "eval/handcrafted/weights.h"
 #include "eval/kpk.h"
 #include "eval/network/file.h"
 #include "search/hash_table.h"
 #include "search/search_state.h"
+#include "search/strength.h"
 
 ThreadState *start_engine() {
     set_start_values();
     reset_search_state();
+    driver = DriverState{};
+    calibration = Calibration{};
     hash_table.mode = HASH_ON;
     settings.hash_mb = 16;
     settings.info_min_time = INFO_NEVER;

@@ -66,7 +66,7 @@ TEST(Benchmark, DepthAboveFiftyIsNone) {
         settings.threads = 0;  // no search has a thread
         driver.quit = 1;       // after the first position
         testing::internal::CaptureStdout();
-        run_bench(0);
+        run_bench(false);
         testing::internal::GetCapturedStdout();
         EXPECT_EQ(settings.max_depth, used);
         EXPECT_EQ(settings.move_time, 99.0f);

@@ -82,18 +82,19 @@ TEST(EpdToRecord, NoEnPassantSquareIs64) { EXPECT_EQ(record_of("ce 1;").ep, 64);
 TEST(LoadRecords, FailuresAndAPieceOfARecordAtTheEnd) {
     start_engine();
     ScratchDirectory directory;
+    TrainRecords records = {};
     testing::internal::CaptureStdout();
-    EXPECT_EQ(load_train_records(directory.file("missing.bin").c_str()), -1);
+    EXPECT_EQ(load_train_records(directory.file("missing.bin").c_str(), &records), -1);
     write_file(directory.file("records.txt"), std::string(80, '\0'));
-    EXPECT_EQ(load_train_records(directory.file("records.txt").c_str()), -1);
+    EXPECT_EQ(load_train_records(directory.file("records.txt").c_str(), &records), -1);
     // More than the block holds at first, so that it has to grow.
     const std::string many(40 * 70001 + 39, '\1');
     write_file(directory.file("many.bin"), many);
-    EXPECT_EQ(load_train_records(directory.file("many.bin").c_str()), 0);
-    EXPECT_EQ(train_record_count, 70001);
-    EXPECT_EQ(train_records[70000].sc, 0x0101);
-    free_train_records();
-    EXPECT_EQ(train_record_count, 0);
+    EXPECT_EQ(load_train_records(directory.file("many.bin").c_str(), &records), 0);
+    EXPECT_EQ(records.count, 70001);
+    EXPECT_EQ(records.block[70000].sc, 0x0101);
+    free_train_records(&records);
+    EXPECT_EQ(records.count, 0);
     const std::string said = "allocated 18000 Mbytes for training data.\n";
     EXPECT_EQ(testing::internal::GetCapturedStdout(),
               said + said + said + "read 70001 positions from " + directory.file("many.bin") + ".\n\n");

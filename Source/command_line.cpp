@@ -28,7 +28,7 @@ struct SwitchRow {
     const char *name;
     SwitchId id;
     int values;   // arguments that it takes
-    bool needed;  // a tool's: without its values the program ends
+    bool needed;  // without its values the program ends (tools)
 };
 
 // Every argument is tested against all rows from the top. A switch with values steps past them, and
@@ -81,7 +81,7 @@ static constexpr SwitchRow SWITCHES[] = {
     {"-tw", SW_TRAIN_WEIGHT, 1, false},
 };
 
-// Fixed table paths of the machine on which the program's data was made.
+// Fixed tablebase paths of the author's machine.
 static constexpr const char *SIX_MEN_PATH = "C:\\Chess\\Syzygy\\6-Piece";
 static constexpr const char *SEVEN_MEN_PATH = "C:\\Chess\\Syzygy\\6-Piece;C:\\Chess\\Syzygy\\7-Piece";
 
@@ -100,12 +100,12 @@ static void limit_node_rate(const char *value) {
     search_run.target_nps = real_number(value);
     settings.limit_strength = 1;
     const double elo = elo_of_node_rate(static_cast<double>(search_run.target_nps));
-    // No rate, or an absurd one, has no rating.
+    // No node rate, or an absurd one, has no rating.
     settings.uci_elo = elo > -32768.0 && elo < 32767.0 ? static_cast<i16>(elo) : static_cast<i16>(0);
     print_plain("Elo= %d\n", static_cast<int>(settings.uci_elo));
 }
 
-// False, and a line on standard error, for a value that the field does not hold; it stays unset.
+// Returns false, prints the reason and leaves the field unset if the value does not fit.
 template <std::size_t SIZE>
 static bool set_path(char (&field)[SIZE], const char *value) {
     if (std::strlen(value) >= SIZE) {
@@ -117,8 +117,8 @@ static bool set_path(char (&field)[SIZE], const char *value) {
     return true;
 }
 
-// Applies a tool's switch; `value` and `second` are its arguments, where it has them. False when they
-// ask for nothing that can be done.
+// Applies a tool's switch; `value` and `second` are its arguments, where it has them. Returns false if
+// they are not usable.
 static bool apply_tool_switch(SwitchId id, const char *value, const char *second, CommandLine *out) {
     switch (id) {
         case SW_TEST_SUITE:

@@ -26,6 +26,6 @@ struct CommandLine {
     bool bench_summary;   // "N nodes M nps" as the last line
 };
 
-// Reads all arguments into `settings` and `out`. False when the program is to end with status 1: a
-// tool lacks an argument that it needs. Nothing after --help, -h or --version is read.
+// Reads all arguments into `settings` and `out`. Returns false if a tool lacks an
+// argument that it needs; the program then ends with status 1. Nothing after --help, -h or --version is read.
 bool parse_command_line(int argc, char **argv, CommandLine *out);

@@ -17,7 +17,7 @@ void begin_progress(Progress *progress, const char *unit, double total) {
     progress->next = progress->start + SECONDS_BETWEEN_LINES;
 }
 
-// The time left is that of the work done so far, in proportion.
+// The time left is extrapolated from the work done so far.
 void show_progress(Progress *progress, double done, i64 count) {
     if (!progress->shown) return;
     const double now = clock_seconds();

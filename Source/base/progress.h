@@ -1,5 +1,5 @@
 // Progress of a long tool, on standard error and only when that is a terminal: share done, rate and
-// time left, in one line that is written over itself.
+// time left, in one line that is overwritten.
 #pragma once
 
 #include "platform/integers.h"
@@ -7,7 +7,7 @@
 struct Progress {
     bool shown;        // standard error is a terminal
     const char *unit;  // what is counted, in the plural: "positions"
-    double total;      // size of the whole work in any measure, 0 when it is not known
+    double total;      // size of the whole work in any measure, 0 if unknown
     double start;      // clock_seconds at the start
     double next;       // clock_seconds of the next line
 };

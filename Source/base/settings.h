@@ -9,7 +9,7 @@ constexpr const char *PROGRAM_NAME = "Tarn 7.04";
 constexpr const char *PROGRAM_AUTHOR = "Ilse Marrow";
 
 constexpr int MAX_THREADS = 160;
-constexpr int PATH_LENGTH = 4097;       // holds a file name of 4096 characters, what systems take at most
+constexpr int PATH_LENGTH = 4097;       // file names of 4096 characters, the most that systems accept
 constexpr int SYZYGY_LENGTH = 32001;    // holds a list of directories
 constexpr float INFO_NEVER = 99999.0f;  // info_min_time: print no information lines
 constexpr i64 NO_NODE_LIMIT = 1000000000000000;
@@ -56,7 +56,7 @@ struct Settings {
     i16 FP_depth;
     i16 LMP_depth;
     i16 LMR_depth;
-    // Texts come last: the numbers above share few cache lines.
+    // Texts come last, so the numbers above share few cache lines.
     char in_file[PATH_LENGTH];
     char pgn_file[PATH_LENGTH];
     char out_file[PATH_LENGTH];

@@ -1,5 +1,5 @@
-// The main loop of normal play: waits for work, answers from the rules or the book or by a search,
-// prints the result and keeps the clocks.
+// The main loop of normal play: waits for work, answers from the rules, the book or a search, prints the
+// result and updates the clocks.
 #include "control/game_driver.h"
 
 #include <cmath>
@@ -21,9 +21,9 @@
 #include "search/hash_table.h"
 #include "search/search_state.h"
 
-static u16 book_move;  // found for this turn, 0 otherwise
+static u16 book_move;  // the book's move this turn, 0 for none
 
-// A position that no search can stand: says why, and answers without a move.
+// For a position that cannot be searched: prints the reason and answers without a move.
 static void refuse_position(const char *defect) {
     driver.self_play = 0;
     write_search_state(0);
@@ -31,14 +31,14 @@ static void refuse_position(const char *defect) {
     if (settings.uci_mode) print_line("bestmove null");
 }
 
-// No "bestmove" here, in UCI mode either: front ends claim the draw themselves.
+// Prints no "bestmove", even in UCI mode: front ends claim the draw themselves.
 static void announce_draw() {
     driver.self_play = 0;
     write_search_state(0);
     print_line("info string Draw!");
 }
 
-// True when the move would bring a draw by the rules at once.
+// True if the game is drawn by rule after the move.
 static bool leads_to_draw(Position *position, Move move) {
     make_move(position, move);
     const bool drawn = is_game_drawn(position);
@@ -46,8 +46,8 @@ static bool leads_to_draw(Position *position, Move move) {
     return drawn;
 }
 
-// Looks for a book move of the turn: the first book within its depth, then the second within its own.
-// A move that would draw at once is dropped, and a search decides.
+// Looks for a book move: the first book within its depth, then the second within its own. A move that
+// draws at once is dropped, and a search decides. Returns 0 without a book move.
 static Move find_book_move(Position *position) {
     constexpr int LAST_BOOK_PLY = 79;
     const int game_ply = position->game->game_ply;
@@ -65,12 +65,12 @@ static void answer_from_book(const Position *position) {
     print_format("%s book move is %s", settings.uci_mode ? "info string" : "", text);
     published.pv[1] = book_move;
     published.score = 0;
-    search_run.elapsed = 0.0f;  // nothing was searched, and the clock pays nothing
+    search_run.elapsed = 0.0f;  // no search, so no time is deducted
     search_run.stop = 1;
     add_search_state(SEARCH_DONE);
 }
 
-// A ponder search that ended by itself keeps its move until "ponderhit", "stop" or "quit".
+// Holds the move of a ponder search that finished by itself until "ponderhit", "stop" or "quit".
 static void hold_ponder_result() {
     while ((read_search_state() & (SEARCH_PONDER | SEARCH_STOP)) == SEARCH_PONDER && !driver.quit) {
         console_poll();
@@ -78,7 +78,7 @@ static void hold_ponder_result() {
     }
 }
 
-// Work has arrived: draw, book or search. Afterwards SEARCH_DONE tells whether there is a result.
+// Starts the turn that "go" asked for: draw, book or search. SEARCH_DONE is set if there is a result.
 static void start_turn(u16 state) {
     Position *position = &root_thread_state->position;
     if (const char *defect = position_defect(position)) {
@@ -107,7 +107,7 @@ static double percent(u64 hits, u64 probes) {
     return static_cast<double>(hits) * 100.0 / (static_cast<double>(probes) + 1.0);
 }
 
-// The console's account of a move: result and speed, caches, diagnostic counters.
+// Console statistics of a move: result, speed, caches, diagnostic counters.
 static void print_statistics(const char *best_text) {
     const double nodes = static_cast<double>(published.totals.nodes);
     const double seconds = search_run.elapsed;
@@ -144,14 +144,14 @@ static void print_statistics(const char *best_text) {
     print_line("");
 }
 
-// The clock of the side that moved; after each full control of `time_mode` moves it is wound up again.
+// Updates the clock of the side that moved. After each control of `time_mode` moves it is set anew.
 static void settle_clock(const Position *position) {
     float *clock = &game_clock.remaining[position->stm];
     *clock += settings.time_increment - search_run.elapsed;
     if (settings.time_mode > 1 && position->game->game_ply % (2 * settings.time_mode) < 2) *clock = settings.move_time;
 }
 
-// Console play: makes the found move on the board, and in self-play asks for the next.
+// Console play: makes the best move on the board and, in self-play, starts the next search.
 static void play_result(Position *position) {
     const Move move = published.pv[1];
     if (!move) {
@@ -163,10 +163,10 @@ static void play_result(Position *position) {
     announce_game_end();
     if (!driver.self_play) return;
     write_search_state(SEARCH_GO);
-    console_poll();  // short searches end before they read a "."
+    console_poll();  // short searches finish before they read a "."
 }
 
-// A result waits: prints it and does the book-keeping of the turn.
+// Prints the result and completes the turn.
 static void finish_turn() {
     Position *position = &root_thread_state->position;
     write_search_state(0);
@@ -174,7 +174,7 @@ static void finish_turn() {
     move_to_coord(position, position->stm, published.pv[1], best_text);
     move_to_coord(position, position->stm ^ 1, published.pv[2], ponder_text);
     if (settings.uci_mode) {
-        // Some front ends lose an answer that comes within the same few milliseconds as their "go".
+        // Some front ends lose an answer that arrives within a few milliseconds of their "go".
         if (search_run.elapsed < 0.006f && game_clock.remaining[position->stm] > 1.0f) sleep_milliseconds(1);
         char line[64];
         const bool with_ponder = published.pv[2] != 0;

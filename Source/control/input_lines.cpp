@@ -1,4 +1,4 @@
-// Standard input cut into lines.
+// Splits standard input into lines.
 #include "control/input_lines.h"
 
 #include <cstring>
@@ -8,12 +8,12 @@
 #include "platform/clock.h"
 #include "platform/input.h"
 
-// Limits of one read (bytes) and of one poll (reads), so that the clock is checked in between.
+// Bytes per read and reads per poll. Limited so that the clock is checked in between.
 static constexpr int CHUNK = 4998;
 static constexpr int CHUNKS_PER_POLL = 16;
 static constexpr int MOST_FAILURES = 10;
 
-// What was read and not yet taken as a line; '@' marks every line end.
+// Text read but not yet returned as lines; '@' marks each line end.
 static char input_pending[INPUT_LINE_SIZE + CHUNK];
 static int pending_size;
 static char put_back[INPUT_LINE_SIZE];
@@ -48,7 +48,7 @@ static bool read_chunk() {
     char chunk[CHUNK];
     const int count = input_read(chunk, waiting < CHUNK ? waiting : CHUNK);
     if (count <= 0) {
-        // Data was announced and did not come. That may happen, but not for ever.
+        // Data was announced but did not arrive. Tolerated a few times.
         print_line("error reading input");
         if (++failed_reads == MOST_FAILURES) ended = true;
         return false;
@@ -58,12 +58,12 @@ static bool read_chunk() {
     return true;
 }
 
-// Takes the first line out of input_pending, with the line ends that follow it. False when there is
-// none, or an empty one.
+// Removes the first line and the line ends after it from input_pending. False if there is none or it is
+// empty.
 static bool take_pending_line(char *line, int size) {
     char *end = find_line_end();
     if (!end && ended && pending_size) {
-        end = input_pending + pending_size;  // the last line has no end of its own
+        end = input_pending + pending_size;  // the last line is not terminated
         input_pending[pending_size++] = '@';
     }
     if (!end) return false;
@@ -78,7 +78,7 @@ static bool take_pending_line(char *line, int size) {
     return length > 0;
 }
 
-// A terminal delivers whole lines, and only after a key was pressed.
+// A terminal delivers whole lines, and only after a key press.
 static bool read_console_line(char *line, int size) {
     if (!input_read_line(line, size)) {
         ended = true;
@@ -116,7 +116,7 @@ bool wait_for_input_line(char *line, int size) {
     return true;
 }
 
-// Input that has ended, or is not read, always looks ready, so there is nothing to wait for.
+// Input that has ended or is not read always looks ready, so waiting for it would not wait.
 void pause_for_input(int milliseconds) {
     if (ended || ignored) sleep_milliseconds(milliseconds);
     else if (!has_put_back && !find_line_end()) input_wait(milliseconds);

@@ -1,12 +1,12 @@
-// Standard input cut into lines. The UCI poll and the console's own dialogues read through here, so
-// that text already read from the pipe is never lost.
+// Splits standard input into lines. The poll and the console's dialogues all read through here, so text
+// already read from the pipe is never lost.
 #pragma once
 
-// Holds the longest line that is handled whole: a "position" line of some 13,000 half-moves. The rest
-// of a longer line is dropped.
+// Bytes of the longest line handled whole: a "position" command of about 13,000 half-moves. The rest of a
+// longer line is dropped.
 constexpr int INPUT_LINE_SIZE = 65536;
 
-// Milliseconds between two polls of an idle program. It wakes for input, and wakes seldom otherwise.
+// Milliseconds between two polls of an idle program. Input wakes it earlier.
 constexpr int IDLE_PAUSE = 10;
 
 // The next line, without its end, if one can be had without waiting. Empty lines are skipped. A
@@ -16,10 +16,10 @@ bool poll_input_line(char *line, int size);
 void put_back_input_line(const char *line);
 // The next line, waiting for it; empty lines count on a console. False at the end of input.
 bool wait_for_input_line(char *line, int size);
-// Waits until the next poll is worth while: up to this many milliseconds, less when input comes.
+// Waits for input, at most this many milliseconds.
 void pause_for_input(int milliseconds);
-// From now on nothing is read from a pipe or a file: an offline tool's input belongs to somebody else.
-// A console is read as before.
+// From now on nothing is read from a pipe or a file: an offline tool's input is not meant
+// for it. A terminal is still read.
 void ignore_piped_input();
-// True once input has ended and every line was handed out.
+// True once input has ended and every line has been returned.
 bool input_has_ended();

@@ -19,7 +19,7 @@
 
 enum OptionKind { TEXT, SPIN, CHECK, BUTTON };
 
-// What follows a change, and which rows are shown or read in their own way.
+// The action after a change, and rows that are printed or read in a special way.
 enum OptionRule {
     PLAIN,
     LOADS_CONFIG,
@@ -39,7 +39,7 @@ enum ShownDefault { SHOW_SET, SHOW_CURRENT };  // "uci" prints default_settings 
 struct OptionRow {
     const char *name;
     OptionKind kind;
-    int low, high;  // a number outside is cut to this range; booleans and texts have none
+    int low, high;  // numbers are clamped to this range; unused for booleans and texts
     std::size_t offset;
     std::size_t size;  // of the field in bytes: 1, 2, 4, or the length of a text
     ShownDefault shown;
@@ -93,7 +93,7 @@ static void store_number(const OptionRow &row, int value) {
     else std::memcpy(field, &narrow, 1);
 }
 
-// A one-byte field is signed where its range has negative numbers; elsewhere both readings agree.
+// A one-byte field is signed if its range includes negative numbers; otherwise both readings agree.
 static int load_number(Settings *record, const OptionRow &row) {
     const char *field = field_of(record, row);
     i32 wide;
@@ -111,13 +111,13 @@ static int load_number(Settings *record, const OptionRow &row) {
     return row.low < 0 ? static_cast<i8>(narrow) : narrow;
 }
 
-// The value of the opponent option is a title, a rating, a type and a name; "none" reads as 0.
+// The opponent option's value is title, rating, type and name; "none" counts as 0.
 static const char *rating_of_opponent(const char *value) {
     value += std::strspn(value, " ");
     return value + std::strcspn(value, " ");
 }
 
-// What a change brings with it. Only called while no search runs.
+// Applies a changed option. Called only while no search is running.
 static void follow_change(const OptionRow &row) {
     switch (row.rule) {
         case LOADS_CONFIG: load_config_file(); break;
@@ -125,7 +125,7 @@ static void follow_change(const OptionRow &row) {
         case LOADS_NETWORK: load_network(); break;
         case CLEARS_HASH: clear_hash_table(); break;
         case OPENS_LOG:
-            // Going off only stops the writing; the file stays open and is taken up again.
+            // Turning the log off only stops writing; the file stays open for when it is turned on again.
             if (settings.log_on && !log_file) open_log();
             break;
         case SETS_UP_TABLES: tb_init(); break;
@@ -184,7 +184,7 @@ void print_options() {
         } else if (row.rule == THREAD_COUNT) {
             print_spin(row.name, 1, 1, row.high);
         } else if (row.rule == RATING_LIMIT) {
-            // Without a rating set, the one measured at start is the default, and from now on stored.
+            // If no rating is set, the one measured at start is the default and is stored.
             const int measured = static_cast<int>(calibration.elo);
             if (!record->uci_elo) record->uci_elo = static_cast<i16>(measured);
             print_spin(row.name, record->uci_elo, row.low, measured);
@@ -194,8 +194,8 @@ void print_options() {
     }
 }
 
-// One line of the file, "name = value": the name ends at the blanks before '='. Without a blank there
-// the name is not cut, runs on past the '=', and so matches no option.
+// Applies one line of the file, "name = value". The name ends at the blanks before '='. Without a blank
+// there it is not cut, so it includes the '=' and matches no option.
 static void apply_config_line(char *line) {
     line[std::strcspn(line, "\n")] = 0;
     line[std::strcspn(line, "#")] = 0;
@@ -208,18 +208,18 @@ static void apply_config_line(char *line) {
 }
 
 void load_config_file() {
-    // A file may name another, or itself: so many are read in a row at most, one within another or not.
+    // A file may include another, or itself. At most this many are read per command, nested or in sequence.
     constexpr int MOST_FILES = 16;
     static int depth, files_read;
     if (depth == 0) files_read = 0;
     if (files_read == MOST_FILES) return;
-    // Binary: a carriage return belongs to the value on every system.
+    // Binary mode: a carriage return is part of the value on every system.
     std::FILE *file = std::fopen(settings.config_path, "rb");
     if (!file) return;
     LineReader reader;
     start_lines(&reader, file, LINES_AS_THEY_ARE);
     const bool has_lines = next_line(&reader);
-    if (!has_lines && std::ferror(file)) {  // a directory can be opened, not read
+    if (!has_lines && std::ferror(file)) {  // a directory can be opened but not read
         std::fclose(file);
         return;
     }

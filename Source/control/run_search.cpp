@@ -1,4 +1,4 @@
-// One search from the main thread's side: start it, watch the clock and the input, collect the threads.
+// One search as the main thread sees it: start the threads, watch clock and input, join the threads.
 #include "control/run_search.h"
 
 #include "base/output.h"
@@ -13,13 +13,13 @@
 #include "search/search_state.h"
 #include "search/time_check.h"
 
-// So long the watch does not sleep while the master is before its first iteration, so that workers
-// start, and the shortest searches end, without delay. Seconds.
+// Seconds. Until then, or until the first iteration, the watch does not sleep: workers start, and the
+// shortest searches end, without delay.
 static constexpr float BUSY_START = 0.005f;
 
 // Watches a running search about once a millisecond until it is over or the program is to end. The
 // workers start when the master has reached its first iteration; input is read before that as well.
-// Once a stop was asked for, input waits: the next command must not overtake the "bestmove".
+// After a stop no input is read: the next command must not overtake the "bestmove".
 static void watch_search() {
     bool workers_wait = settings.threads > 1;
     while (!driver.quit) {
@@ -46,7 +46,7 @@ void run_search(u16 state, bool threaded) {
     if (start_master_thread()) {
         watch_search();
         join_search_threads();
-        // The master thread is detached: its SEARCH_DONE is the sign that it has left the shared data.
+        // The master thread is detached. SEARCH_DONE means that it no longer uses shared data.
         while (!(read_search_state() & SEARCH_DONE)) sleep_milliseconds(0);
     } else {
         print_line("info string can't start a search thread, the move is not searched");

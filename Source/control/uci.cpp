@@ -32,14 +32,14 @@
 #include "search/pruning_tables.h"
 #include "search/search_state.h"
 
-static constexpr float ENDLESS_SECONDS = 10000000.0f;  // move_time of a search that no clock stops
+static constexpr float ENDLESS_SECONDS = 10000000.0f;  // move_time of a search without a time limit
 static constexpr i16 MOVES_PER_CONTROL = 40;           // time_mode of "movestogo"
 
 static u8 debug_flag = 1;  // commands go to the log
 
 // ---- setoption, ucinewgame ----
 
-// The text `count` characters behind `from`, or the end of the text when it is shorter.
+// Returns `from` advanced by `count` characters, at most to the end of the text.
 static char *step_over(char *from, std::size_t count) {
     const std::size_t length = std::strlen(from);
     return from + (count < length ? count : length);
@@ -50,7 +50,7 @@ static void set_option_command(char *rest) {
     char name[NAME_SIZE] = "";
     char *name_word = std::strstr(rest, "name");
     char *value_word = std::strstr(rest, "value");
-    // Taken before the cut below, which may end the text in front of it.
+    // Taken before the cut below, which may end the text before it.
     char *name_text = name_word ? step_over(name_word, 5) : nullptr;
     const char *value = value_word ? step_over(value_word, 6) : "";
     if (name_word && value_word > name_word) value_word[-1] = 0;
@@ -71,8 +71,8 @@ static void new_game() {
 
 // ---- position ----
 
-// The generated legal move from one square to another, or 0. A castling may be written as the king's
-// goal or as king takes own rook; `castling` is its flag, 0 for another move.
+// Returns the legal move from one square to another, or 0. Castling may be written as the king's target
+// square or as king takes own rook; `castling` is its flag, 0 for any other move.
 static Move find_legal_move(Position *position, Square from, Square to, Move castling, Move promotion) {
     const int side = position->stm;
     MoveEntry list[MOVE_LIST_SIZE];
@@ -91,8 +91,8 @@ static Move find_legal_move(Position *position, Square from, Square to, Move cas
     return 0;
 }
 
-// The legal move that a token like "e2e4" or "a7a8n" names, or 0. Characters behind are not read; a
-// promotion without a letter is a queen's.
+// Returns the legal move named by a token such as "e2e4" or "a7a8n", or 0. Further characters are
+// ignored; a promotion without a letter is to a queen.
 static Move read_game_move(Position *position, const char *token) {
     for (int i = 0; i < 4; ++i) {
         const char low = i & 1 ? '1' : 'a';
@@ -114,9 +114,9 @@ static Move read_game_move(Position *position, const char *token) {
     return find_legal_move(position, from, to, castling, promotion);
 }
 
-// Plays the blank-separated moves up to the first that can't be played.
+// Plays the blank-separated moves up to the first that is not legal.
 static void play_moves(Position *position, const char *text) {
-    // Generation relies on one king a side and on pawns that have a rank ahead.
+    // Move generation relies on one king per side and on pawns not being on the last rank.
     const bool playable = !position_defect(position);
     for (text += std::strspn(text, " "); *text; text += std::strspn(text, " ")) {
         const int length = static_cast<int>(std::strcspn(text, " "));
@@ -135,7 +135,7 @@ static void set_position_command(char *rest) {
     Position *position = &root_thread_state->position;
     char *moves = std::strstr(rest, "moves");
     if (moves && moves > rest) moves[-1] = 0;
-    // The text behind "fen " of a regular command: counted from the start, not from the word.
+    // The text after "fen " in a regular command; the offset counts from the start, not from the keyword.
     if (std::strstr(rest, "startpos")) set_position_from_text(position, STARTPOS_FEN);
     else if (std::strstr(rest, "fen")) set_position_from_fen(position, step_over(rest, 4));
     else return;
@@ -147,8 +147,8 @@ static void set_position_command(char *rest) {
 
 // ---- go ----
 
-// The number behind a keyword that occurs anywhere in the text, 0 when none follows. False without the
-// keyword.
+// Reads the number after a keyword anywhere in the text, 0 if no number follows. Returns false without
+// the keyword.
 static bool find_number(const char *rest, const char *keyword, i64 *value) {
     const char *found = std::strstr(rest, keyword);
     if (!found) return false;
@@ -158,14 +158,14 @@ static bool find_number(const char *rest, const char *keyword, i64 *value) {
 
 static float seconds_of(i64 milliseconds) { return static_cast<float>(static_cast<double>(milliseconds) * 0.001); }
 
-// A search that no clock stops.
+// Sets a search without a time limit.
 static void set_untimed() {
     settings.move_time = ENDLESS_SECONDS;
     settings.time_mode = 1;
 }
 
-// Fills the limits. What a "go" does not name stays as the last one left it: a "go depth 5" holds for
-// later clock searches until "movestogo" or "infinite" lifts it.
+// Fills the limits. A limit that "go" does not name keeps its last value: "go depth 5" also applies to
+// later searches on the clock until "movestogo" or "infinite" lifts it.
 static void go_command(const char *rest) {
     i64 value;
     settings.time_mode = 0;
@@ -215,7 +215,7 @@ static void print_identity() {
     print_line("uciok");
 }
 
-// The words that a search allows. True when the word was one of them.
+// Executes a command that is allowed during a search. Returns false for any other word.
 static bool dispatch_any_time(const char *word) {
     const u16 state = read_search_state();
     if (!std::strcmp(word, "isready")) {
@@ -235,8 +235,8 @@ static bool dispatch_any_time(const char *word) {
     return true;
 }
 
-// The words that need an idle engine. During a search those that would change the game or the options
-// are errors of the front end, which end the program; the others are not heard.
+// Executes a command that needs an idle engine. During a search, one that would change the game or the
+// options is an error of the front end and ends the program; others are ignored.
 static void dispatch_idle(const char *word, char *rest) {
     const bool changes = !std::strcmp(word, "setoption") || !std::strcmp(word, "ucinewgame") ||
                          !std::strcmp(word, "position") || !std::strcmp(word, "go");
@@ -247,7 +247,7 @@ static void dispatch_idle(const char *word, char *rest) {
         return;
     }
     if (!std::strcmp(word, "uci")) print_identity();
-    else if (!std::strcmp(word, "debug")) debug_flag = 1;  // "debug off" too: there is no way back
+    else if (!std::strcmp(word, "debug")) debug_flag = 1;  // also for "debug off"
     else if (!std::strcmp(word, "_show")) print_pruning_tables();
     else if (!std::strcmp(word, "setoption")) set_option_command(rest);
     else if (!std::strcmp(word, "ucinewgame")) new_game();
@@ -260,7 +260,7 @@ void command_dispatch(char *line) {
     line[std::strcspn(line, "\n")] = 0;
     if (!line[0]) return;
     if (debug_flag && log_file) {
-        // The only text that goes to the log alone. Long lines are cut there, not in their effect.
+        // The only text that goes to the log alone. Long lines are cut in the log but executed whole.
         static char logged[INPUT_LINE_SIZE + 8];
         std::snprintf(logged, sizeof logged, "CMD: %s", line);
         log_line(logged);
@@ -270,8 +270,8 @@ void command_dispatch(char *line) {
     if (length > WORD_SIZE - 1) length = WORD_SIZE - 1;
     char word[WORD_SIZE];
     copy_text(word, start, length + 1);
-    // Counted from the start of the line: leading blanks shift it into the word, where the keyword
-    // search does not mind them.
+    // The offset counts from the start of the line. After leading blanks it falls inside the word, which
+    // does not disturb the keyword search.
     char *rest = step_over(line, length + 1);
     if (!dispatch_any_time(word)) dispatch_idle(word, rest);
 }

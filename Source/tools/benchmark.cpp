@@ -11,7 +11,7 @@
 #include "search/search_state.h"
 
 // Middle games and endings of mixed kind. Position 9 repeats 3 on purpose: with the hash cleared in
-// between, both searches have to count alike. The blank after position 10 does no harm.
+// between, both searches have equal counts. The blank after position 10 is harmless.
 // clang-format off
 const char *const BENCH_POSITIONS[BENCH_COUNT] = {
     "r1bqkb1r/pp1ppppp/2n2n2/8/3NP3/2N5/PPP2PPP/R1BQKB1R b KQkq -",
@@ -45,14 +45,14 @@ BenchTotals run_bench(bool threaded) {
     if (settings.max_depth > BENCH_HIGHEST_DEPTH) settings.max_depth = BENCH_DEPTH;
     print_format("%s running benchmark using %d threads", PROGRAM_NAME, static_cast<int>(settings.threads));
 
-    // Single precision, and a start above zero so that the rate below can always be formed.
+    // Single precision; the time starts above zero so that the rate below is defined.
     float total_time = 0.01f, total_nodes = 0.0f;
     for (int i = 0; i < BENCH_COUNT; ++i) {
         set_position_from_text(&root_thread_state->position, BENCH_POSITIONS[i]);
         if (hash_table.mode != HASH_OFF) clear_hash_table();
         run_search(SEARCH_BENCH, threaded);
         write_search_state(0);
-        if (driver.quit) {  // broken off: the search does not count
+        if (driver.quit) {  // interrupted: the search does not count
             totals.complete = false;
             break;
         }

@@ -54,7 +54,7 @@ static char *points_mark(char *piece) {
     return nullptr;
 }
 
-// Points by move: every piece "move=points" of the list; the best of them is what could be earned.
+// Points by move, from the list's pieces "move=points"; the highest is the maximum for the position.
 static void count_points(const char *list, Move answer, SuiteTotals *totals) {
     if (!std::strchr(list, '=')) return;
     int best = 0;
@@ -109,7 +109,7 @@ static void print_answer(Position *position) {
                 static_cast<int>(published.score), nodes, nodes / (seconds + 0.002) * 0.001);
 }
 
-// A search that was broken off has lines of two depths, and one move can head two of them.
+// An unfinished search has lines of two depths, and one move can start two of them.
 static bool is_repeated_line(int line) {
     for (int i = 0; i < line; ++i)
         if (published.line_move[i] == published.line_move[line]) return true;
@@ -133,8 +133,8 @@ struct SuiteFiles {
     OutputFile expansion;  // open with SUITE_EXPAND only
 };
 
-// One line of the suite; a line that can't be searched is skipped. A search that an interrupt broke
-// off does not count.
+// Searches one line of the suite; a line that cannot be searched is skipped. A search cut short by an
+// interrupt does not count.
 static void run_line(std::string *line, SuiteMode mode, SuiteFiles *files, SuiteTotals *totals) {
     EpdLine epd;
     if (is_remark(line->c_str()) || std::strlen(line->c_str()) < SHORTEST_LINE) return;
@@ -189,7 +189,7 @@ static void run_lines(std::FILE *in, SuiteMode mode, SuiteFiles *files) {
     while (!driver.quit && writable && next_line(&reader)) {
         show_progress(&progress, static_cast<double>(reader.bytes), totals.positions);
         run_line(&reader.line, mode, files, &totals);
-        // Each search took time: its lines must not be lost with the next one's.
+        // Searches take time: results are flushed after each.
         writable = keep_output(&files->results);
         if (mode == SUITE_EXPAND && !keep_output(&files->expansion)) writable = false;
     }

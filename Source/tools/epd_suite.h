@@ -6,7 +6,7 @@
 
 enum SuiteMode { SUITE_ANALYSE, SUITE_EXPAND };
 
-// What a run adds up.
+// Totals of a run.
 struct SuiteTotals {
     int positions;    // searched
     int correct;      // answers among the good moves, or not the bad one
@@ -21,7 +21,7 @@ struct SuiteTotals {
 // Judges the last search's best move by the texts of an EPD line, for the master position. `bm` holds
 // moves between blanks, commas, semicolons or quotes; `am` one move; `c0` pieces "move=points".
 void judge_answer(const char *bm, const char *am, const char *c0, SuiteTotals *totals);
-// Input settings.in_file; an empty output path stands for "analysis.epd". SUITE_EXPAND also writes
+// Input settings.in_file; an empty output path means "analysis.epd". SUITE_EXPAND also writes
 // "tmp_0.epd", from the lines of a MultiPV search; SUITE_ANALYSE makes that file, empty, where there is
 // none. False, with a line on standard error, when something could not be read or written.
 bool run_epd_suite(const char *output_path, SuiteMode mode);

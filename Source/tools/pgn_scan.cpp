@@ -18,7 +18,7 @@
 constexpr int SKIPPED_PLIES = 16;          // opening moves of a game from the start position
 constexpr int SKIPPED_PLIES_FROM_FEN = 4;  // of a game from a set-up position
 constexpr int EXPORTED_PLIES = 240;
-constexpr int SHORTEST_FEN = 11;        // a shorter FEN tag stands for the start position
+constexpr int SHORTEST_FEN = 11;        // a shorter FEN tag means the start position
 constexpr int SHORTEST_LAST_GAME = 50;  // characters; a last game that isn't longer isn't read
 
 // One EPD line; an engine's games carry scores, a game annotated with one evaluation is bare.
@@ -48,7 +48,7 @@ void pgn_export_game(PgnGame *game, std::FILE *out) {
         // 0, or one of a longer game before.
         if (ply >= skipped) write_position(game, ply, position, out);
         if (ply >= game->move_count) return;
-        char text[PGN_MOVE_TEXT + 2];  // the parser of moves can lengthen it
+        char text[PGN_MOVE_TEXT + 2];  // the move parser can lengthen it
         copy_text(text, game->moves[ply], sizeof text);
         Move move;
         if (!parse_san(position, text, &move)) {
@@ -61,11 +61,11 @@ void pgn_export_game(PgnGame *game, std::FILE *out) {
     }
 }
 
-// A game's text while its lines come in.
+// A game's text while its lines are read.
 struct GameText {
     char text[PGN_GAME_TEXT];
     std::size_t stored;  // characters in `text`
-    i64 length;          // of all lines so far; those that no longer fit count too, so none follows
+    i64 length;          // of all lines so far, including those that no longer fit
 };
 
 static void clear_text(GameText *game) {
@@ -87,8 +87,8 @@ static void finish_game(PgnGame *game, GameText *gathered, std::FILE *out) {
     clear_text(gathered);
 }
 
-// Games are told apart by their tag lines alone: the first line with "[" after other lines begins
-// the next game. An interrupt ends the scan between two lines.
+// Games are separated by their tag lines alone: the first line with "[" after other lines starts the
+// next game. An interrupt ends the scan between two lines.
 static void scan_games(std::FILE *in, std::FILE *out, PgnGame *game, GameText *gathered) {
     Progress progress;
     begin_progress(&progress, "games", static_cast<double>(input_size(in)));

@@ -30,7 +30,7 @@ static void add_contributions(float *stats, const i16 *hidden, const i16 *weight
                                       static_cast<double>(std::abs(hidden[c] * weights[c])) * STAT_SCALE);
 }
 
-// Zeroed arrays, on the first usable record; false with a message without memory.
+// Allocates zeroed arrays at the first usable record. Returns false and prints a message without memory.
 static bool have_arrays() {
     const std::size_t nodes = static_cast<std::size_t>(network.hidden_size);
     const std::size_t weights = static_cast<std::size_t>(network.weight_count);
@@ -66,8 +66,8 @@ static void collect_stats(const TrainRecord *records, i64 count) {
     end_progress(&progress);
 }
 
-// The strongest pair that was not taken yet, the first of equals; node 0 when none has any strength
-// left, so that its weights fill the remaining places.
+// Returns the strongest remaining pair, the first of equals; node 0 if none has any strength left, so its
+// weights fill the remaining places.
 static int take_strongest(int half) {
     int best = 0;
     float strength = 0.0f;
@@ -117,7 +117,7 @@ static bool write_network(const char *path) {
     return close_output(&file, OUTPUT_COMPLETE);
 }
 
-// An interrupt before all records were measured leaves no file: the choice would be a different one.
+// An interrupt before all records were measured leaves no file: the selection would differ.
 bool prune_to_file(const TrainRecord *records, i64 count, const char *output_path) {
     bool written = true;
     print_line("Collecting stats ...\n");

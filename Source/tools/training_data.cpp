@@ -20,14 +20,14 @@
 
 constexpr i64 FIRST_CAPACITY = 1 << 16;
 constexpr double ANNOUNCED_MEGABYTES = 18000.0;  // what TRAIN_RECORD_LIMIT records would fill
-constexpr int NO_SCORE = -10000;                 // stands for a missing ce or sc
+constexpr int NO_SCORE = -10000;                 // replaces a missing ce or sc
 
 void free_train_records(TrainRecords *records) {
     std::free(records->block);
     *records = {};
 }
 
-// Makes room for one record more at least, by doubling. False at the limit or without memory.
+// Makes room for at least one more record by doubling. False at the limit or without memory.
 static bool grow_train_records(TrainRecords *records) {
     if (records->count < records->capacity) return true;
     if (records->count >= TRAIN_RECORD_LIMIT) return false;
@@ -75,8 +75,7 @@ int load_train_records(const char *path, TrainRecords *records) {
     return read ? 0 : -1;
 }
 
-// What a missing operation stands for is decided before the cuts: `ce` wraps in its 16 bits, `sc`
-// is cut first.
+// Missing operations are filled in before any clamping: `ce` wraps to 16 bits, `sc` is clamped first.
 int record_from_epd_line(const char *line, TrainRecord *record) {
     EpdLine epd;
     split_epd_line(line, &epd);
@@ -116,7 +115,7 @@ static bool read_epd_records(std::FILE *in, TrainRecords *records) {
     begin_progress(&progress, "positions", static_cast<double>(input_size(in)));
     bool room = true;
     i64 cut_lines = 0;
-    // A line too many is read at the limit, and dropped for want of room.
+    // At the limit one more line is read and dropped.
     while (room && !driver.quit && next_line(&reader)) {
         if (reader.line.size() > LONGEST_LINE_USED) {
             reader.line.resize(LONGEST_LINE_USED);
@@ -174,7 +173,7 @@ static void write_epd_lines(const TrainRecords *records, std::FILE *out) {
         const TrainRecord *record = &records->block[i];
         float target;
         char fen[FEN_SIZE];
-        // A record without kings is written as its board is.
+        // A record without kings is written as it is.
         set_position_from_record(record, position, &target);
         position_to_fen(position, fen, 0);
         std::fprintf(out, "%s ce %d; sc %d; gr %0.1f;\n", fen, record->ce, record->sc,

@@ -12,8 +12,8 @@ struct TrainRecords {
     i64 capacity;  // records that the block holds
 };
 
-// Reads the records of a ".bin" file into `records`, at most TRAIN_RECORD_LIMIT; a piece of a
-// record at the end is left out. Also seeds `rand` and the master's thread_rand. 0, or -1 on any
+// Reads the records of a ".bin" file into `records`, at most TRAIN_RECORD_LIMIT; an incomplete
+// record at the end is ignored. Also seeds `rand` and the master's thread_rand. 0, or -1 on any
 // failure, with a line on standard error.
 int load_train_records(const char *path, TrainRecords *records);
 void free_train_records(TrainRecords *records);

@@ -1,5 +1,4 @@
-// Making training positions by searching: self-play games, and the second look at positions that
-// come from elsewhere.
+// Training positions by search: self-play games, and existing positions searched again.
 #include "tools/training_games.h"
 
 #include <climits>
@@ -34,7 +33,7 @@ constexpr int START_POSITIONS = 199001;  // lines of the file that are used, at 
 constexpr int GAME_SEARCH_DEPTH = 7;
 constexpr int QUIET_MARGIN = 29;   // the root's quiescence search may gain this much, centipawns
 constexpr int DECIDED_SUM = 2001;  // a game whose score sum exceeds this is over
-constexpr int WON_SCORE = 401;     // a game broken off here or beyond counts as won
+constexpr int WON_SCORE = 401;     // an unfinished game at this score or beyond counts as won
 
 static bool in_check(const Position *position) {
     return is_square_attacked(position, position->king_sq[position->stm], position->stm ^ 1);
@@ -45,13 +44,13 @@ static void set_result(TrainingGame *game, int winner, float winner_share) {
     game->result[winner ^ 1] = 1.0f - winner_share;
 }
 
-// Stalemate counts as lost: the loop looks at moves alone, and the data are used to it.
+// Stalemate counts as lost: the loop only tests for moves, and existing data were made that way.
 void play_training_game(TrainingGame *game) {
     Position *position = &root_thread_state->position;
     game->plies = game->written = 0;
     set_result(game, 0, 0.5f);
     root_thread_state->game.game_ply = 0;
-    int average = 0;  // of the scores' sizes, the last ones count most
+    int average = 0;  // of the absolute scores; recent ones weigh most
     for (int ply = 0; ply < TRAINING_PLIES; ++ply) {
         const int mover = ply & 1;
         if (is_game_drawn(position)) return;
@@ -66,7 +65,7 @@ void play_training_game(TrainingGame *game) {
         const int score = published.score;
         const int sum = std::abs(score) + average;
         average = sum / 2;
-        // Shuffling games: at once when dead level, later with a small edge too.
+        // Shuffling games end at once if dead level, later with a small edge too.
         const bool stop = position->fifty > 13 && (sum <= 5 || (sum < 102 && position->fifty > 49));
 
         game->lines[ply][0] = '\0';
@@ -96,7 +95,7 @@ static std::vector<std::string> read_start_positions(std::FILE *in) {
     return lines;
 }
 
-// Draws lines until one can be played; false when none of many can.
+// Draws random lines until one can be played; false after many failures.
 static bool draw_start_position(const std::vector<std::string> &lines) {
     Position *position = &root_thread_state->position;
     const std::size_t draws = 1000 + 10 * lines.size();
@@ -117,12 +116,12 @@ static void write_game(const TrainingGame &game, std::FILE *out) {
             std::fprintf(out, "%s gr %0.1f;\n", game.lines[ply], static_cast<double>(game.result[ply & 1]));
 }
 
-// Plays until enough positions are written. False without start positions. A game that an interrupt
-// broke off is not written.
+// Plays until enough positions are written. False without start positions. A game cut short by an
+// interrupt is not written.
 static bool play_games(const std::vector<std::string> &start_positions, OutputFile *out) {
     static TrainingGame game;
     i64 written = 0;
-    std::size_t barren = 0;  // games in a row that gave no position
+    std::size_t barren = 0;  // consecutive games without a position
     Progress progress;
     begin_progress(&progress, "positions", static_cast<double>(settings.train_count));
     bool usable = true, writable = true;
@@ -167,8 +166,8 @@ constexpr float EVEN_RESULT = 0.5f;
 constexpr int LEVEL_SCORE = 20;        // evaluation and score of a level position, centipawns
 constexpr int TABLE_WIN_SCORE = 9000;  // score of a root that the endgame tables decide
 
-// Whether a position is worth keeping: score (as probability p) and game result must not contradict
-// each other, and positions that are level in every respect are left out.
+// True if a position is worth keeping: score (as probability p) and game result must not contradict each
+// other, and positions that are level in every respect are skipped.
 static bool is_consistent(double p, float result, int score) {
     if (p < 0.1) return result < EVEN_RESULT;
     if (!(result > EVEN_RESULT) && p > 0.9) return false;
@@ -176,8 +175,8 @@ static bool is_consistent(double p, float result, int score) {
     return !(level && result == EVEN_RESULT);
 }
 
-// One line: the master position goes to the quiet end of a short search's line and is scored there.
-// True with the text to write, false when the line is skipped.
+// Converts one line: moves the master position to the quiet end of a short search's PV and scores it
+// there. Returns true and the text to write, or false if the line is skipped.
 static bool convert_line(const char *line, char *out, std::size_t size) {
     if (is_remark(line)) return false;
     EpdLine epd;

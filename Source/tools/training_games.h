@@ -1,11 +1,11 @@
-// The makers of training positions that search: self-play games (-gentraindata) and a second look at
-// positions from elsewhere (-mktraindata).
+// Generators of training positions by search: self-play games (-gentraindata), and existing positions
+// searched again (-mktraindata).
 #pragma once
 
 #include "board/fen.h"
 #include "board/position.h"
 
-// One game. The result comes last, so the lines of all plies wait in the record.
+// One game. The result is known last, so the lines of all plies are kept until then.
 constexpr int TRAINING_LAST_PLY = 249;
 constexpr int TRAINING_PLIES = TRAINING_LAST_PLY + 2;
 constexpr int PLY_TEXT = FEN_SIZE + 16;
@@ -17,7 +17,7 @@ struct TrainingGame {
 };
 
 // Plays the master position to its end under the current settings. Draws by rule leave the result
-// at one half; a side without a move has lost, in stalemate too; a game that is broken off is judged
+// at one half; a side without a move has lost, in stalemate too; an unfinished game is judged
 // by its last score.
 void play_training_game(TrainingGame *game);
 // The tools: false, with a line on standard error, when something could not be read or written.

@@ -161,7 +161,7 @@ TEST_F(Options, TheLogOpensOnceAndOnlyPauses) {
     set("MoveOverhead", "2");
     set("Log", "true");
     set("MoveOverhead", "3");
-    // A change is told before it holds: the line about going off is still written, that about going on is not.
+    // The message is printed before the change applies: turning the log off is logged, turning it on is not.
     EXPECT_EQ(read_file("tarn.log"),
               "info string MoveOverhead set to 1\ninfo string Log set to 0\n"
               "info string MoveOverhead set to 3\n");
@@ -227,7 +227,7 @@ TEST_F(Options, ConfigurationLines) {
                "MoveOverhead=65\n"     // no blank before '=': not a name
                " MoveOverhead = 66\n"  // a blank in front belongs to the name
                "MoveOverhead\t= 67\n"  // a tab is no blank
-               "MoveOverhead    =    68   # blanks are cut before '=', skipped behind it\n"
+               "MoveOverhead    =    68   # blanks are cut before '=', skipped after it \n"
                "Contempt = 30 = 40\n"
                "OwnBook2_File = b2.bin   # blanks before a comment stay\n"
                "OwnBook_File = crlf.bin\r\n"

@@ -175,7 +175,7 @@ TEST_F(Uci, GoStates) {
     EXPECT_EQ(go("go ponder wtime 1000 btime 1000"), SEARCH_GO_PONDER);
     EXPECT_EQ(go("go infinite"), SEARCH_GO);
     EXPECT_EQ(go("  go depth 4"), SEARCH_GO);
-    EXPECT_EQ(settings.max_depth, 4) << "keywords are found behind leading blanks too";
+    EXPECT_EQ(settings.max_depth, 4) << "keywords are found after leading blanks too";
     EXPECT_EQ(go("go searchmoves e2e4 mate 3"), SEARCH_GO);
 }
 

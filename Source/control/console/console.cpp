@@ -1,5 +1,5 @@
-// The console: a person's short commands, one table row each. What is no command is taken as moves. During a
-// search only `quit` and `.` act.
+// The console: short commands, one table row each. Anything else is read as moves. During a search only
+// `quit` and `.` are obeyed.
 #include "control/console/console.h"
 
 #include <climits>
@@ -24,7 +24,7 @@
 #include "search/search_state.h"
 #include "search/thread_state.h"
 
-static constexpr float ANALYSIS_SECONDS = 100000.0f;  // move_time of `go`: no end of its own
+static constexpr float ANALYSIS_SECONDS = 100000.0f;  // move_time of `go` without a limit
 static constexpr i16 FIXED_TIME = 1;                  // time_mode
 
 static u64 tag_key;  // the position marked by `tag`
@@ -42,7 +42,7 @@ static void play_own_move(const ConsoleWords &) {
     write_search_state(SEARCH_GO);
 }
 
-// A depth limit that is no number is refused: taken as 0 it would hold for later searches too.
+// A depth that is not a number is refused: read as 0 it would apply to later searches too.
 static void analyse(const ConsoleWords &words) {
     i64 depth = MAX_DEPTH;
     const bool has_depth = words.word[1][0] != '\0';
@@ -64,8 +64,7 @@ static void play_both_sides(const ConsoleWords &) {
     write_search_state(SEARCH_GO);
 }
 
-// `.` ends the search and a game of the program against itself. A search that was asked for and has not begun
-// does not begin.
+// `.` ends the search and self-play. A search that has been requested but not started is cancelled.
 static void stop_thinking() {
     driver.self_play = 0;
     search_run.stop = 1;

@@ -1,7 +1,7 @@
-// Console commands of a person at the keyboard (`-c`).
+// The console (`-c`): commands typed at the keyboard.
 #pragma once
 
-// Begins the console: remembers the settings for `set ss 1` and prints the board. Called once, after command
+// Starts the console: remembers the settings for `set ss 1` and prints the board. Called once, after command
 // line and configuration file.
 void start_console();
 // Executes one console line.

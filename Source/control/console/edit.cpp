@@ -9,7 +9,7 @@
 #include "control/input_lines.h"
 #include "search/thread_state.h"
 
-// Empties the game: nothing to take back, to redo or to find a repetition in.
+// Clears the game record: no moves to take back or redo, and no repetitions.
 static void forget_game(ThreadState *master) {
     master->game.game_ply = 0;
     master->game.ply = 1;
@@ -19,8 +19,8 @@ static void forget_game(ThreadState *master) {
     master->game.game_stack[1] = GameRecord{};
 }
 
-// One word as in "Pa2": the named piece replaces what is on the square. A letter that is no piece empties the
-// square. False when the square is not on the board.
+// One word as in "Pa2": the named piece replaces what is on the square. Any other letter empties the square.
+// False if the square is not on the board.
 static bool edit_square(Position *position, int colour, const char *word) {
     static const char LETTERS[] = " PNBRQK";
     if (std::strlen(word) < 3) return false;
@@ -68,7 +68,7 @@ void edit_board() {
         if (text[0] == '#') clear_position(position);
         else edit_line(position, text);
     }
-    // Castling rights follow from the pieces as they are now: an earlier right must not outlive its rook.
+    // Castling rights follow from the pieces as they are now: an old right must not outlive its rook.
     position->castling = 0;
     set_castling_from_text(position, "KQkq");
     position->ep_square = NO_SQUARE;
@@ -77,7 +77,7 @@ void edit_board() {
     print_board(position);
 }
 
-// The keys stay those of the position before the call: a reversed position is for a look at its evaluation.
+// The keys are not recomputed: a reversed position is only for inspecting its evaluation.
 void reverse_board() {
     ThreadState *master = root_thread_state;
     Position *position = &master->position;

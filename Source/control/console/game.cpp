@@ -1,5 +1,5 @@
 // Positions, and the game's moves back and forth. Moves that were taken back stay in game_stack after
-// game_ply, so that they can be played again until a new move comes.
+// game_ply, so they can be replayed until a new move is made.
 #include "control/console/game.h"
 
 #include <cstring>
@@ -31,7 +31,7 @@ void show_board() {
 
 // ---- The end of a game ----
 
-// True when neither side can ever mate: bare kings, one minor piece, or bishops on squares of one colour.
+// True if neither side can ever mate: bare kings, one minor piece, or bishops on squares of one colour.
 static bool is_material_insufficient(const Position *position) {
     const auto both = [position](int type) {
         return position->pieces[piece_code(WHITE, type)] | position->pieces[piece_code(BLACK, type)];
@@ -89,8 +89,8 @@ void unmake_game_move() {
     root_thread_state->game.ply = 1;
 }
 
-// Plays the recorded move at game_ply again. False when there is none, when it belongs to another game and
-// is no move here, and at the end of the stack.
+// Replays the recorded move at game_ply. False if there is none, if it is not legal here (it belongs to
+// another game), or at the end of the stack.
 static bool remake_game_move() {
     ThreadState *master = root_thread_state;
     if (master->game.game_ply >= GAME_STACK_LIMIT) return false;
@@ -113,7 +113,7 @@ void step_forward() {
     const int number = master->game.game_ply / 2 + 1, side = position->stm;
     const Move move = master->game.game_stack[master->game.game_ply].move;
     char text[MOVE_TEXT];
-    move_to_coord(position, side, move, text);  // before the move is made, which tells whether there is one
+    move_to_coord(position, side, move, text);  // before the move is made; it may turn out not to be legal
     if (!remake_game_move()) return;
     print_format("%d%s move %s", number, side ? "..." : ".", text);
     print_board(game_position());

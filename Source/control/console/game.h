@@ -5,7 +5,7 @@
 #include "control/console/words.h"
 #include "search/thread_state.h"
 
-// The board, after the evaluation's terms when settings.eval_debug is set.
+// Prints the board, preceded by the evaluation's terms if settings.eval_debug is set.
 void show_board();
 // Returns false and prints the reason if the position cannot be searched or evaluated.
 bool is_searchable_position();
@@ -24,8 +24,8 @@ void unmake_game_move();
 void reset_clocks();
 
 // The moves of the game and those that were taken back. Searching the game's own position overwrites the
-// latter, so whoever makes moves on it that are no part of the game keeps the records before and restores
-// them afterwards.
+// latter, so code that makes moves outside the game keeps the records before and restores them
+// afterwards.
 struct KeptRecords {
     GameRecord records[GAME_STACK_SIZE];
 };

@@ -29,7 +29,7 @@ static void print_open_error(const char *name) { print_format("can't open %s: %s
 
 // ---- Test suite ----
 
-// Finds the first line of the file with this id. False, and a line that says why, when there is none.
+// Finds the first line of the file with this id. Returns false and prints the reason if there is none.
 static bool find_suite_line(const char *id, char *line, int size) {
     if (!id[0]) {
         print_format("get needs the id of a position in %s", SUITE_FILE);
@@ -64,8 +64,8 @@ void get_from_suite(const ConsoleWords &words) {
 
 // ---- Loading ----
 
-// What a game needs of its text: the FEN tag and the moves. Comments and variations are left out as they
-// come in, so their length does not count.
+// The parts of a game that are used: the FEN tag and the moves. Comments and variations are dropped as they
+// are read, so their length does not count.
 struct GameText {
     char text[PGN_GAME_TEXT];
     std::size_t length;
@@ -95,8 +95,8 @@ static void append_text(GameText *game, const char *text) {
     while (*text) append_character(game, *text++);
 }
 
-// One piece of movetext. The dot of a move number and the marks "!" and "?" become blanks, so that the move
-// is a word of its own.
+// Adds one piece of movetext. The dot of a move number and the marks "!" and "?" become blanks, which
+// separates the move.
 static void append_moves(GameText *game, const char *line) {
     for (; *line; ++line) {
         const char c = *line;
@@ -122,7 +122,7 @@ static void append_moves(GameText *game, const char *line) {
     }
 }
 
-// Gathers the first game with the tag in one of its header lines; false when there is none.
+// Reads the first game with the tag in one of its header lines; false if there is none.
 static bool find_game_text(std::FILE *file, const char *tag, GameText *game) {
     char line[TEXT_LINE];
     bool found = false, in_headers = false, line_start = true;
@@ -144,7 +144,7 @@ static bool find_game_text(std::FILE *file, const char *tag, GameText *game) {
     return found;
 }
 
-// Sets up and plays a parsed game up to its end or to the first move that can't be read.
+// Sets up and plays a parsed game up to its end or to the first unreadable move.
 static void play_game(const PgnGame *game) {
     Position *position = game_position();
     set_position_from_text(position, std::strlen(game->fen) >= SHORTEST_FEN ? game->fen : STARTPOS_FEN);
@@ -196,8 +196,8 @@ void load_game(const ConsoleWords &words) {
 
 // ---- Saving ----
 
-// The text that `load` reads back as this move: castling with capital letters, and the shortest form that
-// names one move only.
+// The text that `load` reads back as this move: castling in capital letters, otherwise the shortest
+// unambiguous form.
 static void saved_text(Position *position, Move move, char *out) {
     char coord[MOVE_TEXT], san[MOVE_TEXT], by_file[MOVE_TEXT], by_rank[MOVE_TEXT];
     move_forms(position, move, coord, san, by_file, by_rank);
@@ -233,7 +233,7 @@ static void write_game(std::FILE *file) {
     std::fputs("\n\n", file);
 }
 
-// Neither numbers nor a result: the record is for other programs to pick over, not a full PGN game.
+// Writes neither move numbers nor a result: a plain move list, not a complete PGN game.
 void save_game(const ConsoleWords &words) {
     if (words.word[1][0]) print_format("save takes no file name: the game goes to %s", SAVE_FILE);
     std::FILE *file = std::fopen(SAVE_FILE, "a");

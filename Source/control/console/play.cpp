@@ -11,7 +11,7 @@
 #include "control/console/game.h"
 #include "search/thread_state.h"
 
-static constexpr std::size_t WORD_SIZE = 64;  // a longer word is no move
+static constexpr std::size_t WORD_SIZE = 64;  // a longer word is not a move
 
 static bool is_result(const char *word) {
     for (const char *result : {"1-0", "0-1", "1/2-1/2", "*"})
@@ -19,7 +19,7 @@ static bool is_result(const char *word) {
     return false;
 }
 
-// "12.", "12..." and "12.Nf3": the text after the number, or the whole text when it does not begin with one.
+// "12.", "12..." and "12.Nf3": the text after the number, or the whole text if it does not begin with one.
 static const char *skip_move_number(const char *word) {
     const char *at = word;
     while (std::isdigit(static_cast<unsigned char>(*at))) ++at;
@@ -28,8 +28,8 @@ static const char *skip_move_number(const char *word) {
     return at;
 }
 
-// Takes the next word off *text: no move number, and no marks at its end. False at the end of the text.
-// A word may become empty; it is then a number alone or a result.
+// Takes the next word off *text, without its move number and trailing marks. False at the end of the text.
+// A bare number or a result becomes an empty word.
 static bool next_move_word(const char **text, char *word) {
     const char *start = *text + std::strspn(*text, " \t\r");
     std::size_t length = std::strcspn(start, " \t\r");
@@ -73,6 +73,6 @@ void play_moves(const char *text) {
         show_board();
         announce_game_end();
     } else if (readable) {
-        print_invalid(0);  // nothing but numbers, or nothing at all
+        print_invalid(0);  // only numbers, or nothing at all
     }
 }

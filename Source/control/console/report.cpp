@@ -1,4 +1,4 @@
-// The reports. They print without the lock: no search runs meanwhile.
+// The reports. They print without the lock, since no search is running.
 #include "control/console/report.h"
 
 #include <algorithm>
@@ -49,7 +49,7 @@ void show_hash_line() {
 static constexpr u64 UNINTERRUPTED_NODES = 200000;
 
 // A search of depth 0, which leaves the quiescence score of the position. It takes hours in positions full of
-// captures, so it runs in the search thread and "." and "quit" end it. Any other line waits for its end.
+// captures, so it runs in the search thread and "." and "quit" end it. Any other line is executed afterwards.
 static void search_quiescence() {
     static char line[INPUT_LINE_SIZE];
     const i16 max_depth = settings.max_depth;
@@ -74,7 +74,7 @@ static void search_quiescence() {
     write_search_state(0);
 }
 
-// The quiescence search comes first; one that was ended has the static evaluation as its score.
+// The quiescence search comes first. If it was ended, the static evaluation is printed as its score.
 void show_evaluation() {
     ThreadState *master = root_thread_state;
     if (!is_searchable_position()) return;
@@ -95,7 +95,7 @@ void show_network() {
     if (is_searchable_position()) trace_network(&root_thread_state->eval, root_thread_state->position);
 }
 
-// What the other side gains by the first step of an exchange on the square of a piece that it attacks.
+// What the other side gains by starting an exchange on the square of a piece that it attacks.
 static int exchange_gain(const Position *position, Square square, Square attacker) {
     const int code = position->board[square], side = colour_of(code), enemy = side ^ 1;
     if (type_of(code) == KING) return KING_CAPTURE_VALUE;

@@ -18,7 +18,7 @@ static Settings start_settings;
 
 void remember_start_settings() { start_settings = settings; }
 
-// ---- Values. Each function returns false, and changes nothing, when a value is missing or no number. ----
+// ---- Values. Each function returns false, and changes nothing, if a value is missing or not a number. ----
 
 // A whole number for a field of 8 or 16 bits.
 template <typename Field>
@@ -76,7 +76,7 @@ static bool set_depth(const ConsoleWords &words) {
     return set_number(words.word[2], 0, MAX_DEPTH, &settings.max_depth);
 }
 
-// A limit of 0 nodes would hold for every later search, so it is refused.
+// A limit of 0 nodes would apply to every later search, so it is refused.
 static bool set_nodes(const ConsoleWords &words) {
     i64 nodes;
     if (!read_whole_number(words.word[2], 0, NO_NODE_LIMIT, &nodes) || nodes == 0) return false;
@@ -95,7 +95,7 @@ static bool set_node_rate(const ConsoleWords &words) {
     return true;
 }
 
-// 1 restores the settings of the start; any other number turns selectivity off, for a plain alpha-beta search.
+// 1 restores the settings as they were at start; any other number turns selectivity off (plain alpha-beta).
 static bool set_selective_search(const ConsoleWords &words) {
     int value;
     if (!set_number(words.word[2], INT_MIN, INT_MAX, &value)) return false;
@@ -134,7 +134,7 @@ static const SetRow ROWS[] = {
     {"ss", "0 (no selectivity) or 1 (the settings of the start)", set_selective_search},
 };
 
-// Plain fields; each confirms its new value.
+// Plain fields; `set` prints the new value.
 struct FieldRow {
     const char *name;
     i16 Settings::*field;
@@ -178,7 +178,7 @@ static void print_known_words() {
 void set_word(const ConsoleWords &words) {
     const char *name = words.word[1], *value = words.word[2];
     for (const SetRow &row : ROWS) {
-        // Any word that contains "multipv" is that word.
+        // Any word that contains "multipv" counts.
         const bool found =
             row.apply == set_multipv ? std::strstr(name, row.name) != nullptr : !std::strcmp(name, row.name);
         if (!found) continue;

@@ -55,7 +55,7 @@ TEST_F(ConsoleGame, UndoAndRedo) {
     expect_board("]", "1... move e7e5\n");
     expect_board("]", "2. move g1f3\n");
     EXPECT_EQ(run("]"), "");
-    // A new move is the end of what can be redone, whatever an older line left behind it.
+    // A new move is the end of what can be redone, whatever an older line left after it.
     run("undo");
     run("undo");
     play({"c5"});

@@ -8,7 +8,7 @@
 set -eu
 cd "$(dirname "$0")/.."
 dist=$PWD/build/dist
-packages=${*:-linux-x86-64 linux-x86-64-v3 linux-x86-64-v4 linux-arm64 windows-x86-64 windows-x86-64-v3 deb}
+script=$PWD/scripts/make_dist.sh
 case ${TRAINED:-no} in
     yes) trained=ON ;;
     no) trained=OFF ;;
@@ -42,8 +42,9 @@ training_of() {
     else echo "$trained"; fi
 }
 
-mkdir -p "$dist"
-for package in $packages; do
+# make_package PACKAGE
+make_package() {
+    package=$1
     arch=${package#*-}
     case $package in
         linux-arm64)
@@ -62,9 +63,22 @@ for package in $packages; do
             pack deb DEB ;;
         *) echo "no package is called $package" >&2; exit 1 ;;
     esac
+}
+
+mkdir -p "$dist"
+if [ "${1:-}" = --one ]; then
+    make_package "$2"
+    exit
+fi
+
+# Each in a process of its own: what fails does not keep the others from being made.
+failed=
+for package in ${*:-linux-x86-64 linux-x86-64-v3 linux-x86-64-v4 linux-arm64 windows-x86-64 windows-x86-64-v3 deb}; do
+    "$script" --one "$package" || failed="$failed $package"
 done
 
 cd "$dist"
 rm -f SHA256SUMS
 sha256sum tarn* >SHA256SUMS
 cat SHA256SUMS
+[ -z "$failed" ] || { echo "not made:$failed" >&2; exit 1; }

@@ -33,7 +33,7 @@ constexpr const char *STATE_NAMES[] = {"ongoing", "mate", "stalemate", "material
 constexpr int REQUEST_SIZE = 1024;  // longer requests are refused
 constexpr u64 BLACK_TO_MOVE = 0x9E3779B97F4A7C15ULL;
 
-struct Game {
+struct PlayedGame {
     bool started;
     int half_moves;         // since the last capture or pawn move, 0 at the least
     int move_number;        // as FEN counts them
@@ -63,7 +63,7 @@ bool is_pawn_capture(Move move) {
 }
 
 // Equal for positions that the laws of chess call the same.
-u64 repetition_key(const Game &game) {
+u64 repetition_key(const PlayedGame &game) {
     const Position *position = board();
     u64 key = position->key ^ (position->stm == BLACK ? BLACK_TO_MOVE : 0);
     bool can_capture = false;
@@ -84,7 +84,7 @@ bool is_material_insufficient() {
     return !knights && (!(bishops & COLOUR_OF_A1) || !(bishops & COLOUR_OF_H1));
 }
 
-GameState game_state(const Game &game) {
+GameState game_state(const PlayedGame &game) {
     if (game.legal.empty()) return in_check() ? GameState::MATE : GameState::STALEMATE;
     if (is_material_insufficient()) return GameState::MATERIAL;
     int times = 0;
@@ -94,7 +94,7 @@ GameState game_state(const Game &game) {
 }
 
 // "STATE FEN" of the position on the board.
-void print_state(const Game &game) {
+void print_state(const PlayedGame &game) {
     char fen[FEN_SIZE];
     position_to_fen(board(), fen, 0);
     std::printf("%s %s %d %d\n", STATE_NAMES[static_cast<int>(game_state(game))], fen, game.half_moves,
@@ -110,7 +110,7 @@ int number_field(const char *text, int index, int otherwise) {
     return *text >= '0' && *text <= '9' ? std::atoi(text) : otherwise;
 }
 
-void start_game(Game *game, const char *text, bool chess960) {
+void start_game(PlayedGame *game, const char *text, bool chess960) {
     if (!std::strcmp(text, "startpos")) text = STARTPOS_FEN;
     settings.chess960 = chess960;
     board()->stm = WHITE;
@@ -137,7 +137,7 @@ std::string coordinates_of(Move move) {
 
 // Standard algebraic notation without a check sign: the shortest text that no other legal move shares,
 // the file before the rank.
-std::string san_of(const Game &game, Move move) {
+std::string san_of(const PlayedGame &game, Move move) {
     const Position *position = board();
     const Square from = from_of(move), to = to_of(move);
     const int code = position->board[from], type = type_of(code);
@@ -164,7 +164,7 @@ std::string san_of(const Game &game, Move move) {
     return text + (captures ? "x" : "") + SQUARE_NAMES[to];
 }
 
-void play_move(Game *game, const char *text) {
+void play_move(PlayedGame *game, const char *text) {
     for (Move move : game->legal) {
         if (coordinates_of(move) != text) continue;
         Position *position = board();
@@ -198,7 +198,7 @@ std::string plain_san(const char *text) {
 }
 
 // True when `plain` names the move: its shortest form, or one with more or less of its square.
-bool is_san_of(const Game &game, Move move, const std::string &plain) {
+bool is_san_of(const PlayedGame &game, Move move, const std::string &plain) {
     if (plain_san(san_of(game, move).c_str()) == plain) return true;
     const int type = type_of(board()->board[from_of(move)]);
     if (type == PAWN || (type == KING && flags_of(move))) return false;
@@ -208,7 +208,7 @@ bool is_san_of(const Game &game, Move move, const std::string &plain) {
            plain == letter + from + to;
 }
 
-void read_san(const Game &game, const char *text) {
+void read_san(const PlayedGame &game, const char *text) {
     const std::string plain = plain_san(text);
     std::vector<Move> found;
     for (Move move : game.legal)
@@ -217,14 +217,14 @@ void read_san(const Game &game, const char *text) {
     else std::printf(found.empty() ? "error no such move\n" : "error ambiguous move\n");
 }
 
-void print_moves(const Game &game) {
+void print_moves(const PlayedGame &game) {
     std::string line;
     for (Move move : game.legal) line += (line.empty() ? "" : " ") + coordinates_of(move);
     std::printf("%s\n", line.c_str());
 }
 
 // One request without its line end. False for "quit".
-bool answer(Game *game, char *line) {
+bool answer(PlayedGame *game, char *line) {
     const std::size_t length = std::strcspn(line, " ");
     const std::string word(line, length);
     const char *rest = line + length + std::strspn(line + length, " ");
@@ -248,7 +248,7 @@ int main() {
     init_attack_tables();
     init_zobrist();
 
-    Game game = {};
+    PlayedGame game = {};
     char line[REQUEST_SIZE];
     bool too_long = false;
     while (std::fgets(line, sizeof line, stdin)) {

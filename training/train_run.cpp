@@ -146,7 +146,7 @@ bool save_run(TrainRun *run) {
 static int engine_score(const TrainRecord *record) {
     constexpr int CLEAN_PLY = 1;  // the first plies of a search use no sums of other positions
     float target;
-    set_position_from_record(reinterpret_cast<const u8 *>(record), 0, &root_thread_state->position, &target);
+    set_position_from_record(record, &root_thread_state->position, &target);
     root_thread_state->eval.eval_ply = CLEAN_PLY;
     int score;
     if (!network_eval(&root_thread_state->eval, root_thread_state->position, &score))

@@ -7,10 +7,10 @@
 
 #include <gtest/gtest.h>
 
+#include "base/settings.h"
 #include "board/attacks.h"
 #include "board/fen.h"
 #include "board/notation.h"
-#include "control/settings.h"
 #include "eval/evaluate.h"
 #include "random.h"
 #include "search/hash_table.h"
@@ -61,7 +61,7 @@ protected:
 
 void set_up(const TrainRecord &record) {
     float target;
-    ASSERT_TRUE(set_position_from_record(reinterpret_cast<const u8 *>(&record), 0, master(), &target));
+    ASSERT_TRUE(set_position_from_record(&record, master(), &target));
     compute_keys(master());
 }
 

@@ -303,7 +303,7 @@ static void expect_engine_scores(const Model &model, const std::vector<TrainReco
         fill_sample({&record, true}, table, model.fields.king_buckets, false, &sample);
         ASSERT_GE(sample.count, 2);
         float target;
-        ASSERT_EQ(set_position_from_record(reinterpret_cast<const u8 *>(&record), 0, &thread->position, &target), 1);
+        ASSERT_TRUE(set_position_from_record(&record, &thread->position, &target));
         thread->eval.eval_ply = 1;
         int score = 0;
         ASSERT_TRUE(network_eval(&thread->eval, thread->position, &score));

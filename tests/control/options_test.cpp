@@ -227,7 +227,7 @@ TEST_F(Options, ConfigurationLines) {
                "MoveOverhead=65\n"     // no blank before '=': not a name
                " MoveOverhead = 66\n"  // a blank in front belongs to the name
                "MoveOverhead\t= 67\n"  // a tab is no blank
-               "MoveOverhead    =    68   # blanks are cut before '=', skipped after it \n"
+               "MoveOverhead    =    68   # blanks are cut before '=', skipped after it\n"
                "Contempt = 30 = 40\n"
                "OwnBook2_File = b2.bin   # blanks before a comment stay\n"
                "OwnBook_File = crlf.bin\r\n"

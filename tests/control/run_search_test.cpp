@@ -4,6 +4,7 @@
 #include "gtest/gtest.h"
 
 #include "base/settings.h"
+#include "board/fen.h"
 #include "search/search_state.h"
 #include "search/thread_state.h"
 #include "support/engine.h"

@@ -88,6 +88,10 @@ static void mark_position(const ConsoleWords &words) {
 
 static void print_help();
 
+static void store_trace(const ConsoleWords &words) {
+    settings.trace = static_cast<u8>(integer_in_range(words.word[1], 0, UINT8_MAX));
+}
+
 // ---- The table ----
 
 struct CommandRow {
@@ -113,8 +117,7 @@ static const CommandRow COMMANDS[] = {
     {"self", "", "the program plays against itself", play_both_sides},
     {"get", "ID", "the position of test.epd with this id", get_from_suite},
     {"pv", "", "the line that the hash table holds from here", [](const ConsoleWords &) { show_hash_line(); }},
-    {"trace", "N", "store a number",
-     [](const ConsoleWords &words) { settings.trace = static_cast<u8>(integer_in_range(words.word[1], 0, UINT8_MAX)); }},
+    {"trace", "N", "store a number", store_trace},
     {"ev", "", "the score by terms", [](const ConsoleWords &) { show_evaluation(); }},
     {"ev2", "", "the network's score by hidden nodes", [](const ConsoleWords &) { show_network(); }},
     {"sp", "", "the score by terms and all evaluation parameters", [](const ConsoleWords &) { show_parameters(); }},

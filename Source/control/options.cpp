@@ -136,6 +136,8 @@ static void follow_change(const OptionRow &row) {
     }
 }
 
+// Stores the value of one option, says so in a line, and does what the change brings with it. A text that is
+// too long leaves the old value.
 static void set_row(const OptionRow &row, const char *value) {
     if (row.kind == BUTTON) {
         follow_change(row);

@@ -44,6 +44,7 @@ static bool have_arrays() {
     return prune_weights != nullptr;
 }
 
+// Adds up, over all records, how much each pair of hidden nodes moves the score.
 static void collect_stats(const TrainRecord *records, i64 count) {
     ThreadState *thread = root_thread_state;
     const int half = network.hidden_size / 2;

@@ -49,6 +49,7 @@ static OutpostState outpost_state(const EvalScratch &scratch, Square square, Bit
     return reach & area ? OUTPOST_EYED : OUTPOST_NONE;
 }
 
+// Knights: mobility to squares that no enemy pawn attacks, place, outposts, and attacks on the king's zone.
 template <int US>
 static void knights_of(const Position &position, EvalScratch &scratch) {
     constexpr int THEM = US ^ 1;

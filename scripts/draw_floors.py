@@ -4,7 +4,8 @@
     draw_floors.py           writes docs/floors.svg
     draw_floors.py --check   fails when the file differs from what would be drawn
 
-The floors come from the line FLOORS= of tests/check_includes.sh, the arrows from the #include lines.
+The floors come from the line FLOORS= of tests/check_includes.sh, the arrows from the #include lines. An arrow that
+others imply is left out.
 """
 import re
 import sys
@@ -40,6 +41,19 @@ def read_includes(folders):
             if here != there and here in folders and there in folders:
                 counts[here, there] = counts.get((here, there), 0) + 1
     return counts
+
+
+def leave_out_implied(counts):
+    """The includes that no chain of others implies: from A to C is left out where A reaches C through B."""
+    reach = {}
+    for here, there in counts:
+        reach.setdefault(here, set()).add(there)
+
+    def reaches(here, there):
+        return any(step == there or reaches(step, there) for step in reach.get(here, ()))
+
+    return {(here, there): count for (here, there), count in counts.items()
+            if not any(step != there and reaches(step, there) for step in reach[here])}
 
 
 def place_boxes(floors):
@@ -88,7 +102,8 @@ def draw(floors, counts):
 
 def main():
     floors = read_floors()
-    text = draw(floors, read_includes({folder for floor in floors for folder in floor}))
+    folders = {folder for floor in floors for folder in floor}
+    text = draw(floors, leave_out_implied(read_includes(folders)))
     if "--check" in sys.argv[1:]:
         if not DRAWING.exists() or DRAWING.read_text() != text:
             sys.exit("docs/floors.svg is out of date: run scripts/draw_floors.py")

@@ -62,26 +62,26 @@ void pgn_export_game(PgnGame *game, std::FILE *out) {
 }
 
 // A game's text while its lines are read.
-struct GameText {
+struct ScannedText {
     char text[PGN_GAME_TEXT];
     std::size_t stored;  // characters in `text`
     i64 length;          // of all lines so far, including those that no longer fit
 };
 
-static void clear_text(GameText *game) {
+static void clear_text(ScannedText *game) {
     game->text[0] = '\0';
     game->stored = 0;
     game->length = 0;
 }
 
-static void append_line(GameText *game, const char *line, std::size_t length) {
+static void append_line(ScannedText *game, const char *line, std::size_t length) {
     game->length += static_cast<i64>(length);
     if (game->length >= PGN_GAME_TEXT) return;
     std::memcpy(game->text + game->stored, line, length + 1);
     game->stored += length;
 }
 
-static void finish_game(PgnGame *game, GameText *gathered, std::FILE *out) {
+static void finish_game(PgnGame *game, ScannedText *gathered, std::FILE *out) {
     pgn_parse_game(game, gathered->text);
     pgn_export_game(game, out);
     clear_text(gathered);
@@ -89,7 +89,7 @@ static void finish_game(PgnGame *game, GameText *gathered, std::FILE *out) {
 
 // Games are separated by their tag lines alone: the first line with "[" after other lines starts the
 // next game. An interrupt ends the scan between two lines.
-static void scan_games(std::FILE *in, std::FILE *out, PgnGame *game, GameText *gathered) {
+static void scan_games(std::FILE *in, std::FILE *out, PgnGame *game, ScannedText *gathered) {
     Progress progress;
     begin_progress(&progress, "games", static_cast<double>(input_size(in)));
     double bytes = 0.0;
@@ -121,7 +121,7 @@ bool scan_pgn() {
         return false;
     }
     static PgnGame game;
-    static GameText gathered;
+    static ScannedText gathered;
     game = PgnGame{};
     clear_text(&gathered);
     scan_games(in, out.stream, &game, &gathered);

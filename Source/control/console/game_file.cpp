@@ -66,7 +66,7 @@ void get_from_suite(const ConsoleWords &words) {
 
 // The parts of a game that are used: the FEN tag and the moves. Comments and variations are dropped as they
 // are read, so their length does not count.
-struct GameText {
+struct LoadedText {
     char text[PGN_GAME_TEXT];
     std::size_t length;
     int variations;     // open parentheses
@@ -75,14 +75,14 @@ struct GameText {
     bool cut;           // the text did not fit
 };
 
-static void clear_text(GameText *game) {
+static void clear_text(LoadedText *game) {
     game->text[0] = '\0';
     game->length = 0;
     game->variations = 0;
     game->in_comment = game->line_comment = game->cut = false;
 }
 
-static void append_character(GameText *game, char c) {
+static void append_character(LoadedText *game, char c) {
     if (game->length + 1 >= sizeof game->text) {
         game->cut = true;
         return;
@@ -91,13 +91,13 @@ static void append_character(GameText *game, char c) {
     game->text[game->length] = '\0';
 }
 
-static void append_text(GameText *game, const char *text) {
+static void append_text(LoadedText *game, const char *text) {
     while (*text) append_character(game, *text++);
 }
 
 // Adds one piece of movetext. The dot of a move number and the marks "!" and "?" become blanks, which
 // separates the move.
-static void append_moves(GameText *game, const char *line) {
+static void append_moves(LoadedText *game, const char *line) {
     for (; *line; ++line) {
         const char c = *line;
         if (c == '\n') {
@@ -123,7 +123,7 @@ static void append_moves(GameText *game, const char *line) {
 }
 
 // Reads the first game with the tag in one of its header lines; false if there is none.
-static bool find_game_text(std::FILE *file, const char *tag, GameText *game) {
+static bool find_game_text(std::FILE *file, const char *tag, LoadedText *game) {
     char line[TEXT_LINE];
     bool found = false, in_headers = false, line_start = true;
     clear_text(game);
@@ -163,7 +163,7 @@ static void play_game(const PgnGame *game) {
 }
 
 static void read_game_file(std::FILE *file, const char *name, const char *tag) {
-    static GameText gathered;
+    static LoadedText gathered;
     static PgnGame game;
     game = PgnGame{};
     const bool found = find_game_text(file, tag, &gathered);

@@ -26,7 +26,7 @@ ifeq ($(origin EXE),command line)
 .DEFAULT_GOAL := exe
 endif
 
-.PHONY: build everyday run test play bench install asan tsan clang windows network lint perf profile clean help \
+.PHONY: build everyday run test play bench install asan tsan clang windows test-windows network lint perf profile clean help \
     exe dist test-dist test-reproducible install-packages
 
 # The program as it is played: trained on its benchmark, and trained anew when a source has changed.
@@ -119,7 +119,16 @@ asan tsan clang:
 windows:
 	@scripts/need_packages.sh $(BUILD_PACKAGES) g++-mingw-w64-x86-64-posix
 	@cmake --preset windows
+	@cmake --build build/windows --target tarn
+
+# Conversations with tarn.exe are held by the tests of the Linux build.
+test-windows:
+	@scripts/need_packages.sh $(TEST_PACKAGES) g++-mingw-w64-x86-64-posix wine64
+	@cmake --preset windows -DTARN_TESTS=ON
 	@cmake --build build/windows
+	@cmake --preset everyday -DTARN_TESTS=ON
+	@cmake --build build/everyday --target test_protocol
+	@scripts/test_windows.sh build/windows build/everyday
 
 network:
 	@scripts/need_packages.sh $(BUILD_PACKAGES) python3
@@ -154,6 +163,8 @@ help:
 	@echo "make tsan     the tests under the thread sanitizer"
 	@echo "make clang    the tests as clang++ builds them"
 	@echo "make windows  cross-compile build/windows/tarn.exe"
+	@echo "make test-windows"
+	@echo "              the tests of the Windows program, under Wine"
 	@echo "make network [FROM=builtin|hand|FILE] [POSITIONS=10000000] [MINUTES=60] [GAMES=400] [TC=3+0.03] [THREADS=all]"
 	@echo "              [NODES=] [SEED=1] [FOLDER=build/network] [REPLACE=yes]"
 	@echo "              make the next network: self-play, training, match; the same command goes on after a stop"

@@ -150,7 +150,6 @@ static void release_everything() {
 // The order matters: each step needs or overrides an earlier one.
 int main(int argc, char **argv) {
     prepare_process();
-    std::setvbuf(stdout, nullptr, _IONBF, 0);
     std::srand(static_cast<unsigned>(read_clock().nanoseconds));
     if (!make_master()) return STATUS_FAILED;
     init_attack_tables();

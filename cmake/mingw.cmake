@@ -8,3 +8,8 @@ set(CMAKE_FIND_ROOT_PATH /usr/x86_64-w64-mingw32)
 set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)
 set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
 set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)
+# Tests run under Wine, where it is installed.
+find_program(TARN_WINE NAMES wine64 wine PATHS /usr/lib/wine)
+if(TARN_WINE)
+  set(CMAKE_CROSSCOMPILING_EMULATOR ${TARN_WINE})
+endif()

@@ -3,69 +3,85 @@
 
 #include <cstdarg>
 #include <cstdlib>
-#include <cstring>
 
 #include "base/settings.h"
 #include "platform/process.h"
+#include "platform/standard_output.h"
 
 constexpr const char *LOG_FILE_NAME = "tarn.log";
-constexpr std::size_t SHORT_LINE = 1024;  // most lines fit; a longer one is put together on the heap
+constexpr std::size_t SHORT_TEXT = 1024;  // most lines fit; a longer one is put together on the heap
 
 SpinLock output_lock;
 std::FILE *log_file;
 
-// Caller holds output_lock. One call for text and newline: on an unbuffered stream that is one
-// write, so that a reader never sees a line without its end.
-static void write_line(std::FILE *stream, const char *text) {
-    std::fprintf(stream, "%s\n", text);
-    std::fflush(stream);
+// Caller holds output_lock, and the log is open.
+static void write_to_log(const char *line, std::size_t size) {
+    std::fwrite(line, 1, size, log_file);
+    std::fflush(log_file);
 }
 
 void log_line(const char *text) {
     lock_spin(&output_lock);
-    if (settings.log_on && log_file) write_line(log_file, text);
+    if (settings.log_on && log_file) {
+        std::fputs(text, log_file);
+        write_to_log("\n", 1);
+    }
     unlock_spin(&output_lock);
 }
 
-// Screen and log are two locked sections: another thread's line may fall between them, and the
-// order of lines in the two may differ.
-void print_line(const char *text) {
-    lock_spin(&output_lock);
-    write_line(stdout, text);
-    unlock_spin(&output_lock);
-    log_line(text);
+// Formats into `buffer` of SHORT_TEXT bytes or, when that is too small, into a block from malloc. Returns the text, or
+// null when the format is invalid; *length is its length. Without memory the text is cut to the buffer.
+static char *format_text(char *buffer, const char *format, std::va_list arguments, std::size_t *length) {
+    std::va_list again;
+    va_copy(again, arguments);
+    const int wanted = std::vsnprintf(buffer, SHORT_TEXT, format, arguments);
+    char *text = wanted < 0 ? nullptr : buffer;
+    *length = wanted < 0 ? 0 : static_cast<std::size_t>(wanted);
+    if (*length >= SHORT_TEXT) {
+        text = static_cast<char *>(std::malloc(*length + 1));
+        if (text) {
+            std::vsnprintf(text, *length + 1, format, again);
+        } else {
+            text = buffer;
+            *length = SHORT_TEXT - 1;
+        }
+    }
+    va_end(again);
+    return text;
 }
 
+void print_line(const char *text) { print_format("%s", text); }
+
+// The line end takes the place of the terminating zero, so that text and end go out in one write. Screen and log are
+// two locked sections: another thread's line may fall between them, and the order of lines in the two may differ.
 void print_format(const char *format, ...) {
-    char short_line[SHORT_LINE];
+    char buffer[SHORT_TEXT];
+    std::size_t length = 0;
     std::va_list arguments;
     va_start(arguments, format);
-    const int length = std::vsnprintf(short_line, sizeof short_line, format, arguments);
+    char *line = format_text(buffer, format, arguments, &length);
     va_end(arguments);
-    if (length < 0) return;
-    if (static_cast<std::size_t>(length) < sizeof short_line) {
-        print_line(short_line);
-        return;
-    }
-    const std::size_t bytes = static_cast<std::size_t>(length) + 1;
-    char *long_line = static_cast<char *>(std::malloc(bytes));
-    if (!long_line) {
-        print_line(short_line);  // the first part is better than nothing
-        return;
-    }
-    va_start(arguments, format);
-    std::vsnprintf(long_line, bytes, format, arguments);
-    va_end(arguments);
-    print_line(long_line);
-    std::free(long_line);
+    if (!line) return;
+    line[length++] = '\n';
+    lock_spin(&output_lock);
+    write_standard_output(line, length);
+    unlock_spin(&output_lock);
+    lock_spin(&output_lock);
+    if (settings.log_on && log_file) write_to_log(line, length);
+    unlock_spin(&output_lock);
+    if (line != buffer) std::free(line);
 }
 
 void print_plain(const char *format, ...) {
+    char buffer[SHORT_TEXT];
+    std::size_t length = 0;
     std::va_list arguments;
     va_start(arguments, format);
-    std::vprintf(format, arguments);
+    char *text = format_text(buffer, format, arguments, &length);
     va_end(arguments);
-    std::fflush(stdout);
+    if (!text) return;
+    write_standard_output(text, length);
+    if (text != buffer) std::free(text);
 }
 
 void print_check_option(const char *name, int value) {

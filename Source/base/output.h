@@ -9,12 +9,12 @@
 extern SpinLock output_lock;
 extern std::FILE *log_file;  // the open log, or null; written only while output_lock is held
 
-// Text plus a newline to standard output, flushed; then, with logging on, to the log. Each of the
-// two is one locked write, so no line of another thread falls into it. Any length.
+// Text plus a newline to standard output; then, with logging on, to the log. Each of the two is one locked write, so
+// no line of another thread falls into it. Any length.
 void print_line(const char *text);
 // print_line of a formatted text. Any length.
 [[gnu::format(printf, 1, 2)]] void print_format(const char *format, ...);
-// Standard output only: no lock, no newline added, flushed; for console reports and tools.
+// Standard output only: no lock, no newline added; for console reports and tools.
 [[gnu::format(printf, 1, 2)]] void print_plain(const char *format, ...);
 // "option name %s type check default %s" with true or false, as print_line does.
 void print_check_option(const char *name, int value);

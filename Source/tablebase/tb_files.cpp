@@ -20,14 +20,15 @@ void tb_set_directories(const char *text) {
     char *out = directories;
     const std::size_t length = std::strlen(text);
     if (length > TB_PATH_LIST_LENGTH) {
-        print_plain("info string SyzygyPath of %zu characters is refused: %d are allowed\n", length,
-                    TB_PATH_LIST_LENGTH);
+        print_plain("info string SyzygyPath of %llu characters is refused: %d are allowed\n",
+                    static_cast<unsigned long long>(length), TB_PATH_LIST_LENGTH);
         text = "";
     }
     while (*text) {
         const std::size_t size = std::strcspn(text, ";");
         if (size + LONGEST_FILE_NAME > TB_FILE_PATH_LENGTH) {
-            print_plain("info string SyzygyPath: a directory name of %zu characters is too long\n", size);
+            print_plain("info string SyzygyPath: a directory name of %llu characters is too long\n",
+                        static_cast<unsigned long long>(size));
         } else if (size > 0) {
             std::memcpy(out, text, size);
             out[size] = 0;

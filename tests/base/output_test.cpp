@@ -14,7 +14,7 @@
 #include "base/text.h"
 #include "gtest/gtest.h"
 #include "platform/process.h"
-#include "support/program.h"
+#include "support/files.h"
 
 // What the child printed; its exit status must be 0.
 static std::string printed_by(const ScratchDirectory &scratch, const std::function<void()> &body) {

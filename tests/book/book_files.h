@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "book/book_record.h"
-#include "support/program.h"
+#include "support/files.h"
 
 inline void append_number(std::string *bytes, u64 value, int size) {
     for (int shift = 8 * (size - 1); shift >= 0; shift -= 8) *bytes += static_cast<char>(value >> shift);

@@ -11,7 +11,7 @@
 #include "search/search_state.h"
 #include "search/strength.h"
 #include "support/engine.h"
-#include "support/program.h"
+#include "support/files.h"
 #include "support/shared_data.h"
 
 // Runs in a directory of its own, with the engine at its start values.

@@ -5,7 +5,7 @@
 
 #include "formats/output_file.h"
 #include "gtest/gtest.h"
-#include "support/program.h"
+#include "support/files.h"
 
 static std::vector<std::string> lines_of(const std::string &content, LineEnds ends = LINES_WITHOUT_CR) {
     ScratchDirectory directory;

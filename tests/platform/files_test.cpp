@@ -8,7 +8,7 @@
 #include "gtest/gtest.h"
 #include "platform/mapped_file.h"
 #include "platform/process.h"
-#include "support/program.h"
+#include "support/files.h"
 
 TEST(Files, ExistAndAreDeleted) {
     ScratchDirectory scratch;

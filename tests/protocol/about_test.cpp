@@ -60,7 +60,7 @@ TEST(About, VersionNamesTheBuild) {
     ASSERT_EQ(lines.size(), 5u);
     EXPECT_EQ(lines[0], "Tarn 7.04 by Ilse Marrow");
     EXPECT_TRUE(has_form(value_of(lines, "processor"), "(x86-64(-v[34])?|native|armv8-a), [A-Za-z]+"));
-    EXPECT_TRUE(has_form(value_of(lines, "compiler"), ".*[0-9]+\\.[0-9]+.*"));
+    EXPECT_TRUE(has_form(value_of(lines, "compiler"), ".*[0-9]+.*"));
     EXPECT_TRUE(has_form(value_of(lines, "network"), "SHA-256 [0-9a-f]{12}"));
     EXPECT_NE(value_of(lines, "bench"), "");
 }

@@ -221,7 +221,7 @@ TEST(Conversation, TheLogFollowsTheOption) {
     engine.ask("setoption name Log value true");
     engine.ask("setoption name MoveOverhead value 12");
     EXPECT_EQ(quit_program(&engine.program), 0);
-    const std::string log = read_file(engine.directory.file("tarn.log"));
+    const std::string log = read_text(engine.directory.file("tarn.log"));
     EXPECT_NE(log.find("CMD: go depth 3\n"), std::string::npos);
     EXPECT_NE(log.find("\n" + best + "\nCMD: setoption name Log value false\n"), std::string::npos);
     EXPECT_NE(log.find("set to 12\n"), std::string::npos);

@@ -73,6 +73,7 @@ TEST(EndOfInput, WhileASearchRuns) {
 }
 
 TEST(EndOfInput, OnATerminal) {
+    SKIP_ON_WINDOWS("a terminal is no console");
     ScratchDirectory directory;
     ProgramSetup setup;
     setup.directory = directory.path;

@@ -15,8 +15,8 @@
 #include "search/search_state.h"
 #include "search/thread_state.h"
 #include "support/engine.h"
+#include "support/files.h"
 #include "support/positions.h"
-#include "support/program.h"
 
 class ConsoleFixture : public testing::Test {
 protected:

@@ -9,7 +9,7 @@
 #include "base/output.h"
 #include "base/settings.h"
 #include "base/text.h"
-#include "support/program.h"
+#include "support/files.h"
 #include "tablebase/tablebase.h"
 #include "tablebase/tb_moves.h"
 

@@ -4,10 +4,6 @@
 #include <chrono>
 #include <csignal>
 #include <cstdlib>
-#include <filesystem>
-#include <fstream>
-#include <sstream>
-#include <system_error>
 
 #include <fcntl.h>
 #include <poll.h>
@@ -17,6 +13,8 @@
 #include <unistd.h>
 
 #include "gtest/gtest.h"
+
+using Strings = std::vector<std::string>;
 
 static double now_seconds() {
     return std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch()).count();
@@ -42,6 +40,12 @@ static bool make_terminal(int *master, int *slave) {
     mode.c_lflag &= ~static_cast<tcflag_t>(ECHO | ECHOE | ECHOK | ECHONL);
     mode.c_oflag &= ~static_cast<tcflag_t>(OPOST);
     return tcsetattr(*slave, TCSANOW, &mode) == 0;
+}
+
+// In the child: makes the descriptor, or nothing, the standard stream of this number.
+static void put_in_place(int descriptor, int stream) {
+    if (descriptor == CLOSED) close(stream);
+    else dup2(descriptor, stream);
 }
 
 Program::Program(const ProgramSetup &setup) { start(setup); }
@@ -74,7 +78,11 @@ void Program::start(const ProgramSetup &setup) {
         return;
     }
 
-    std::vector<char *> arguments{const_cast<char *>(setup.executable.c_str())};
+    // The program of another system is started by what runs it.
+    std::vector<std::string> command =
+        setup.executable == program_path() ? program_command() : Strings{setup.executable};
+    std::vector<char *> arguments;
+    for (std::string &word : command) arguments.push_back(word.data());
     for (const std::string &argument : setup.arguments) arguments.push_back(const_cast<char *>(argument.c_str()));
     arguments.push_back(nullptr);
 
@@ -85,21 +93,24 @@ void Program::start(const ProgramSetup &setup) {
             ioctl(input[0], TIOCSCTTY, 0);
         }
         std::signal(SIGPIPE, SIG_DFL);
-        dup2(input[0], STDIN_FILENO);
-        dup2(output[1], STDOUT_FILENO);
+        put_in_place(setup.input == NEW_PIPE ? input[0] : setup.input, STDIN_FILENO);
+        put_in_place(setup.output == NEW_PIPE ? output[1] : setup.output, STDOUT_FILENO);
         dup2(terminal_ && setup.error_terminal ? output[1] : error[1], STDERR_FILENO);
         if (setup.directory.empty() || chdir(setup.directory.c_str()) == 0) {
-            execv(setup.executable.c_str(), arguments.data());
+            execv(arguments[0], arguments.data());
         }
         _exit(127);
     }
     close_end(&input[0]);
     close_end(&output[1]);
     close_end(&error[1]);
+    if (setup.input != NEW_PIPE) close_end(&input[1]);
+    if (setup.output != NEW_PIPE) close_end(&output[0]);
     input_ = input[1];
     output_end_ = output[0];
     error_end_ = error[0];
-    for (const int end : {input_, output_end_, error_end_}) fcntl(end, F_SETFL, fcntl(end, F_GETFL) | O_NONBLOCK);
+    for (const int end : {input_, output_end_, error_end_})
+        if (end >= 0) fcntl(end, F_SETFL, fcntl(end, F_GETFL) | O_NONBLOCK);
     if (process_ < 0) {
         exited_ = true;
         ADD_FAILURE() << "the program could not be started";
@@ -167,6 +178,11 @@ void Program::close_input() {
 
 void Program::close_output() { close_end(&output_end_); }
 
+// A program for Windows ends its lines by CR LF.
+static void drop_carriage_return(std::string *line) {
+    if (program_is_for_windows() && !line->empty() && line->back() == '\r') line->pop_back();
+}
+
 bool Program::take_line(std::string *line) {
     const std::size_t end = output_.find('\n');
     if (end == std::string::npos) {
@@ -177,6 +193,7 @@ bool Program::take_line(std::string *line) {
     }
     *line = output_.substr(0, end);
     output_.erase(0, end + 1);
+    drop_carriage_return(line);
     return true;
 }
 
@@ -270,29 +287,4 @@ std::vector<std::string> run_program(const std::vector<std::string> &arguments, 
     if (status) *status = exit_status;
     if (errors) *errors = program.error_output();
     return lines;
-}
-
-ScratchDirectory::ScratchDirectory() {
-    std::string name = (std::filesystem::temp_directory_path() / "tarn-test-XXXXXX").string();
-    if (mkdtemp(name.data())) path = name;
-    else ADD_FAILURE() << "no scratch directory";
-}
-
-ScratchDirectory::~ScratchDirectory() {
-    std::error_code ignored;
-    if (!path.empty()) std::filesystem::remove_all(path, ignored);
-}
-
-bool write_file(const std::string &path, const std::string &content) {
-    std::ofstream file(path, std::ios::binary);
-    file << content;
-    file.close();
-    return !file.fail();
-}
-
-std::string read_file(const std::string &path) {
-    std::ifstream file(path, std::ios::binary);
-    std::ostringstream content;
-    content << file.rdbuf();
-    return content.str();
 }

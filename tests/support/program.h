@@ -5,13 +5,23 @@
 #include <string>
 #include <vector>
 
+#include "support/files.h"
 #include "support/places.h"
+
+// For tests of what only POSIX systems have.
+#define SKIP_ON_WINDOWS(reason) \
+    if (program_is_for_windows()) GTEST_SKIP() << "the program is for Windows: " << reason
+
+constexpr int NEW_PIPE = -1;
+constexpr int CLOSED = -2;  // the program starts without this stream
 
 struct ProgramSetup {
     std::vector<std::string> arguments;
     std::string directory;        // working directory; empty: the test's own
     bool terminal = false;        // standard input and output are a pseudo-terminal
     bool error_terminal = false;  // and standard error as well
+    int input = NEW_PIPE;         // or a descriptor that stays the test's own: the test writes to it by itself
+    int output = NEW_PIPE;        // likewise
     std::string executable = program_path();
 };
 
@@ -81,16 +91,3 @@ int quit_program(Program *program, double seconds = DEFAULT_WAIT);
 std::vector<std::string> run_program(const std::vector<std::string> &arguments, const std::string &input = "",
                                      const std::string &directory = "", int *status = nullptr,
                                      std::string *errors = nullptr);
-
-// A new empty directory that is removed with all that is in it.
-struct ScratchDirectory {
-    std::string path;
-    ScratchDirectory();
-    ~ScratchDirectory();
-    ScratchDirectory(const ScratchDirectory &) = delete;
-    ScratchDirectory &operator=(const ScratchDirectory &) = delete;
-    std::string file(const std::string &name) const { return path + "/" + name; }
-};
-
-bool write_file(const std::string &path, const std::string &content);
-std::string read_file(const std::string &path);  // empty when it can't be read

@@ -10,7 +10,7 @@
 
 #include "selfplay_files.h"
 #include "selfplay_options.h"
-#include "support/program.h"
+#include "support/files.h"
 
 namespace {
 

@@ -37,7 +37,7 @@ static bool find_suite_line(const char *id, char *line, int size) {
     }
     char wanted[TEXT_LINE];
     std::snprintf(wanted, sizeof wanted, "id \"%s\"", id);
-    std::FILE *file = std::fopen(SUITE_FILE, "r");
+    std::FILE *file = std::fopen(SUITE_FILE, "rb");
     if (!file) {
         print_open_error(SUITE_FILE);
         return false;
@@ -184,7 +184,7 @@ void load_game(const ConsoleWords &words) {
         print_line("load needs the name of a .pgn file and a text from the game's header lines");
     } else if (std::strlen(tag) < SHORTEST_TAG) {
         print_format("load needs a text of at least %d characters from the game's header lines", SHORTEST_TAG);
-    } else if (std::FILE *file = std::fopen(name, "r")) {
+    } else if (std::FILE *file = std::fopen(name, "rb")) {
         read_game_file(file, name, tag);
         std::fclose(file);
     } else {

@@ -1,0 +1,8 @@
+// Standard output as plain bytes. The C stream is not used: on some systems it writes an unbuffered line in pieces.
+#pragma once
+
+#include <cstddef>
+
+// Writes all of the text with one system call where the system takes that much at once. Line ends are written as the
+// system has them. What can't be written is dropped: a reader that went away is noticed at standard input.
+void write_standard_output(const char *text, std::size_t size);

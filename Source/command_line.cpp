@@ -9,8 +9,8 @@
 #include "base/output.h"
 #include "base/settings.h"
 #include "base/text.h"
+#include "search/node_rate.h"
 #include "search/search_state.h"
-#include "search/strength.h"
 #include "tools/benchmark.h"
 
 // clang-format off

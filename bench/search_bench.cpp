@@ -6,8 +6,8 @@
 #include "board/make_move.h"
 #include "board/moves.h"
 #include "search/hash_table.h"
-#include "search/root.h"
 #include "search/search_state.h"
+#include "search/start.h"
 #include "support/engine.h"
 
 static const char *const MIDDLE_GAME = "r2q1rk1/pp2bppp/2n1bn2/3p4/3N4/2N1B3/PPP1BPPP/R2Q1RK1 w - -";

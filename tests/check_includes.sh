@@ -13,8 +13,6 @@ FLOORS="platform base board formats eval,tablebase,book search control tools mai
 # Rings that are still there, as the names of their members without folders, in alphabetical order. Each
 # goes with the move that breaks it; nothing new is added.
 RINGS_FOR_NOW="
-interior quiescence
-parallel report root strength
 "
 
 # Headers of an operating system, and of the library's own threads, which would bypass

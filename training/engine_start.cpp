@@ -12,8 +12,8 @@
 #include "eval/network/file.h"
 #include "platform/process.h"
 #include "platform/threads.h"
+#include "search/node_rate.h"
 #include "search/search_state.h"
-#include "search/strength.h"
 #include "search/thread_state.h"
 
 static constexpr int HEADER_SIZE = 24;

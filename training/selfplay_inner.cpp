@@ -6,8 +6,8 @@
 #include "board/make_move.h"
 #include "board/move_tests.h"
 #include "search/hash_table.h"
-#include "search/root.h"
 #include "search/search_state.h"
+#include "search/start.h"
 #include "search/thread_state.h"
 #include "selfplay_start.h"
 

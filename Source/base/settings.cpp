@@ -35,10 +35,10 @@ void set_start_values() {
     settings.syzygy_depth7 = 7;
     settings.selectivity = 100;
     settings.contempt_drift = 15;
-    settings.SEP_depth = 3;
-    settings.NMP_depth = 3;
-    settings.FP_depth = 4;
-    settings.LMP_depth = 6;
-    settings.LMR_depth = 3;
+    settings.sep_depth = 3;
+    settings.nmp_depth = 3;
+    settings.fp_depth = 4;
+    settings.lmp_depth = 6;
+    settings.lmr_depth = 3;
     default_settings = settings;
 }

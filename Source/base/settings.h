@@ -51,11 +51,11 @@ struct Settings {
     i16 contempt;        // centipawns, -150..150
     i16 selectivity;     // percent, 0..200
     i16 contempt_drift;  // centipawns; no option reaches it
-    i16 SEP_depth;
-    i16 NMP_depth;
-    i16 FP_depth;
-    i16 LMP_depth;
-    i16 LMR_depth;
+    i16 sep_depth;
+    i16 nmp_depth;
+    i16 fp_depth;
+    i16 lmp_depth;
+    i16 lmr_depth;
     // Texts come last, so the numbers above share few cache lines.
     char in_file[PATH_LENGTH];
     char pgn_file[PATH_LENGTH];

@@ -11,7 +11,7 @@ constexpr Square NO_SQUARE = 64;
 constexpr int WHITE = 0;
 constexpr int BLACK = 1;
 
-enum PIECE_TYPE { NO_PIECE, PAWN, KNIGHT, BISHOP, ROOK, QUEEN, KING };
+enum PieceType { NO_PIECE, PAWN, KNIGHT, BISHOP, ROOK, QUEEN, KING };
 
 // Piece codes: white is the type (1..6), black the type + 8 (9..14), 0 an empty square.
 constexpr int BLACK_CODE = 8;

@@ -13,8 +13,8 @@
 #include "eval/network/file.h"
 #include "formats/text_file.h"
 #include "search/hash_table.h"
+#include "search/node_rate.h"
 #include "search/search_state.h"
-#include "search/strength.h"
 #include "tablebase/tablebase.h"
 
 enum OptionKind { TEXT, SPIN, CHECK, BUTTON };

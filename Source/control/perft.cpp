@@ -11,7 +11,7 @@
 #include "board/moves.h"
 #include "platform/clock.h"
 #include "search/move_picker.h"
-#include "search/root.h"
+#include "search/start.h"
 
 static constexpr int LAST_LISTED_PLY = 4;  // root ply 1; below this one the picker takes over
 
@@ -74,7 +74,7 @@ u64 count_move_paths(Position *position, int depth) {
 
 void run_perft(int depth) {
     constexpr double SHORTEST = 1e-6;  // seconds; keeps the rate finite
-    search_setup();
+    search_setup(limits_of_settings());
     const double start = clock_seconds();
     const double paths =
         static_cast<double>(count_move_paths(&root_thread_state->position, std::clamp(depth, 1, PERFT_MAX_DEPTH)));

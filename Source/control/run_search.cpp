@@ -7,10 +7,10 @@
 #include "control/input_lines.h"
 #include "control/poll.h"
 #include "platform/clock.h"
-#include "search/parallel.h"
 #include "search/report.h"
 #include "search/root.h"
 #include "search/search_state.h"
+#include "search/start.h"
 #include "search/time_check.h"
 
 // Seconds. Until then, or until the first iteration, the watch does not sleep: workers start, and the
@@ -21,7 +21,7 @@ static constexpr float BUSY_START = 0.005f;
 // workers start when the master has reached its first iteration; input is read before that as well.
 // After a stop no input is read: the next command must not overtake the "bestmove".
 static void watch_search() {
-    bool workers_wait = settings.threads > 1;
+    bool workers_wait = search_limits.threads > 1;
     while (!driver.quit) {
         time_check();
         if (read_search_state() & SEARCH_DONE) return;
@@ -42,7 +42,7 @@ void run_search(u16 state, bool threaded) {
         return;
     }
     write_search_state(state);
-    search_setup();
+    search_setup(limits_of_settings());
     if (start_master_thread()) {
         watch_search();
         join_search_threads();

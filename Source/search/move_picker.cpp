@@ -1,5 +1,5 @@
-// The staged picker: hash move, captures by exchange value, quiet moves by history, killers and
-// counter moves. Each stage generates only when it is reached, so a cut-off pays for little.
+// The staged move picker: hash move, captures by exchange value, quiet moves by history, killers and
+// counter moves. Moves are generated only when their stage is reached: most nodes are cut off before that.
 #include "search/move_picker.h"
 
 #ifdef __SSE4_1__
@@ -16,16 +16,15 @@
 const i16 GOOD_CAPTURE_SCORE[6] = {210, 220, 230, 230, 240, 250};
 const i16 BAD_CAPTURE_SCORE[6] = {2, 4, 12, 12, 16, 20};
 
-static constexpr int GOOD_LIMIT = 150;  // captures at or below it wait for the quiet moves
-static constexpr int ORDER_LIMIT = 2;   // moves at or below it come as they lie
+static constexpr int GOOD_LIMIT = 150;  // captures with this score or less wait for the quiet moves
+static constexpr int ORDER_LIMIT = 2;   // moves with this score or less are handed out unsorted
 static constexpr i16 HASH_MOVE_SCORE = 255;
 static constexpr i16 CHECK_SCORE = 100;
-static constexpr u16 STAGE_MASK = 15;
 
 #ifdef __SSE4_1__
 // The first of the best scores among `count` entries (at least 1). Eight entries, 48 bytes, at a time:
 // three shuffles bring their scores together, and the processor's minimum-and-place of unsigned
-// words does the rest, on 32767 - score. May read up to seven entries behind the last.
+// words does the rest, on 32767 - score. May read up to seven entries past the last.
 static int best_place(const MoveEntry *entries, int count) {
     static_assert(sizeof(MoveEntry) == 6 && offsetof(MoveEntry, score) == 2);
     const __m128i first = _mm_setr_epi8(2, 3, 8, 9, 14, 15, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1);
@@ -38,8 +37,8 @@ static int best_place(const MoveEntry *entries, int count) {
         const __m128i scores = _mm_or_si128(_mm_or_si128(_mm_shuffle_epi8(_mm_loadu_si128(bytes), first),
                                                          _mm_shuffle_epi8(_mm_loadu_si128(bytes + 1), second)),
                                             _mm_shuffle_epi8(_mm_loadu_si128(bytes + 2), third));
-        const __m128i behind = _mm_cmpgt_epi16(lanes, _mm_set1_epi16(static_cast<i16>(count - at - 1)));
-        const __m128i inverted = _mm_or_si128(_mm_sub_epi16(_mm_set1_epi16(32767), scores), behind);
+        const __m128i past_end = _mm_cmpgt_epi16(lanes, _mm_set1_epi16(static_cast<i16>(count - at - 1)));
+        const __m128i inverted = _mm_or_si128(_mm_sub_epi16(_mm_set1_epi16(32767), scores), past_end);
         const int found = _mm_cvtsi128_si32(_mm_minpos_epu16(inverted));  // low word the value, then its lane
         if ((found & 0xFFFF) < best) {
             best = found & 0xFFFF;
@@ -69,7 +68,7 @@ static MoveEntry *select_best(const PlyRecord *record, MoveEntry *current) {
 i16 capture_order_score(const Position *position, int side, const MoveEntry *entry) {
     const int mover = type_of(entry->piece), victim = type_of(entry->captured);
     const Square from = from_of(entry->move), to = to_of(entry->move);
-    // Taking something of at least the mover's value can't lose more than the limit.
+    // Good: takes something of at least the mover's value, or an exchange that loses less than half a pawn.
     const bool good = (mover != KING && SEE_VALUE[victim] >= SEE_VALUE[mover]) || see(position, side, from, to) >= -49;
     return good ? static_cast<i16>(GOOD_CAPTURE_SCORE[victim] - mover) : BAD_CAPTURE_SCORE[victim];
 }
@@ -84,6 +83,8 @@ void generate_ply_list(ThreadState *thread) {
     close_move_list(thread, generate_all(&thread->position, thread->plies[thread->game.ply].move_list));
 }
 
+// Generates and scores captures, promotions and pushes to the seventh rank. Quiescence does without exchanges and
+// scores by most valuable victim, least valuable attacker alone.
 static void generate_tactical(ThreadState *thread, PlyRecord *record, MoveEntry *start) {
     Position *position = &thread->position;
     const int side = position->stm;
@@ -97,7 +98,8 @@ static void generate_tactical(ThreadState *thread, PlyRecord *record, MoveEntry 
                             : static_cast<i16>(GOOD_CAPTURE_SCORE[type_of(entry->captured)] - type_of(entry->piece));
 }
 
-// History, with the moves that refuted the same previous move, the killers and the follow-up lifted.
+// Scores quiet moves by history, 0..80; killers, counter moves (which refuted the same previous move) and the
+// follow-up move (which was good after the same move two plies back) are lifted above it.
 static void score_quiets(ThreadState *thread, const PlyRecord *record, MoveEntry *start, MoveEntry *end) {
     u16 counter1 = 0, counter2 = 0, follow = 0;
     const MoveEntry *previous = record[-1].current_move, *before = record[-2].current_move;
@@ -109,6 +111,7 @@ static void score_quiets(ThreadState *thread, const PlyRecord *record, MoveEntry
     }
     for (MoveEntry *entry = start; entry != end; ++entry) {
         const u16 move = entry->move;
+        // The history cell has 18 bits.
         int score = static_cast<int>(thread->history[entry->piece][to_of(move)] * 80 / 0x40000);
         if (!record->in_check) {
             if (move == record->killer1) score += 80;
@@ -125,7 +128,7 @@ static void score_quiets(ThreadState *thread, const PlyRecord *record, MoveEntry
     }
 }
 
-// Quiet moves go behind what remains of the list: the captures that lose material are there.
+// Appends the quiet moves to what is left of the list, the captures that lose material.
 static void append_quiets(ThreadState *thread, PlyRecord *record, MoveEntry *end) {
     while (end->move != END_OF_LIST) ++end;
     MoveEntry *start = end;
@@ -134,8 +137,8 @@ static void append_quiets(ThreadState *thread, PlyRecord *record, MoveEntry *end
     if (thread->game.ply > 1) score_quiets(thread, record, start, end);
 }
 
-// Quiet checks by the piece that moves. Pawn pushes onto the seventh rank, already handed out with
-// the captures, come again here.
+// Appends the quiet moves that check with the piece that moves; discovered checks are left out. Pawn pushes onto the
+// seventh rank have been handed out with the captures and come again here.
 static void append_checks(ThreadState *thread, MoveEntry *start) {
     const Position *position = &thread->position;
     const int side = position->stm;
@@ -154,79 +157,87 @@ static void append_checks(ThreadState *thread, MoveEntry *start) {
     }
 }
 
-// Each stage either hands out an entry or falls to a later one. Stages: 0 hash move, 1 captures
-// made, 2 captures best first, 3 checks made, 4 good captures, 5 quiets made, 6 the ordered rest,
-// 7 the rest as it lies, 8 restart of a list filled beforehand, 9 that list best first.
+// Makes the hash move the list's only entry so far.
+static MoveEntry *write_hash_move(ThreadState *thread, Move move, MoveEntry *entry) {
+    const Position *position = &thread->position;
+    *entry = {move, HASH_MOVE_SCORE, position->board[from_of(move)], position->board[to_of(move)]};
+    close_move_list(thread, entry + 1);
+    return entry;
+}
+
+// Runs the stages from the one where the last call stopped: a stage that generates, or that has nothing left to hand
+// out, names its successor and continues; a stage that finds a move leaves the loop and comes again at the next call.
 MoveEntry *next_move(Position *position) {
     ThreadState *thread = thread_of(position);
     PlyRecord *record = &thread->plies[thread->game.ply];
     const u16 flags = record->picker_stage & static_cast<u16>(~STAGE_MASK);
     int stage = record->picker_stage & STAGE_MASK;
-    MoveEntry *current = stage == 0 || stage == 8 ? record->move_list : record->current_move + 1;
+    const bool at_start = stage == STAGE_HASH_MOVE || stage == STAGE_LIST_START;
+    MoveEntry *current = at_start ? record->move_list : record->current_move + 1;
     MoveEntry *found = nullptr;
-    for (bool searching = true; searching;) {
-        searching = false;
+    for (;;) {
         switch (stage) {
-            case 0:
-                stage = 1;
-                if (record->hash_move && flags & PICK_HASH_MOVE) {
-                    const Move move = record->hash_move;
-                    *current = {move, HASH_MOVE_SCORE, position->board[from_of(move)], position->board[to_of(move)]};
-                    close_move_list(thread, current + 1);
-                    found = current;
-                } else {
-                    searching = true;
-                }
+            // Hash move: a list of this one entry. It has been tested when it was read from the table.
+            case STAGE_HASH_MOVE:
+                stage = STAGE_TACTICAL;
+                if (!record->hash_move || !(flags & PICK_HASH_MOVE)) continue;
+                found = write_hash_move(thread, record->hash_move, current);
                 break;
-            case 1:
+
+            // Captures, promotions and pushes to the seventh rank: generated and scored, after the hash move's entry.
+            case STAGE_TACTICAL:
                 generate_tactical(thread, record, current);
-                stage = flags & PICK_FULL ? 4 : 2;
-                searching = true;
-                break;
-            case 2:
+                stage = flags & PICK_FULL ? STAGE_GOOD_CAPTURES : STAGE_CAPTURES;
+                continue;
+
+            // Quiescence: all of them, best first.
+            case STAGE_CAPTURES:
                 found = select_best(record, current);
-                if (found->move == END_OF_LIST) {
-                    stage = 3;
-                    searching = true;
-                }
-                break;
-            case 3:
+                if (found->move != END_OF_LIST) break;
+                stage = STAGE_CHECKS;
+                continue;
+
+            // Quiescence, first ply: quiet checks. All have one score, so there is nothing to sort.
+            case STAGE_CHECKS:
                 found = nullptr;
                 if (!(flags & PICK_CHECKS)) break;
                 append_checks(thread, current);
-                stage = 7;
-                searching = true;
-                break;
-            case 4:
+                stage = STAGE_PLAIN_REST;
+                continue;
+
+            // Good captures, best first. The first losing one ends the stage and stays in the list.
+            case STAGE_GOOD_CAPTURES:
                 found = select_best(record, current);
-                if (found->move == END_OF_LIST || found->score <= GOOD_LIMIT) {
-                    stage = 5;
-                    searching = true;
-                }
-                break;
-            case 5:
+                if (found->move != END_OF_LIST && found->score > GOOD_LIMIT) break;
+                stage = STAGE_QUIETS;
+                continue;
+
+            // Quiet moves: generated and scored by history, killers and counter moves.
+            case STAGE_QUIETS:
                 append_quiets(thread, record, current);
-                stage = 6;
-                searching = true;
-                break;
-            case 6:
+                stage = STAGE_ORDERED_REST;
+                continue;
+
+            // Quiet moves and losing captures together, by score.
+            case STAGE_ORDERED_REST:
                 found = select_best(record, current);
-                if (found->move == END_OF_LIST || found->score <= ORDER_LIMIT) {
-                    stage = 7;
-                    searching = true;
-                }
-                break;
-            case 7: found = current->move == END_OF_LIST ? nullptr : current; break;
-            case 8:
-                stage = 9;
-                searching = true;
-                break;
-            case 9:
+                if (found->move != END_OF_LIST && found->score > ORDER_LIMIT) break;
+                stage = STAGE_PLAIN_REST;
+                continue;
+
+            // The rest, unsorted.
+            case STAGE_PLAIN_REST: found = current->move != END_OF_LIST ? current : nullptr; break;
+
+            // A list that the caller has filled, best first.
+            case STAGE_LIST_START: stage = STAGE_LIST; continue;
+            case STAGE_LIST:
                 found = select_best(record, current);
                 if (found->move == END_OF_LIST) found = nullptr;
                 break;
-            default: break;
+
+            default: break;  // no such stage: no move
         }
+        break;
     }
     record->picker_stage = static_cast<u16>(flags | stage);
     if (found) record->current_move = found;

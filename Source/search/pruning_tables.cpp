@@ -7,11 +7,11 @@
 #include "base/output.h"
 #include "base/settings.h"
 
-i16 FP_margins[8];
-i16 SEP_margins[8];
+i16 fp_margins[8];
+i16 sep_margins[8];
 i8 lmr_pv[32][32];
 i8 lmr_nonpv[32][32];
-int FP_depth, SEP_depth, NMP_depth, LMP_depth, LMR_depth;
+int fp_depth, sep_depth, nmp_depth, lmp_depth, lmr_depth;
 
 static constexpr i16 NO_MARGIN = 9000;  // never reached: the depth is not pruned
 
@@ -29,17 +29,17 @@ static i8 reduction(int depth, int move_number, double offset, int s, float limi
 
 void build_pruning_tables() {
     // The margins have eight entries; deeper settings can't be served.
-    FP_depth = std::min<int>(settings.FP_depth, 7);
-    SEP_depth = std::min<int>(settings.SEP_depth, 7);
-    NMP_depth = settings.NMP_depth;
-    LMP_depth = settings.LMP_depth;
-    LMR_depth = settings.LMR_depth;
+    fp_depth = std::min<int>(settings.fp_depth, 7);
+    sep_depth = std::min<int>(settings.sep_depth, 7);
+    nmp_depth = settings.nmp_depth;
+    lmp_depth = settings.lmp_depth;
+    lmr_depth = settings.lmr_depth;
     const int s = std::clamp<int>(settings.selectivity, 20, 200);
     const float factor = static_cast<float>(1.5 / (0.5 + 0.01 * s));
     for (int depth = 0; depth < 8; ++depth) {
         const float steps = static_cast<float>(depth);
-        FP_margins[depth] = depth <= FP_depth ? static_cast<i16>(factor * 100.0f * steps) : NO_MARGIN;
-        SEP_margins[depth] = depth <= SEP_depth ? static_cast<i16>(factor * 50.0f * steps) : NO_MARGIN;
+        fp_margins[depth] = depth <= fp_depth ? static_cast<i16>(factor * 100.0f * steps) : NO_MARGIN;
+        sep_margins[depth] = depth <= sep_depth ? static_cast<i16>(factor * 50.0f * steps) : NO_MARGIN;
     }
     for (int depth = 0; depth < 32; ++depth)
         for (int move_number = 0; move_number < 32; ++move_number) {
@@ -63,10 +63,10 @@ static void print_reductions(const i8 (*table)[32]) {
 }
 
 void print_pruning_tables() {
-    print_margins("FP_margins= ", FP_margins);
-    print_margins("SEP_margins= ", SEP_margins);
-    print_plain("NMP_depth= %d\n", NMP_depth);
-    print_plain("LMR_depth= %d\n", LMR_depth);
+    print_margins("FP_margins= ", fp_margins);
+    print_margins("SEP_margins= ", sep_margins);
+    print_plain("NMP_depth= %d\n", nmp_depth);
+    print_plain("LMR_depth= %d\n", lmr_depth);
     print_plain("LMR table:\n");
     print_reductions(lmr_pv);
     print_plain("\n");

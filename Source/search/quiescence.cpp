@@ -1,23 +1,27 @@
-// Quiescence: captures, promotions and, on its first ply, quiet checks, until nothing hangs.
-#include "search/quiescence.h"
+// Quiescence search: captures, promotions and, on its first ply, quiet checks, until the position is quiet.
+#include "search/node.h"
 
 #include <algorithm>
 
-#include "base/settings.h"
 #include "board/attacks.h"
 #include "board/exchange.h"
 #include "board/make_move.h"
 #include "board/move_tests.h"
 #include "board/moves.h"
 #include "search/hash_table.h"
-#include "search/interior.h"
+#include "search/line.h"
 #include "search/move_picker.h"
 #include "search/search_state.h"
 
-static constexpr int CHECK_GAIN = 20000;  // beyond every margin: checks are never delta-pruned
-static constexpr int PAWN_GAIN = 2000;    // a promotion, or a pawn's step next to it
+static constexpr int CHECK_GAIN = 20000;  // exceeds every margin: checks are never delta-pruned
+static constexpr int PAWN_GAIN = 2000;    // a promotion, or a pawn move to the seventh rank
 
-// What a move can gain at most, for delta pruning.
+// Delta margins in centipawns.
+static constexpr int DELTA_MARGIN = 150;
+static constexpr int DELTA_MARGIN_RAZORING = 500;  // depth 1 and more
+static constexpr int DELTA_MARGIN_ENDING = 1500;   // the opponent has at most two pieces: single pawns decide
+
+// Upper bound on a move's gain in centipawns, for delta pruning.
 static int move_gain(const MoveTests *tests, Position *position, int side, const MoveEntry *entry) {
     const Square from = from_of(entry->move), to = to_of(entry->move);
     const bool is_pawn = type_of(entry->piece) == PAWN, promotes = is_pawn && flags_of(entry->move);
@@ -26,8 +30,8 @@ static int move_gain(const MoveTests *tests, Position *position, int side, const
     return is_pawn && relative_rank(side, to) >= 6 ? PAWN_GAIN : SEE_VALUE[type_of(entry->captured)];
 }
 
-// True when the exchange that the move begins loses more than the search allows. Captures of
-// something worth at least the mover, and en passant, are not looked at.
+// True if the exchange that the move begins loses more than the search allows (70 centipawns). Captures of
+// something worth at least the mover, and en passant, are not tested.
 static bool loses_exchange(const Position *position, int side, Move move) {
     const Square from = from_of(move), to = to_of(move);
     const int mover = type_of(position->board[from]);
@@ -37,23 +41,23 @@ static bool loses_exchange(const Position *position, int side, Move move) {
 }
 
 // The loop has no recursion of its own: its children are nodes, which come back here when they are
-// quiet enough. Returns the static evaluation where no move does better.
-int quiesce_moves(Position *position, int side, int ply, int depth, int alpha, int beta, int node_type, u16 *pv) {
+// not in check. Returns the static evaluation if no move does better.
+int quiesce_moves(Position *position, int side, int ply, int depth, int alpha, int beta, NodeType node_type, u16 *pv) {
     ThreadState *thread = thread_of(position);
     PlyRecord *record = &thread->plies[ply];
-    // 1-2. Stand pat, fail-hard at beta.
+    // 1. Stand pat: the side need not capture. Fail-hard at beta.
     const int eval = record->static_eval;
     if (eval >= beta) return beta;
     int best = eval;
     alpha = std::max(eval, alpha);
     Move best_move = 0;
 
-    // 3. Delta margin: wide when the opponent has little left, since endings turn on single pawns.
+    // 2. Delta margin.
     const Bitboard *enemy = position->pieces + (side ^ 1) * BLACK_CODE;
     const int enemy_pieces = popcount(enemy[KNIGHT] | enemy[BISHOP] | enemy[ROOK] | enemy[QUEEN]);
-    const int margin = enemy_pieces > 2 ? (depth > 0 ? 500 : 150) : 1500;
+    const int margin = enemy_pieces <= 2 ? DELTA_MARGIN_ENDING : depth > 0 ? DELTA_MARGIN_RAZORING : DELTA_MARGIN;
 
-    // 4. Captures; checks as well from depth 0 up.
+    // 3. The moves: tactical ones; from depth 0 up quiet checks as well.
     record->alpha = static_cast<i16>(alpha);
     record->beta = static_cast<i16>(beta);
     record->move_count = 0;
@@ -65,29 +69,39 @@ int quiesce_moves(Position *position, int side, int ply, int depth, int alpha, i
 
     while (const MoveEntry *entry = next_move(position)) {
         if (++examined == 2) prepare_move_tests(position, side, false, &tests);
-        // 5a-e. Delta pruning, exchange, legality.
+        // 4. Delta pruning: even the greatest gain leaves the score below alpha by the margin.
         const int gain = move_gain(&tests, position, side, entry);
         if (gain + eval <= alpha - margin) continue;
+
+        // 5. Exchange pruning.
         if (loses_exchange(position, side, entry->move)) continue;
-        if (gain == CHECK_GAIN || depth > 0) prefetch_child(position, entry);  // others don't probe
+
+        // 6. Legality. The bucket of a child that will probe is fetched meanwhile.
+        if (gain == CHECK_GAIN || depth > 0) prefetch_child(position, entry);
         if (!is_move_legal_with(&tests, position, side, entry->move)) continue;
 
+        // 7. Make, search, unmake.
         make_move(position, entry->move);
-        const int score = -search_node(position, side ^ 1, ply + 1, depth - 1, -beta, -alpha, -node_type, child_pv);
+        const int score =
+            -search_node(position, side ^ 1, ply + 1, depth - 1, -beta, -alpha, child_type(node_type), child_pv);
         unmake_move(position);
         if (search_run.stop) return 0;
         ++record->move_count;
-        // Alpha is not raised here: the last move that beats it is the best move, even when an
+
+        // 8. Best move. Alpha is not raised in this loop: the last move that beats it becomes the best move, even if an
         // earlier one scored more.
         if (score <= alpha) continue;
         best_move = entry->move;
         best = std::max(best, score);
         pv[ply] = best_move;
         pv[ply + 1] = 0;
+
+        // 9. Beta cut-off.
         if (best >= beta) break;
         if (ply < MAX_PLY) copy_line(pv, child_pv, ply + 1);
     }
-    // 6-7. Only a cut-off is stored, as a lower bound of depth 0.
+
+    // 10. Transposition table: only a cut-off is stored, as a lower bound of depth 0.
     if (best >= beta && depth >= 0) hash_store(position, ply, 0, best_move, eval, best, BOUND_LOWER);
     return best;
 }

@@ -10,10 +10,9 @@
 #include "board/move_tests.h"
 #include "board/notation.h"
 #include "search/hash_table.h"
-#include "search/interior.h"
-#include "search/parallel.h"
 #include "search/search_state.h"
 #include "search/time_check.h"
+#include "search/workers.h"
 
 static constexpr int CONSOLE_MOVES = 8;  // a console line while the search runs, and its folding
 static constexpr int CONSOLE_MOVES_FINAL = 32;
@@ -26,15 +25,15 @@ void publish_best(ThreadState *thread) {
     for (int i = 0; i <= MAX_PLY; ++i) published.pv[i] = thread->pv_line[i];
     published.iteration_score[published.depth] = published.score;
     published.iteration_move[published.depth] = published.pv[1];
-    if (published.depth >= 2 && settings.multipv == 1)
+    if (published.depth >= 2 && search_limits.multipv == 1)
         report_iteration(thread->thread_id, 0, published.depth, published.score, published.pv);
 }
 
 void report_iteration(int thread_number, int line_number, int depth, int score, const Relaxed<u16> *pv) {
     refresh_elapsed_time();
     sum_thread_counters();
-    if (!search_run.stop && settings.info_min_time > search_run.elapsed) return;
-    if (settings.info_min_time == INFO_NEVER || depth == 0 || pv[1] == 0) return;
+    if (!search_run.stop && search_limits.info_min_time > search_run.elapsed) return;
+    if (search_limits.info_min_time == INFO_NEVER || depth == 0 || pv[1] == 0) return;
     hash_table.fill = 0.0f;
     if (depth > 6) count_hashfull();
     report_line(thread_number, line_number, depth, score, pv);
@@ -70,7 +69,7 @@ void report_line(int thread_number, int line_number, int depth, int score, const
         line_text(pv, MAX_PLY, false, moves, sizeof moves);
         const double counted = seconds + 0.002, rate = counted > 0.02 ? nodes / counted : 0.0;
         char multipv[24] = "", value[24];
-        if (settings.multipv > 1) std::snprintf(multipv, sizeof multipv, "multipv %d ", line_number);
+        if (search_limits.multipv > 1) std::snprintf(multipv, sizeof multipv, "multipv %d ", line_number);
         score_text(score, value, sizeof value);
         print_format(
             "info %s%sdepth %d seldepth %d score %s time %.0f nodes %.0f nps %.0f tbhits %.0f hashfull %.0f pv %s",
@@ -81,7 +80,7 @@ void report_line(int thread_number, int line_number, int depth, int score, const
     }
     line_text(pv, search_run.stop ? CONSOLE_MOVES_FINAL : CONSOLE_MOVES, true, moves, sizeof moves);
     print_format("%02d] %02d%c %5.1f %7.0fK %5d  %s%s", thread_number, depth, line_number ? '.' : ' ', seconds,
-                 nodes / 1000.0, score, moves, thread_number == 0 && line_number == settings.multipv ? "\n" : "");
+                 nodes / 1000.0, score, moves, thread_number == 0 && line_number == search_limits.multipv ? "\n" : "");
 }
 
 void pv_from_hash(Position *position, int index, Relaxed<u16> *pv) {

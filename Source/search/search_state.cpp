@@ -3,7 +3,10 @@
 
 #include <atomic>
 
+#include "base/settings.h"
+
 SpinLock search_lock;
+SearchLimits search_limits;
 SearchRun search_run;
 PublishedResult published;
 GameClock game_clock;
@@ -20,4 +23,24 @@ void reset_search_state() {
     search_run.stop = 0;
     search_run.target_nps = 0.0f;
     game_clock.remaining[0] = game_clock.remaining[1] = 5.0f;
+}
+
+SearchLimits limits_of_settings() {
+    SearchLimits limits = {};
+    limits.node_limit = settings.node_limit;
+    limits.soft_node_limit = settings.soft_node_limit;
+    limits.min_depth = settings.min_depth;
+    limits.max_depth = settings.max_depth;
+    limits.time_mode = settings.time_mode;
+    limits.move_time = settings.move_time;
+    limits.time_increment = settings.time_increment;
+    limits.move_overhead = 0.001f * static_cast<float>(settings.move_overhead);
+    // What is printed, and by how many threads at which strength.
+    limits.ponder = settings.ponder;
+    limits.threads = settings.threads;
+    limits.multipv = settings.multipv;
+    limits.limit_strength = settings.limit_strength;
+    limits.uci_elo = settings.uci_elo;
+    limits.info_min_time = settings.info_min_time;
+    return limits;
 }

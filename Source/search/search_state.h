@@ -33,6 +33,28 @@ void write_search_state(u16 state);
 void add_search_state(u16 bits);
 void clear_search_state(u16 bits);
 
+// What bounds a search, and what it prints. Filled from the settings when a search starts and not changed by it, so
+// that a search with limits of its own leaves the settings alone.
+struct SearchLimits {
+    i64 node_limit;        // nodes of the master thread
+    i64 soft_node_limit;   // nodes; counts once min_depth is completed
+    i16 min_depth;         // plies
+    i16 max_depth;         // plies, at most MAX_DEPTH
+    i16 time_mode;         // 0 sudden death, 1 fixed time per move, n moves per control
+    float move_time;       // seconds
+    float time_increment;  // seconds per move
+    float move_overhead;   // seconds
+    u8 ponder;             // pondering is on: a quarter more time
+    i16 threads;           // search threads, 0..160
+    u8 multipv;            // lines
+    u8 limit_strength;     // play at uci_elo
+    i16 uci_elo;           // 0 not set, else 1500..3300
+    float info_min_time;   // seconds of search before information lines; INFO_NEVER for none
+};
+extern SearchLimits search_limits;  // of the search under way, or of the last one
+
+SearchLimits limits_of_settings();
+
 // The search under way. search_setup fills it.
 struct SearchRun {
     Relaxed<u8> stop;            // raised by any thread; every search function returns on it
@@ -40,6 +62,7 @@ struct SearchRun {
     u8 throttled;                // the master sleeps to keep to target_nps
     Relaxed<u8> single_reply;    // the root has one legal move
     Relaxed<i16> depth;          // the master's iteration depth
+    Relaxed<u16> fallback_move;  // answers a search stopped before its first score; 0 before the root list is made
     u16 tb_move;                 // chosen by the tablebases, 0 for none
     Relaxed<i32> tb_wdl;         // TbWdl of the root
     float target_nps;            // node-rate cap, nodes per second

@@ -11,9 +11,20 @@
 #include "eval/eval_state.h"
 #include "platform/relaxed.h"
 
+// What the search expects of a node. Below a cut node lies an all node and the other way round.
+enum NodeType : i16 {
+    NODE_ALL = -1,  // no move will raise alpha
+    NODE_PV = 0,    // on the principal variation, open window
+    NODE_CUT = 1,   // some move will reach beta
+};
+constexpr NodeType child_type(NodeType type) { return static_cast<NodeType>(-type); }
+
+// How the root's last score relates to the aspiration window.
+enum RootState : i16 { ROOT_IN_WINDOW, ROOT_FAILS_LOW, ROOT_FAILS_HIGH };
+
 // One ply of the search line; the root is ply 1.
 struct PlyRecord {
-    i16 node_type;    // 0 principal variation, 1 expected cut, -1 expected all
+    NodeType node_type;
     i16 depth;        // plies left, after the node's adjustments
     i16 static_eval;  // centipawns for the side to move
     i16 alpha, beta;  // the window as the move loop entered it
@@ -26,7 +37,7 @@ struct PlyRecord {
     u16 hash_move;
     u16 killer1, killer2, evasion_killer;
     u8 check_square;       // a square that checks the side to move, or NO_SQUARE
-    u16 picker_stage;      // stage in bits 0-3, flags in bits 4-7
+    u16 picker_stage;      // a PickerStage and PickerFlags
     MoveEntry *move_list;  // first entry of the ply's list in move_pool
     MoveEntry *current_move;
 };
@@ -36,6 +47,8 @@ constexpr int PLY_RECORDS = MAX_PLY + 6;  // a node writes list starts two plies
 constexpr int MOVE_POOL_SIZE = 32768;     // every ply of a line with the fullest lists
 constexpr int PV_SIZE = 84;               // a line, indexed by ply
 constexpr u8 MASTER_THREAD_ID = 160;
+
+constexpr u32 HISTORY_START = 16384;  // every history cell at the start of a search
 
 struct ThreadState {
     Game game;  // the first member: thread_of() depends on it
@@ -49,7 +62,7 @@ struct ThreadState {
     u16 follow_move[16][64];        // by piece code and target of the move two plies back
     Relaxed<u16> pv_line[PV_SIZE];  // word 1 the best root move, word 2 on its line
     Relaxed<i16> iteration_depth;
-    Relaxed<i16> root_fail;  // 0, 1 failing low, 2 failing high
+    Relaxed<RootState> root_fail;
     Relaxed<i16> completed_depth;
     Relaxed<i16> seldepth;
     Relaxed<i16> root_score;

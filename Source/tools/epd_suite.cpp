@@ -20,8 +20,8 @@
 #include "formats/text_file.h"
 #include "platform/replace_file.h"
 #include "search/hash_table.h"
+#include "search/node_rate.h"
 #include "search/search_state.h"
-#include "search/strength.h"
 #include "search/thread_state.h"
 
 static const char DEFAULT_OUTPUT[] = "analysis.epd";

@@ -23,9 +23,9 @@
 #include "formats/text_file.h"
 #include "formats/training_record.h"
 #include "search/hash_table.h"
-#include "search/root.h"
+#include "search/node_rate.h"
 #include "search/search_state.h"
-#include "search/strength.h"
+#include "search/start.h"
 #include "search/thread_state.h"
 
 static const char START_POSITIONS_FILE[] = "mybook_2mv.epd";

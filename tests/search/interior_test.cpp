@@ -1,5 +1,5 @@
 // Nodes and searches at the edges: draws, mates, limits.
-#include "search/interior.h"
+#include "search/node.h"
 
 #include "base/settings.h"
 #include "board/fen.h"
@@ -7,9 +7,9 @@
 #include "board/notation.h"
 #include "gtest/gtest.h"
 #include "search/hash_table.h"
-#include "search/parallel.h"
-#include "search/root.h"
+#include "search/line.h"
 #include "search/search_state.h"
+#include "search/start.h"
 #include "support/engine.h"
 #include "support/fresh_search.h"
 

@@ -10,7 +10,6 @@
 #include "board/moves.h"
 #include "board/notation.h"
 #include "gtest/gtest.h"
-#include "search/root.h"
 #include "support/engine.h"
 
 struct Picked {
@@ -113,7 +112,7 @@ TEST(MovePicker, InCheckOnlyAnswersToTheCheckAreGenerated) {
 
 TEST(MovePicker, AStageAboveNineEndsTheList) {
     ThreadState *thread = start_engine();
-    thread->plies[1].picker_stage = 0x70 | 12;
+    thread->plies[1].picker_stage = PICK_SEARCH | 12;
     thread->plies[1].current_move = thread->move_pool + 1;
     EXPECT_EQ(next_move(&thread->position), nullptr);
 }
@@ -125,7 +124,7 @@ TEST(MovePicker, AListFilledBeforehandComesInOrder) {
     int score = 0;
     for (MoveEntry *entry = record->move_list; entry->move != END_OF_LIST; ++entry)
         entry->score = static_cast<i16>(score++);
-    record->picker_stage = 8;
+    record->picker_stage = STAGE_LIST_START;
     int last = 1000, count = 0;
     while (const MoveEntry *entry = next_move(&thread->position)) {
         EXPECT_LT(entry->score, last);

@@ -3,8 +3,8 @@
 
 #include "base/settings.h"
 #include "platform/clock.h"
-#include "search/parallel.h"
 #include "search/search_state.h"
+#include "search/workers.h"
 #include "support/engine.h"
 #include "support/shared_data.h"
 
@@ -22,10 +22,11 @@ static void begin(float seconds) {
     search_run.single_reply = 0;
     search_run.tb_wdl = TB_NO_ANSWER;
     for (auto &score : published.iteration_score) score = 20;
-    worker_state(0)->root_fail = 0;
-    settings.time_mode = 0;
-    settings.move_overhead = 0;
-    settings.time_increment = 0.0f;
+    worker_state(0)->root_fail = ROOT_IN_WINDOW;
+    search_limits = limits_of_settings();
+    search_limits.time_mode = 0;
+    search_limits.move_overhead = 0.0f;
+    search_limits.time_increment = 0.0f;
     game_clock.remaining[WHITE] = 290.0f;
     write_search_state(SEARCH_RUN);
 }
@@ -44,14 +45,14 @@ TEST(Time, ATwentyNinthOfWhatIsLeft) {
 
 TEST(Time, PonderModeSpendsAQuarterMore) {
     begin(0.0f);
-    settings.ponder = 1;
+    search_limits.ponder = 1;
     time_check();
     EXPECT_NEAR(search_run.target_time, 12.5f, 0.01);
 }
 
 TEST(Time, MovesToGo) {
     begin(0.0f);
-    settings.time_mode = 40;
+    search_limits.time_mode = 40;
     game_clock.moves_to_go = 9;
     time_check();
     EXPECT_NEAR(search_run.target_time, 29.0f, 0.01);
@@ -60,7 +61,7 @@ TEST(Time, MovesToGo) {
 TEST(Time, ConsoleCountsTheMovesToTheControl) {
     begin(0.0f);
     settings.uci_mode = 0;
-    settings.time_mode = 40;
+    search_limits.time_mode = 40;
     root_thread_state->game.game_ply = 20;
     time_check();
     EXPECT_EQ(game_clock.moves_to_go, 30);
@@ -72,20 +73,20 @@ TEST(Time, ConsoleCountsTheMovesToTheControl) {
 
 TEST(Time, IncrementShare) {
     begin(0.0f);
-    settings.time_increment = 5.0f;
+    search_limits.time_increment = 5.0f;
     time_check();
     EXPECT_NEAR(search_run.target_time, 10.0f + 290.0f / 300.0f * 5.0f, 0.01);
 }
 
 TEST(Time, ReasonsForMoreTime) {
     begin(0.0f);
-    worker_state(0)->root_fail = 2;
+    worker_state(0)->root_fail = ROOT_FAILS_HIGH;
     time_check();
     EXPECT_NEAR(search_run.target_time, (1 / 29.0 + 0.04) * 290, 0.05);
-    worker_state(0)->root_fail = 1;
+    worker_state(0)->root_fail = ROOT_FAILS_LOW;
     time_check();
     EXPECT_NEAR(search_run.target_time, (1 / 29.0 + 0.2) * 290, 0.05);
-    worker_state(0)->root_fail = 0;
+    worker_state(0)->root_fail = ROOT_IN_WINDOW;
     published.score = -1;  // 21 below both of the last iterations
     time_check();
     EXPECT_NEAR(search_run.target_time, (1 / 29.0 + 0.04) * 290, 0.05);
@@ -106,7 +107,7 @@ TEST(Time, TablebasesHalve) {
 
 TEST(Time, OverheadAndFloor) {
     begin(0.0f);
-    settings.move_overhead = 1000;
+    search_limits.move_overhead = 1.0f;
     time_check();
     EXPECT_NEAR(search_run.target_time, 9.0f, 0.01);
     game_clock.remaining[WHITE] = 0.0f;
@@ -132,9 +133,9 @@ TEST(Time, NoStopWhilePondering) {
 static bool guard_stops(float seconds, i16 time_mode, float clock, i16 overhead = 0) {
     begin(seconds);
     search_run.depth = 1;
-    settings.time_mode = time_mode;
-    settings.move_time = clock;
-    settings.move_overhead = overhead;
+    search_limits.time_mode = time_mode;
+    search_limits.move_time = clock;
+    search_limits.move_overhead = 0.001f * overhead;
     game_clock.remaining[WHITE] = clock;
     time_check();
     return search_run.stop;
@@ -167,19 +168,19 @@ TEST(Time, TheGuardDoesNotLetTheClockFall) {
 
 TEST(Time, FixedTimePerMove) {
     begin(0.5f);
-    settings.time_mode = 1;
-    settings.move_time = 1.0f;
+    search_limits.time_mode = 1;
+    search_limits.move_time = 1.0f;
     time_check();
     EXPECT_EQ(search_run.stop, 0);
     EXPECT_EQ(game_clock.moves_to_go, 1);
     begin(1.0f);
-    settings.time_mode = 1;
-    settings.move_time = 1.0f;
+    search_limits.time_mode = 1;
+    search_limits.move_time = 1.0f;
     time_check();
     EXPECT_EQ(search_run.stop, 1);
     begin(100000.0f);
-    settings.time_mode = 1;
-    settings.move_time = 1e7f;
+    search_limits.time_mode = 1;
+    search_limits.move_time = 1e7f;
     time_check();
     EXPECT_EQ(search_run.stop, 0) << "infinite";
 }

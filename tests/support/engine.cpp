@@ -9,7 +9,7 @@
 #include "eval/network/file.h"
 #include "search/hash_table.h"
 #include "search/search_state.h"
-#include "search/strength.h"
+#include "search/node_rate.h"
 
 ThreadState *start_engine() {
     set_start_values();

@@ -5,9 +5,9 @@
 #include "board/notation.h"
 #include "eval/network/forward.h"
 #include "search/hash_table.h"
-#include "search/root.h"
+#include "search/node_rate.h"
 #include "search/search_state.h"
-#include "search/strength.h"
+#include "search/start.h"
 #include "search/thread_state.h"
 
 SearchResult fresh_search(const std::string &fen, int depth, int hash_mb) {

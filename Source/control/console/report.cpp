@@ -18,10 +18,9 @@
 #include "control/input_lines.h"
 #include "eval/trace.h"
 #include "platform/clock.h"
-#include "search/parallel.h"
 #include "search/report.h"
-#include "search/root.h"
 #include "search/search_state.h"
+#include "search/start.h"
 
 void show_hash_line() {
     if (!is_searchable_position()) return;
@@ -52,10 +51,10 @@ static constexpr u64 UNINTERRUPTED_NODES = 200000;
 // captures, so it runs in the search thread and "." and "quit" end it. Any other line is executed afterwards.
 static void search_quiescence() {
     static char line[INPUT_LINE_SIZE];
-    const i16 max_depth = settings.max_depth;
-    settings.max_depth = 0;
+    SearchLimits limits = limits_of_settings();
+    limits.max_depth = 0;
     write_search_state(SEARCH_BENCH);
-    search_setup();
+    search_setup(limits);
     if (!start_master_thread()) add_search_state(SEARCH_DONE);
     bool listening = true;
     while (!(read_search_state() & SEARCH_DONE)) {
@@ -70,7 +69,6 @@ static void search_quiescence() {
         }
         sleep_milliseconds(search_run.stop ? 0 : 1);
     }
-    settings.max_depth = max_depth;
     write_search_state(0);
 }
 

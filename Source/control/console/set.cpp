@@ -9,8 +9,8 @@
 #include "base/settings.h"
 #include "base/text.h"
 #include "search/hash_table.h"
+#include "search/node_rate.h"
 #include "search/search_state.h"
-#include "search/strength.h"
 
 static constexpr double LONGEST = 1e9;  // seconds, nodes per second
 
@@ -100,10 +100,10 @@ static bool set_selective_search(const ConsoleWords &words) {
     int value;
     if (!set_number(words.word[2], INT_MIN, INT_MAX, &value)) return false;
     if (value != 1) {
-        settings.SEP_depth = 0;
-        settings.NMP_depth = 99;
-        settings.LMP_depth = 0;
-        settings.LMR_depth = 99;
+        settings.sep_depth = 0;
+        settings.nmp_depth = 99;
+        settings.lmp_depth = 0;
+        settings.lmr_depth = 99;
         print_line("selectivity set to OFF");
         return true;
     }
@@ -141,11 +141,11 @@ struct FieldRow {
     int low, high;
 };
 static const FieldRow FIELDS[] = {
-    {"NMP_depth", &Settings::NMP_depth, 0, 99},
-    {"SEP_depth", &Settings::SEP_depth, 0, 99},
-    {"FP_depth", &Settings::FP_depth, 0, 99},
-    {"LMP_depth", &Settings::LMP_depth, 0, 99},
-    {"LMR_depth", &Settings::LMR_depth, 0, 99},
+    {"NMP_depth", &Settings::nmp_depth, 0, 99},
+    {"SEP_depth", &Settings::sep_depth, 0, 99},
+    {"FP_depth", &Settings::fp_depth, 0, 99},
+    {"LMP_depth", &Settings::lmp_depth, 0, 99},
+    {"LMR_depth", &Settings::lmr_depth, 0, 99},
     {"Selectivity", &Settings::selectivity, 0, 200},
     {"contempt", &Settings::contempt, -150, 150},
 };

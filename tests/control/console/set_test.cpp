@@ -2,8 +2,8 @@
 #include "control/console/set.h"
 
 #include "search/hash_table.h"
+#include "search/node_rate.h"
 #include "search/search_state.h"
-#include "search/strength.h"
 #include "support/console_fixture.h"
 
 namespace {
@@ -65,16 +65,16 @@ TEST_F(ConsoleSet, SetNodeRate) {
 TEST_F(ConsoleSet, SetSelectivityOffAndBack) {
     calibration.nps = 123.0f;
     EXPECT_EQ(run("set ss 0"), "selectivity set to OFF\n");
-    EXPECT_EQ(settings.SEP_depth, 0);
-    EXPECT_EQ(settings.NMP_depth, 99);
-    EXPECT_EQ(settings.LMP_depth, 0);
-    EXPECT_EQ(settings.LMR_depth, 99);
+    EXPECT_EQ(settings.sep_depth, 0);
+    EXPECT_EQ(settings.nmp_depth, 99);
+    EXPECT_EQ(settings.lmp_depth, 0);
+    EXPECT_EQ(settings.lmr_depth, 99);
     run("set depth 5");
     EXPECT_EQ(run("set ss 1"), "set default Settings\n");
-    EXPECT_EQ(settings.SEP_depth, 3);
-    EXPECT_EQ(settings.NMP_depth, 3);
-    EXPECT_EQ(settings.LMP_depth, 6);
-    EXPECT_EQ(settings.LMR_depth, 3);
+    EXPECT_EQ(settings.sep_depth, 3);
+    EXPECT_EQ(settings.nmp_depth, 3);
+    EXPECT_EQ(settings.lmp_depth, 6);
+    EXPECT_EQ(settings.lmr_depth, 3);
     EXPECT_EQ(settings.max_depth, 80);
     EXPECT_EQ(settings.uci_mode, 0);  // still the console, with its measured speed
     EXPECT_EQ(calibration.nps, 123.0f);
@@ -89,11 +89,11 @@ TEST_F(ConsoleSet, SetFields) {
     EXPECT_EQ(run("set Selectivity 150"), "Selectivity set to 150\n");
     EXPECT_EQ(run("set contempt -20"), "contempt set to -20\n");
     EXPECT_EQ(run("set ponder 1"), "ponder set to 1\n");
-    EXPECT_EQ(settings.NMP_depth, 5);
-    EXPECT_EQ(settings.SEP_depth, 6);
-    EXPECT_EQ(settings.FP_depth, 7);
-    EXPECT_EQ(settings.LMP_depth, 8);
-    EXPECT_EQ(settings.LMR_depth, 9);
+    EXPECT_EQ(settings.nmp_depth, 5);
+    EXPECT_EQ(settings.sep_depth, 6);
+    EXPECT_EQ(settings.fp_depth, 7);
+    EXPECT_EQ(settings.lmp_depth, 8);
+    EXPECT_EQ(settings.lmr_depth, 9);
     EXPECT_EQ(settings.selectivity, 150);
     EXPECT_EQ(settings.contempt, -20);
     EXPECT_EQ(settings.ponder, 1);
@@ -114,7 +114,7 @@ TEST_F(ConsoleSet, DefaultsAreThoseOfTheStart) {
     EXPECT_EQ(settings.contempt, 33);
     EXPECT_EQ(settings.book_depth, 7);
     EXPECT_EQ(settings.hash_mb, 16);
-    EXPECT_EQ(settings.SEP_depth, 3);
+    EXPECT_EQ(settings.sep_depth, 3);
 }
 
 // Without a table the hash stays off, whatever else is set before.
@@ -171,7 +171,7 @@ TEST_F(ConsoleSet, BadWordsAndValuesChangeNothing) {
         EXPECT_EQ(settings.max_depth, 44);
         EXPECT_EQ(hash_table.mode, HASH_ON);
         EXPECT_EQ(settings.multipv, 1);
-        EXPECT_EQ(settings.NMP_depth, 3);
+        EXPECT_EQ(settings.nmp_depth, 3);
     }
 }
 

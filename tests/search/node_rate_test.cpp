@@ -1,5 +1,5 @@
 // Node rates and ratings.
-#include "search/strength.h"
+#include "search/node_rate.h"
 
 #include <cmath>
 
@@ -41,19 +41,19 @@ TEST(Strength, ChoiceForASearch) {
     start_engine();
     calibration.nps = 1e6f;
     settings.uci_elo = 1500;
-    choose_node_rate();
+    choose_node_rate(limits_of_settings());
     EXPECT_EQ(search_run.target_nps, 1e6f);
     EXPECT_EQ(search_run.throttled, 0) << "off without UCI_LimitStrength, whatever UCI_Elo says";
     settings.limit_strength = 1;
-    choose_node_rate();
+    choose_node_rate(limits_of_settings());
     EXPECT_NEAR(search_run.target_nps, 15.66f, 0.01);
     EXPECT_EQ(search_run.throttled, 1);
     settings.uci_elo = 3300;
     calibration.nps = 1e5f;
-    choose_node_rate();
+    choose_node_rate(limits_of_settings());
     EXPECT_GT(search_run.target_nps, 6e5f) << "a rating above the machine's raises the target";
     EXPECT_EQ(search_run.throttled, 0);
     settings.uci_elo = 0;
-    choose_node_rate();
+    choose_node_rate(limits_of_settings());
     EXPECT_EQ(search_run.throttled, 0);
 }

@@ -15,12 +15,12 @@ static inline SumVector pass_tile(const HalfPass &pass, int at) {
     for (int i = 0; i < VECTORS; ++i) tile[i] = load_words(pass.start + at + i * LANES);
     for (int step = 0; step < pass.step_count; ++step) {
         const i16 *row = pass.steps[step].row + at;
-        // The empty statements keep the loads of the two branches apart: merged, they would fill the registers.
+        // The barriers keep the loads of the two branches apart: merged above the branch, they need too many registers.
         if (pass.steps[step].subtract) {
-            asm volatile("");
+            asm volatile("" ::: "memory");
             for (int i = 0; i < VECTORS; ++i) tile[i] = subtract_words(tile[i], load_words(row + i * LANES));
         } else {
-            asm volatile("");
+            asm volatile("" ::: "memory");
             for (int i = 0; i < VECTORS; ++i) tile[i] = add_words(tile[i], load_words(row + i * LANES));
         }
     }

@@ -31,10 +31,10 @@ struct Frame {
     i32 bucket[2];  // 0, or BUCKET_ROWS once the own king has left its first three ranks
 };
 
-// The rows to apply for one perspective.
-struct RowList {
-    RowStep steps[MAX_STEPS];
-    int count;
+// The rows to apply, by perspective.
+struct RowLists {
+    RowStep steps[2][MAX_STEPS];
+    int count[2];
 };
 
 static i16 *allocate_words(int count) {
@@ -90,15 +90,21 @@ static Frame frame_of(const Position &position) {
     return frame;
 }
 
-// Appends the rows of a set of equal pieces, lowest square first.
-static inline void append_rows(RowList &list, const Frame &frame, int perspective, int colour, int type,
+// Appends the rows of a set of equal pieces to the lists of the perspectives in `wanted` (bit by colour), lowest
+// square first.
+static inline void append_rows(RowLists &lists, const Frame &frame, unsigned wanted, int colour, int type,
                                Bitboard squares, bool subtract) {
     const std::size_t row_length = static_cast<std::size_t>(network.hidden_size / 2);
-    const int first = frame.bucket[perspective] + 64 * (type - 1) + (colour == perspective ? 0 : ENEMY_ROWS);
-    const i16 *rows = network.first_layer + row_length * static_cast<std::size_t>(first);
-    while (squares) {
-        const std::size_t square = static_cast<std::size_t>(pop_lowest(squares) ^ frame.mirror[perspective]);
-        list.steps[list.count++] = {rows + row_length * square, subtract};
+    for (int perspective = WHITE; perspective <= BLACK; ++perspective) {
+        if (!(wanted >> perspective & 1)) continue;
+        const int first = frame.bucket[perspective] + 64 * (type - 1) + (colour == perspective ? 0 : ENEMY_ROWS);
+        const i16 *rows = network.first_layer + row_length * static_cast<std::size_t>(first);
+        RowStep *step = lists.steps[perspective] + lists.count[perspective];
+        for (Bitboard rest = squares; rest; ++step) {
+            const std::size_t square = static_cast<std::size_t>(pop_lowest(rest) ^ frame.mirror[perspective]);
+            *step = {rows + row_length * square, subtract};
+        }
+        lists.count[perspective] = static_cast<int>(step - lists.steps[perspective]);
     }
 }
 
@@ -130,30 +136,29 @@ static bool has_plain_material(const Position &position) {
 
 // Rows that lead from a pass to the position. The order (by type; white before black; gone before new) is part of the
 // result when additions saturate.
-static void list_changes(const Position &position, const AccumulatorCache &cache, const Frame &frame, int perspective,
-                         RowList &list) {
-    list.count = 0;
+static void list_changes(const Position &position, const AccumulatorCache &cache, const Frame &frame, unsigned wanted,
+                         RowLists &lists) {
+    // One bit per type and colour first, so that there is a branch only for sets that differ.
+    unsigned changed = 0;
     for (int type = PAWN; type <= KING; ++type) {
-        const Bitboard white = position.pieces[type];
-        const Bitboard black = position.pieces[BLACK_CODE + type];
-        if (white != cache.white_sets[type]) {
-            append_rows(list, frame, perspective, WHITE, type, cache.white_sets[type] & ~white, true);
-            append_rows(list, frame, perspective, WHITE, type, white & ~cache.white_sets[type], false);
-        }
-        if (black != cache.black_sets[type]) {
-            append_rows(list, frame, perspective, BLACK, type, cache.black_sets[type] & ~black, true);
-            append_rows(list, frame, perspective, BLACK, type, black & ~cache.black_sets[type], false);
-        }
+        changed |= static_cast<unsigned>(position.pieces[type] != cache.white_sets[type]) << 2 * type;
+        changed |= static_cast<unsigned>(position.pieces[BLACK_CODE + type] != cache.black_sets[type])
+                   << (2 * type + 1);
+    }
+    for (; changed; changed &= changed - 1) {
+        const int type = lowest(changed) >> 1, colour = lowest(changed) & 1;
+        const Bitboard before = colour == WHITE ? cache.white_sets[type] : cache.black_sets[type];
+        const Bitboard now = position.pieces[piece_code(colour, type)];
+        append_rows(lists, frame, wanted, colour, type, before & ~now, true);
+        append_rows(lists, frame, wanted, colour, type, now & ~before, false);
     }
 }
 
 // Rows of all pieces, for a start from the biases.
-static void list_all(const Position &position, const Frame &frame, int perspective, RowList &list) {
-    list.count = 0;
-    for (int type = PAWN; type <= KING; ++type) {
-        append_rows(list, frame, perspective, WHITE, type, position.pieces[type], false);
-        append_rows(list, frame, perspective, BLACK, type, position.pieces[BLACK_CODE + type], false);
-    }
+static void list_all(const Position &position, const Frame &frame, unsigned wanted, RowLists &lists) {
+    for (int type = PAWN; type <= KING; ++type)
+        for (int colour = WHITE; colour <= BLACK; ++colour)
+            append_rows(lists, frame, wanted, colour, type, position.pieces[piece_code(colour, type)], false);
 }
 
 // Where each perspective starts from; null for the biases.
@@ -244,19 +249,16 @@ static int score_of_sum(EvalState *state, i32 sum) {
     return static_cast<int>(rounded);
 }
 
-// One perspective of the pass, from `start` (null: the biases) into `sums`. Returns its share of the output sum.
-static u32 pass_perspective(const Position &position, const Frame &frame, int perspective,
-                            const AccumulatorCache *start, i16 *sums, const i16 *output_row) {
-    const int half = network.hidden_size / 2;
-    RowList list;
-    const i16 *start_sums = network.hidden_biases + (perspective == WHITE ? 0 : half);
-    if (start) {
-        list_changes(position, *start, frame, perspective, list);
-        start_sums = perspective == WHITE ? start->white_acc : start->black_acc;
-    } else {
-        list_all(position, frame, perspective, list);
+// Lists the rows of both perspectives, in one go if they start from the same pass.
+static void list_rows(const Position &position, const Frame &frame, const Starts &starts, RowLists &lists) {
+    constexpr unsigned BOTH = 3;
+    lists.count[WHITE] = lists.count[BLACK] = 0;
+    const bool same = starts.pass[WHITE] == starts.pass[BLACK];
+    for (int perspective = WHITE; perspective <= (same ? WHITE : BLACK); ++perspective) {
+        const unsigned wanted = same ? BOTH : 1u << perspective;
+        if (starts.pass[perspective]) list_changes(position, *starts.pass[perspective], frame, wanted, lists);
+        else list_all(position, frame, wanted, lists);
     }
-    return pass_half({start_sums, list.steps, list.count, sums, output_row}, half);
 }
 
 bool network_eval(EvalState *state, const Position &position, int *score) {
@@ -273,8 +275,13 @@ bool network_eval(EvalState *state, const Position &position, int *score) {
     const i16 *white_row;
     const i16 *black_row;
     network_output_rows(state, position.stm, &white_row, &black_row);
-    const u32 sum = pass_perspective(position, frame, WHITE, starts.pass[WHITE], cache.white_acc, white_row) +
-                    pass_perspective(position, frame, BLACK, starts.pass[BLACK], cache.black_acc, black_row);
+    RowLists lists;
+    list_rows(position, frame, starts, lists);
+    const int half = network.hidden_size / 2;
+    const i16 *white_start = starts.pass[WHITE] ? starts.pass[WHITE]->white_acc : network.hidden_biases;
+    const i16 *black_start = starts.pass[BLACK] ? starts.pass[BLACK]->black_acc : network.hidden_biases + half;
+    const u32 sum = pass_half({white_start, lists.steps[WHITE], lists.count[WHITE], cache.white_acc, white_row}, half) +
+                    pass_half({black_start, lists.steps[BLACK], lists.count[BLACK], cache.black_acc, black_row}, half);
     record_pass(state, position, frame, cache, starts.exact);
     *score = score_of_sum(state, static_cast<i32>(sum));
     return true;

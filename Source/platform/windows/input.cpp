@@ -94,13 +94,8 @@ static bool start_reader() {
 static void wait_for_arrival(DWORD milliseconds) {
     static const bool started = start_reader();
     if (!started) return;
-    const ULONGLONG start = GetTickCount64();
-    while (input.at == input.size && !input.failed && !input.ended) {
-        const ULONGLONG waited = GetTickCount64() - start;
-        if (milliseconds != INFINITE && waited >= milliseconds) return;
-        const DWORD left = milliseconds == INFINITE ? INFINITE : milliseconds - static_cast<DWORD>(waited);
-        SleepConditionVariableSRW(&input.arrived, &input.lock, left, 0);
-    }
+    while (input.at == input.size && !input.failed && !input.ended)
+        if (milliseconds == 0 || !SleepConditionVariableSRW(&input.arrived, &input.lock, milliseconds, 0)) return;
 }
 
 // A handle that has a console mode is a console. Its window and mouse events are switched off, as

@@ -38,6 +38,7 @@ void free_hash_table() {
     hash_table.memory = nullptr;
 }
 
+// A thread's share of the table.
 static void clear_share(int *index) {
     const i64 share = hash_table.entries / settings.threads;
     std::memset(static_cast<void *>(hash_table.memory + *index * share), 0,
@@ -55,6 +56,7 @@ static void clear_hash_parallel() {
             end_process(-1);
         }
     }
+    // All have to be done before a search may start.
     for (int i = 0; i < settings.threads; ++i)
         if (!join_thread(&threads[i])) {
             print_line("info string can't join a thread that clears the hash table, stopping Tarn");
@@ -132,9 +134,25 @@ static bool is_pawn_geometry(const Position *position, int side, Square from, Sq
     return to == from + 2 * step && relative_rank(side, from) == 1 && !position->board[from + step];
 }
 
-// 0 when the entry's move can be played in the position, else the number of the test that fails;
-// the move is not trusted in any way. A castling is tested by its path alone.
-static int hash_move_fault(Position *position, Move move) {
+// Why an entry's move can't be played in the position: the code that is printed.
+enum HashMoveFault {
+    NO_FAULT = 0,
+    FAULT_NO_STEP = 1,     // from and to are one square
+    FAULT_PIECES = 2,      // from an empty square, or onto a king
+    FAULT_NOT_OWN = 3,     // the piece is the opponent's
+    FAULT_OWN_VICTIM = 4,  // onto an own piece
+    FAULT_FLAGS = 6,       // a promotion without flag, or flags without a promotion
+    FAULT_PAWN = 7,        // the piece doesn't move like that, or its way is blocked; by type
+    FAULT_KNIGHT = 8,
+    FAULT_BISHOP = 9,
+    FAULT_ROOK = 10,
+    FAULT_QUEEN = 11,
+    FAULT_KING = 12,     // castling included
+    FAULT_ILLEGAL = 14,  // leaves the king in check
+};
+
+// The first test that an entry's move fails; the move is not trusted in any way. A castling is tested by its path alone.
+static HashMoveFault hash_move_fault(Position *position, Move move) {
     const Square from = from_of(move), to = to_of(move);
     const Move flags = flags_of(move);
     const int side = position->stm, piece = position->board[from], type = type_of(piece);
@@ -142,44 +160,50 @@ static int hash_move_fault(Position *position, Move move) {
     if (type == KING && flags && colour_of(piece) == side) {
         const int right = 2 * side + !(flags & CASTLE_KINGSIDE);
         const bool home = rank_of(to) == (side ? 7 : 0);
-        return home && position->castling & 1 << right && !(occupancy & position->castle_path[right]) ? 0 : 12;
+        return home && position->castling & 1 << right && !(occupancy & position->castle_path[right]) ? NO_FAULT
+                                                                                                      : FAULT_KING;
     }
-    if (from == to) return 1;
+    // Mover and victim.
+    if (from == to) return FAULT_NO_STEP;
     const int victim = position->board[to];
-    if (type < PAWN || type > KING || type_of(victim) >= KING) return 2;
-    if (!(position->pieces[piece_code(side, type)] & bit(from))) return 3;
-    if (victim && colour_of(victim) == side) return 4;
+    if (type < PAWN || type > KING || type_of(victim) >= KING) return FAULT_PIECES;
+    if (!(position->pieces[piece_code(side, type)] & bit(from))) return FAULT_NOT_OWN;
+    if (victim && colour_of(victim) == side) return FAULT_OWN_VICTIM;
+    // Promotion flags.
     if (flags) {
         const bool known =
             flags == PROMO_QUEEN || flags == PROMO_KNIGHT || flags == PROMO_BISHOP || flags == PROMO_ROOK;
-        if (type != PAWN || relative_rank(side, from) != 6 || !known) return 6;
+        if (type != PAWN || relative_rank(side, from) != 6 || !known) return FAULT_FLAGS;
     } else if (type == PAWN && relative_rank(side, from) == 6) {
-        return 6;
+        return FAULT_FLAGS;
     }
+    // Geometry, and the way between.
     const Bitboard blockers = between[from][to] & occupancy, goal = bit(to);
     switch (type) {
         case PAWN:
-            if (!is_pawn_geometry(position, side, from, to)) return 7;
+            if (!is_pawn_geometry(position, side, from, to)) return FAULT_PAWN;
             break;
         case KNIGHT:
-            if (!(knight_attacks[from] & goal)) return 8;
+            if (!(knight_attacks[from] & goal)) return FAULT_KNIGHT;
             break;
         case BISHOP:
-            if (!(bishop_mask[from] & goal) || blockers) return 9;
+            if (!(bishop_mask[from] & goal) || blockers) return FAULT_BISHOP;
             break;
         case ROOK:
-            if (!(rook_mask[from] & goal) || blockers) return 10;
+            if (!(rook_mask[from] & goal) || blockers) return FAULT_ROOK;
             break;
+        // The queen goes like either.
         case QUEEN:
-            if (!((bishop_mask[from] | rook_mask[from]) & goal) || blockers) return 11;
+            if (!((bishop_mask[from] | rook_mask[from]) & goal) || blockers) return FAULT_QUEEN;
             break;
         default:
-            if (!(king_attacks[from] & goal)) return 12;
+            if (!(king_attacks[from] & goal)) return FAULT_KING;
             break;
     }
-    return is_move_legal(position, side, move) ? 0 : 14;
+    return is_move_legal(position, side, move) ? NO_FAULT : FAULT_ILLEGAL;
 }
 
+// One line for a move that no legal search can have stored: two positions share the key, or memory is damaged.
 static void report_illegal_move(const Position *position, Move move, int code) {
     char fen[FEN_SIZE];
     position_to_fen(position, fen, 0);
@@ -209,10 +233,11 @@ bool hash_probe(Position *position, int *score, int *eval, int *depth, Move *mov
                static_cast<u64>(hash_table.age) << 56;
         entry->high.store(high, std::memory_order_relaxed);
     }
+    // Check word, then the move itself.
     const Move stored_move = static_cast<Move>(high);
     const int stored_score = static_cast<i16>(high >> 32);
     if (static_cast<u32>(low >> 32) != check_word(position->key, stored_move, stored_score)) return false;
-    if (const int fault = hash_move_fault(position, stored_move)) {
+    if (const HashMoveFault fault = hash_move_fault(position, stored_move)) {
         report_illegal_move(position, stored_move, fault);
         entry->high.store(high & ~0xFFFFULL, std::memory_order_relaxed);
         return false;
@@ -235,6 +260,7 @@ void hash_store(const Position *position, int ply, int depth, Move move, int eva
     else if (score >= MATE_BOUND) score += ply;
     HashEntry *bucket = hash_table.sides[position->stm] + (position->key & hash_table.mask);
     const u32 key_word = static_cast<u32>(position->key);
+    // The entry to write: the position's own, else one by age.
     int target = -1;
     for (int i = 0; i < 4 && target < 0; ++i)
         if (static_cast<u32>(bucket[i].low.load(std::memory_order_relaxed)) == key_word) target = i;

@@ -294,19 +294,13 @@ static void enter_node(const NodeState *node) {
 // the window; what searches moves returns their score.
 int search_node(Position *position, int side, int ply, int depth, int alpha, int beta, NodeType node_type, u16 *pv) {
     ThreadState *thread = thread_of(position);
-    // 1. Node count.
+    // 1-3. Node count; limits, by the master alone; stop.
     thread->nodes += 1;
-
-    // 2. Limits, by the master alone.
     if (thread->thread_id == 0) check_node_limits(thread);
-
-    // 3. Stop.
     if (search_run.stop) return 0;
 
-    // 4. Selective depth: the longest line so far.
+    // 4-5. Selective depth, the longest line so far; prefetch of the hash bucket, well before step 12 reads it.
     if (thread->seldepth < ply) thread->seldepth = static_cast<i16>(ply);
-
-    // 5. Prefetch of the hash bucket, well before step 12 reads it.
     if (depth >= 0 && hash_table.memory) prefetch_bucket(side, position->key);
 
     // 6. The ply's record.

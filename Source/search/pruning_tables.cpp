@@ -27,6 +27,7 @@ static i8 reduction(int depth, int move_number, double offset, int s, float limi
     return static_cast<i8>(std::round(static_cast<float>(y)));
 }
 
+// Working copies first: the tables depend on them.
 void build_pruning_tables() {
     // The margins have eight entries; deeper settings can't be served.
     fp_depth = std::min<int>(settings.fp_depth, 7);
@@ -34,6 +35,7 @@ void build_pruning_tables() {
     nmp_depth = settings.nmp_depth;
     lmp_depth = settings.lmp_depth;
     lmr_depth = settings.lmr_depth;
+    // Margins shrink and reductions grow with the selectivity.
     const int s = std::clamp<int>(settings.selectivity, 20, 200);
     const float factor = static_cast<float>(1.5 / (0.5 + 0.01 * s));
     for (int depth = 0; depth < 8; ++depth) {
@@ -48,12 +50,14 @@ void build_pruning_tables() {
         }
 }
 
+// One line: margins of depths 1 to 7.
 static void print_margins(const char *title, const i16 *margins) {
     print_plain("%s", title);
     for (int depth = 1; depth < 8; ++depth) print_plain(" %d", margins[depth]);
     print_plain("\n");
 }
 
+// A line for each depth, a column for each move number.
 static void print_reductions(const i8 (*table)[32]) {
     for (int depth = 3; depth < 32; ++depth) {
         print_plain("%2d  ", depth);

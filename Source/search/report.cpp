@@ -56,15 +56,18 @@ static void line_text(const Relaxed<u16> *pv, int limit, bool folded, char *out,
     }
 }
 
+// UCI text of a score: 9900 and more mates, -9901 and less is mated; moves, not plies.
 static void score_text(int score, char *out, std::size_t size) {
     if (score > 9899) std::snprintf(out, size, "mate %d", (MATE_SCORE - score) / 2);
     else if (score < -9900) std::snprintf(out, size, "mate -%d", (score + SCORE_INFINITE) / 2);
     else std::snprintf(out, size, "cp %d", score);
 }
 
+// One line in the form of the mode: a front end reads it, or a person.
 void report_line(int thread_number, int line_number, int depth, int score, const Relaxed<u16> *pv) {
     char moves[1024];
     const double seconds = search_run.elapsed, nodes = static_cast<double>(published.totals.nodes);
+    // UCI. The rate is left out in the first milliseconds, when it means nothing.
     if (settings.uci_mode) {
         line_text(pv, MAX_PLY, false, moves, sizeof moves);
         const double counted = seconds + 0.002, rate = counted > 0.02 ? nodes / counted : 0.0;
@@ -78,6 +81,7 @@ void report_line(int thread_number, int line_number, int depth, int score, const
             moves);
         return;
     }
+    // Console.
     line_text(pv, search_run.stop ? CONSOLE_MOVES_FINAL : CONSOLE_MOVES, true, moves, sizeof moves);
     print_format("%02d] %02d%c %5.1f %7.0fK %5d  %s%s", thread_number, depth, line_number ? '.' : ' ', seconds,
                  nodes / 1000.0, score, moves, thread_number == 0 && line_number == search_limits.multipv ? "\n" : "");

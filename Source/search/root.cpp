@@ -171,12 +171,14 @@ static int search_root_move(const Attempt *attempt, MoveEntry *entry, int runnin
     const int reduction = root_reduction(attempt, root);
     bool open = full_window;
     make_move(position, entry->move);
+    // Scout.
     if (!full_window) {
         entry->score = static_cast<i16>(attempt->alpha - 1);
         const int score = -search_node(position, enemy, 2, depth - reduction - 1, -running_alpha - 1, -running_alpha,
                                        NODE_CUT, child_pv);
         open = score > running_alpha && !search_run.stop;
     }
+    // Full depth and window.
     if (open) {
         const int score =
             -search_node(position, enemy, 2, depth - 1, -attempt->beta, -attempt->alpha, NODE_PV, child_pv);
@@ -300,6 +302,7 @@ static void search_line(ThreadState *thread, int line, int depth, bool is_master
     }
 }
 
+// Workers share nothing but the hash table, so they should differ in depth and move order.
 int choose_worker_depth(ThreadState *thread, int depth) {
     // Well ahead of the master: as it comes.
     if (depth > search_run.depth + 2) return depth;
@@ -365,6 +368,7 @@ static void deepen(ThreadState *thread, bool is_master) {
     }
 }
 
+// The order of a search thread's work. Only the master looks at tables and ends the search.
 void root_search(i32 thread_index) {
     ThreadState *thread = worker_state(thread_index);
     if (!thread) return;

@@ -12,6 +12,7 @@ void make_root_list(ThreadState *thread) {
     const int side = position->stm;
     MoveEntry *kept = thread->plies[1].move_list;
     generate_ply_list(thread);
+    // Keeps the legal moves; en passant counts as a capture.
     for (const MoveEntry *entry = kept; entry->move != END_OF_LIST; ++entry) {
         if (!is_move_legal(position, side, entry->move)) continue;
         *kept = *entry;

@@ -109,6 +109,7 @@ static void filter_late_wins(ThreadState *thread) {
     rule_out(list, late);
 }
 
+// First removes moves, then asks whether distance has to come before searching.
 bool answer_from_tables(ThreadState *thread, Move *move, int *score) {
     Position *position = &thread->position;
     search_run.tb_move = 0;

@@ -11,6 +11,7 @@ SearchRun search_run;
 PublishedResult published;
 GameClock game_clock;
 
+// SearchStateBits.
 static std::atomic<u16> search_state;
 
 u16 read_search_state() { return search_state.load(std::memory_order_acquire); }
@@ -27,6 +28,7 @@ void reset_search_state() {
 
 SearchLimits limits_of_settings() {
     SearchLimits limits = {};
+    // Depth, nodes, time.
     limits.node_limit = settings.node_limit;
     limits.soft_node_limit = settings.soft_node_limit;
     limits.min_depth = settings.min_depth;
@@ -35,7 +37,7 @@ SearchLimits limits_of_settings() {
     limits.move_time = settings.move_time;
     limits.time_increment = settings.time_increment;
     limits.move_overhead = 0.001f * static_cast<float>(settings.move_overhead);
-    // What is printed, and by how many threads at which strength.
+    // Threads, lines, strength, and what is printed.
     limits.ponder = settings.ponder;
     limits.threads = settings.threads;
     limits.multipv = settings.multipv;

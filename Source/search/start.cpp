@@ -116,6 +116,7 @@ static void worker_thread(int *index) {
 }
 
 bool start_master_thread() {
+    // Detached: its SEARCH_DONE is waited for instead.
     thread_indices[0] = 0;
     workers_started = 0;
     if (!start_thread(&master, master_thread, &thread_indices[0])) return false;
@@ -135,6 +136,7 @@ void start_worker_threads() {
     }
 }
 
+// The master is not joined, see above.
 void join_search_threads() {
     search_run.stop = 1;
     for (int i = 1; i <= workers_started; ++i)
@@ -145,6 +147,7 @@ void join_search_threads() {
     workers_started = 0;
 }
 
+// No thread is started and nobody watches the clock or the input meanwhile.
 void search_with_limits(u16 state, const SearchLimits &limits) {
     write_search_state(state);
     search_setup(limits);

@@ -52,6 +52,7 @@ int init_thread_state(int index) {
     }
     thread->game.ply = 1;
     reset_results(thread);
+    // Published last: other threads may read it from now on.
     if (is_new) worker_states[index].store(thread, std::memory_order_release);
     return 0;
 }

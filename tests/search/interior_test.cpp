@@ -10,14 +10,16 @@
 #include "search/line.h"
 #include "search/search_state.h"
 #include "search/start.h"
+#include "search/workers.h"
 #include "support/engine.h"
 #include "support/fresh_search.h"
+#include "support/positions.h"
 
 TEST(Interior, ARepetitionInsideTheLineOrTwoAcrossTheRoot) {
     ThreadState *thread = start_engine();
     Position *position = &thread->position;
     const auto shuffle = [position] {
-        for (const Move move : {make_word(6, 21), make_word(62, 45), make_word(21, 6), make_word(45, 62)})
+        for (const Move move : {word_of("g1f3"), word_of("g8f6"), word_of("f3g1"), word_of("f6g8")})
             make_move(position, move);
     };
     shuffle();
@@ -34,7 +36,7 @@ TEST(Interior, ARepetitionInsideTheLineOrTwoAcrossTheRoot) {
 TEST(Interior, ANullMoveStopsTheWalk) {
     ThreadState *thread = start_engine();
     Position *position = &thread->position;
-    for (const Move move : {make_word(6, 21), make_word(62, 45), make_word(21, 6), make_word(45, 62)})
+    for (const Move move : {word_of("g1f3"), word_of("g8f6"), word_of("f3g1"), word_of("f6g8")})
         make_move(position, move);
     thread->game.game_stack[2].move = 0;
     EXPECT_FALSE(is_search_draw(position, 20));
@@ -74,7 +76,7 @@ TEST(Root, TheStackBoundsTheDepth) {
     settings.time_mode = 1;
     settings.move_time = 1e7f;
     // A game of 875 plies, knights going out and back; then pawns so that no repetition stands.
-    const Move out[] = {make_word(6, 21), make_word(62, 45), make_word(21, 6), make_word(45, 62)};
+    const Move out[] = {word_of("g1f3"), word_of("g8f6"), word_of("f3g1"), word_of("f6g8")};
     for (int i = 0; i < 875; ++i) make_move(position, out[i % 4]);
     position->fifty = 0;
     search_on_this_thread(SEARCH_BENCH);
@@ -115,4 +117,42 @@ TEST(Root, PositionsFullOfQueensStayInsideTheLists) {
     settings.node_limit = 300000;
     const SearchResult result = fresh_search("QQQQQQQK/QQQQQQQQ/8/8/8/8/qqqqqqqq/qqqqqqqk w - -", 20, 16);
     EXPECT_NE(result.best_move, "null");
+}
+
+// An expected cut node of depth 4 (too deep for static pruning) with a queen more: true if it passes. Its parent and
+// grandparent made the given moves; a null move is 0.
+static bool tries_null_move(Move parent, Move grandparent) {
+    constexpr int PLY = 4;
+    start_engine();
+    set_up("4k3/8/8/8/8/8/3PP3/3QK3 w - -");
+    search_setup(limits_of_settings());
+    EXPECT_EQ(init_thread_state(0), 0);
+    ThreadState *thread = worker_state(0);
+    MoveEntry moves[2] = {{grandparent, 0, 1, 0}, {parent, 0, 9, 0}};
+    thread->plies[PLY - 2].current_move = &moves[0];
+    thread->plies[PLY - 1].current_move = &moves[1];
+    thread->plies[PLY - 1].tb_wdl = TB_NO_ANSWER;
+    thread->plies[PLY - 1].move_flags = 0;
+    PlyRecord *record = &thread->plies[PLY];
+    record->move_list = record->current_move = thread->move_pool + PLY;
+    thread->game.ply = PLY;
+    u16 pv[PV_SIZE] = {};
+    EXPECT_GE(search_node(&thread->position, WHITE, PLY, 4, 0, 1, NODE_CUT, pv), 1);
+    thread->game.ply = 1;
+    return record->current_move->move == 0;  // a null move that cuts off is the last one made
+}
+
+TEST(Interior, NoSecondNullMoveInARowNorTwoPliesLater) {
+    EXPECT_TRUE(tries_null_move(word_of("e8e7"), word_of("e2e3")));
+    EXPECT_FALSE(tries_null_move(0, word_of("e2e3")));
+    EXPECT_FALSE(tries_null_move(word_of("e8e7"), 0));
+}
+
+// The half-move clock at 100 is a draw below the root, not at it: the root still answers with a move.
+TEST(Root, TheFiftyMoveRuleAtTheRoot) {
+    start_engine();
+    const SearchResult result = fresh_search("4k3/8/8/8/8/8/4P3/4K2R w - - 100 80", 5, 16);
+    EXPECT_NE(result.best_move, "null");
+    EXPECT_TRUE(result.best_move[0] == 'e' && result.best_move[1] == '2') << "only a pawn move is no draw";
+    EXPECT_GT(result.score, 0);
 }

@@ -195,3 +195,17 @@ TEST(Time, ASingleReplyStopsAtDepthSix) {
     time_check();
     EXPECT_EQ(search_run.stop, 1);
 }
+
+// An empty clock, and one below zero (a front end may send it): the floor of 5 ms from depth 2 on.
+TEST(Time, ClocksOfZeroAndBelow) {
+    for (const float clock : {0.0f, -1.0f, -1e6f}) {
+        begin(0.0f);
+        game_clock.remaining[WHITE] = clock;
+        time_check();
+        EXPECT_FLOAT_EQ(search_run.target_time, 0.005f) << clock;
+        begin(0.01f);
+        game_clock.remaining[WHITE] = clock;
+        time_check();
+        EXPECT_EQ(search_run.stop, 1) << clock;
+    }
+}

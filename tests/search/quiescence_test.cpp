@@ -74,12 +74,13 @@ TEST(Quiescence, DeltaPruningAtHigherDepth) {
     EXPECT_EQ(quiesce(fen, -599, 0, 1, 1).moves, 1);
 }
 
-// The rook's check from the first rank has no gain that a margin could refuse. Only the first ply has checks.
+// Ra8+ gains nothing, but no margin refuses a check. Only the first ply tries quiet checks.
 TEST(Quiescence, ChecksAreNotDeltaPruned) {
-    const char *fen = "nnn4k/6pp/8/8/8/8/8/R3K3 w - -";
-    EXPECT_EQ(quiesce(fen, -5000, 0, 1).moves, 0) << "Rxa8 takes 350, far too little, and gives no check";
-    const char *open = "7k/nnn3pp/8/8/8/8/8/R3K3 w - -";
-    EXPECT_EQ(quiesce(open, -5000, 0, 1, -1).moves, 0);
+    const char *check = "7k/6pp/8/1nnn4/8/8/8/R3K3 w - -";
+    EXPECT_EQ(quiesce(check, -5000, 0, 1, 0).moves, 1);
+    EXPECT_EQ(quiesce(check, -5000, 0, 1, -1).moves, 0);
+    // Rxa8 gains a knight, 350, and gives no check.
+    EXPECT_EQ(quiesce("nnn4k/6pp/8/8/8/8/8/R3K3 w - -", -5000, 0, 1, 0).moves, 0);
 }
 
 // Queen takes a pawn that a pawn defends: 100 - 1060, skipped. A pawn that takes is not tested at all.

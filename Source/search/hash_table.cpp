@@ -151,6 +151,20 @@ enum HashMoveFault {
     FAULT_ILLEGAL = 14,  // leaves the king in check
 };
 
+// Does a piece of `type` move from one square to the other on this board?
+static HashMoveFault step_fault(const Position *position, int type, Square from, Square to) {
+    const Bitboard blockers = between[from][to] & occupied(*position), goal = bit(to);
+    switch (type) {
+        case PAWN: return is_pawn_geometry(position, position->stm, from, to) ? NO_FAULT : FAULT_PAWN;
+        case KNIGHT: return knight_attacks[from] & goal ? NO_FAULT : FAULT_KNIGHT;
+        // Sliders: the masks hold the lines of an empty board.
+        case BISHOP: return bishop_mask[from] & goal && !blockers ? NO_FAULT : FAULT_BISHOP;
+        case ROOK: return rook_mask[from] & goal && !blockers ? NO_FAULT : FAULT_ROOK;
+        case QUEEN: return (bishop_mask[from] | rook_mask[from]) & goal && !blockers ? NO_FAULT : FAULT_QUEEN;
+        default: return king_attacks[from] & goal ? NO_FAULT : FAULT_KING;
+    }
+}
+
 // The first test that an entry's move fails; the move is not trusted in any way. A castling is tested by its path alone.
 static HashMoveFault hash_move_fault(Position *position, Move move) {
     const Square from = from_of(move), to = to_of(move);
@@ -177,29 +191,8 @@ static HashMoveFault hash_move_fault(Position *position, Move move) {
     } else if (type == PAWN && relative_rank(side, from) == 6) {
         return FAULT_FLAGS;
     }
-    // Geometry, and the way between.
-    const Bitboard blockers = between[from][to] & occupancy, goal = bit(to);
-    switch (type) {
-        case PAWN:
-            if (!is_pawn_geometry(position, side, from, to)) return FAULT_PAWN;
-            break;
-        case KNIGHT:
-            if (!(knight_attacks[from] & goal)) return FAULT_KNIGHT;
-            break;
-        case BISHOP:
-            if (!(bishop_mask[from] & goal) || blockers) return FAULT_BISHOP;
-            break;
-        case ROOK:
-            if (!(rook_mask[from] & goal) || blockers) return FAULT_ROOK;
-            break;
-        // The queen goes like either.
-        case QUEEN:
-            if (!((bishop_mask[from] | rook_mask[from]) & goal) || blockers) return FAULT_QUEEN;
-            break;
-        default:
-            if (!(king_attacks[from] & goal)) return FAULT_KING;
-            break;
-    }
+    // Geometry, and the squares between.
+    if (const HashMoveFault fault = step_fault(position, type, from, to)) return fault;
     return is_move_legal(position, side, move) ? NO_FAULT : FAULT_ILLEGAL;
 }
 
@@ -236,6 +229,7 @@ bool hash_probe(Position *position, int *score, int *eval, int *depth, Move *mov
     // Check word, then the move itself.
     const Move stored_move = static_cast<Move>(high);
     const int stored_score = static_cast<i16>(high >> 32);
+    // A check word that does not match: another position with the same low bits, or a torn write.
     if (static_cast<u32>(low >> 32) != check_word(position->key, stored_move, stored_score)) return false;
     if (const HashMoveFault fault = hash_move_fault(position, stored_move)) {
         report_illegal_move(position, stored_move, fault);

@@ -290,6 +290,17 @@ static void enter_node(const NodeState *node) {
     node->pv[node->ply] = node->pv[node->ply + 1] = 0;
 }
 
+// Internal iterative deepening: if the hash entry is missing or too shallow, a search of half the depth (in PV nodes)
+// or a quarter finds the move to try first. False if it was stopped.
+static bool deepen_internally(const NodeState *node) {
+    const int iid_depth = node->depth / (node->node_type == NODE_PV ? 2 : 4);
+    if (node->hash_depth >= iid_depth) return true;
+    search_moves(node->position, node->side, node->ply, iid_depth, node->alpha, node->beta, node->node_type, node->pv);
+    if (search_run.stop) return false;
+    node->record->hash_move = node->pv[node->ply];
+    return true;
+}
+
 // The steps are in the order in which they can settle the node, the cheap ones first. What cuts off returns a bound of
 // the window; what searches moves returns their score.
 int search_node(Position *position, int side, int ply, int depth, int alpha, int beta, NodeType node_type, u16 *pv) {
@@ -359,14 +370,8 @@ int search_node(Position *position, int side, int ply, int depth, int alpha, int
         if (try_null_move(&node, material)) return node.result;
     }
 
-    // 21. Internal iterative deepening, from depth 4: if the hash entry is missing or too shallow, a search of half the
-    // depth (in PV nodes) or a quarter finds the move to try first.
-    const int iid_depth = node.depth / (node_type == NODE_PV ? 2 : 4);
-    if (node.depth >= IID_DEPTH && node.hash_depth < iid_depth) {
-        search_moves(position, side, ply, iid_depth, node.alpha, node.beta, node_type, pv);
-        if (search_run.stop) return 0;
-        record->hash_move = pv[ply];
-    }
+    // 21. Internal iterative deepening, from depth 4.
+    if (node.depth >= IID_DEPTH && !deepen_internally(&node)) return 0;
 
     // 22. The moves.
     return search_moves(position, side, ply, node.depth, node.alpha, node.beta, node_type, pv);

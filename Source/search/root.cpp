@@ -184,6 +184,7 @@ static int search_root_move(const Attempt *attempt, MoveEntry *entry, int runnin
             -search_node(position, enemy, 2, depth - 1, -attempt->beta, -attempt->alpha, NODE_PV, child_pv);
         entry->score = static_cast<i16>(std::max(attempt->alpha, score));
     }
+    // The score orders the next attempt.
     unmake_move(position);
     return entry->score;
 }

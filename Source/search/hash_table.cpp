@@ -73,7 +73,7 @@ void clear_hash_table() {
     else clear_hash_parallel();
 }
 
-// Makes the block of so many megabytes and the views on it; false when memory can't be had. Half the
+// Makes the block of `megabytes` and the views on it; false if memory can't be had. Half the
 // block serves each side; the mask is a power of two, so a size that is none leaves the rest of each half
 // idle. Eight units after each half take the buckets that begin at its end.
 static bool make_table(int megabytes) {

@@ -55,14 +55,14 @@ void hash_store(const Position *position, int ply, int depth, Move move, int eva
 // Recounts hash_table.fill from the first 1000 entries.
 void count_hashfull();
 
-// Asks for the bucket of a position's key before it is needed; a bucket can lie over two cache lines.
+// Prefetches the key's bucket. A bucket may straddle two cache lines.
 // Always inlined: as a function that only prefetches, the compiler takes it to do nothing.
 [[gnu::always_inline]] inline void prefetch_bucket(int side, u64 key) {
     const HashEntry *bucket = hash_table.sides[side] + (key & hash_table.mask);
     __builtin_prefetch(bucket, 0, 3);
     __builtin_prefetch(bucket + 4, 0, 3);
 }
-// The same for the position behind a move, ahead of the tests that the move must pass. The key is
+// The same for the position after a move, before the move is tested. The key is
 // right for plain moves, captures and double steps; a miss costs nothing but the line.
 [[gnu::always_inline]] inline void prefetch_child(const Position *position, const MoveEntry *entry) {
     if (!hash_table.memory) return;

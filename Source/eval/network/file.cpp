@@ -117,15 +117,16 @@ static void add_largest(const i16 *rows, int half, int sign, int count, i32 *rea
         i16 largest[MAX_COUNT][BLOCK] = {};
         for (int square = 0; square < 64; ++square) {
             const i16 *row = rows + static_cast<std::size_t>(square) * static_cast<std::size_t>(half) + from;
-            for (int rank = 0, node = 0; node < nodes; ++node) {
-                // -32768 counts as 32767, which is too much already.
-                i16 value = static_cast<i16>(sign > 0 ? row[node] : row[node] == -32768 ? 32767 : -row[node]);
-                for (rank = 0; rank < count; ++rank) {
+            i16 rest[BLOCK];
+            // -32768 counts as 32767, which is too much already.
+            for (int node = 0; node < nodes; ++node)
+                rest[node] = static_cast<i16>(sign > 0 ? row[node] : row[node] == -32768 ? 32767 : -row[node]);
+            for (int rank = 0; rank < count; ++rank)
+                for (int node = 0; node < nodes; ++node) {
                     const i16 held = largest[rank][node];
-                    largest[rank][node] = value > held ? value : held;
-                    value = value > held ? held : value;
+                    largest[rank][node] = rest[node] > held ? rest[node] : held;
+                    rest[node] = rest[node] > held ? held : rest[node];
                 }
-            }
         }
         for (int rank = 0; rank < count; ++rank)
             for (int node = 0; node < nodes; ++node) reach[from + node] += largest[rank][node];

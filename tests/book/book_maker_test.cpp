@@ -282,7 +282,7 @@ TEST_F(BookMaker, InputThatCannotBeReadKeepsTheOldBook) {
     for (const char *name : {"absent.pgn", "folder"}) {
         testing::internal::CaptureStderr();
         make_from_file(name);
-        const std::string reason = *name == 'a' ? "No such file or directory" : "Is a directory";
+        const std::string reason = *name == 'a' ? "No such file or directory" : directory_reason();
         EXPECT_EQ(testing::internal::GetCapturedStderr(), "error reading " + std::string(name) + ": " + reason + "\n");
         EXPECT_EQ(printed, "");
         EXPECT_FALSE(made);
@@ -294,7 +294,7 @@ TEST_F(BookMaker, OutputThatCannotBeWritten) {
     std::filesystem::create_directories("tmp_book.bin/inside");
     testing::internal::CaptureStderr();
     make_from(games(5, "1-0", "e4"));
-    EXPECT_EQ(testing::internal::GetCapturedStderr(), "error writing tmp_book.bin: Is a directory\n");
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "error writing tmp_book.bin: " + directory_reason() + "\n");
     EXPECT_FALSE(made);
     EXPECT_EQ(printed,
               " Creating file tmp_book.bin from games in games.pgn\n"

@@ -162,7 +162,7 @@ TEST_F(Options, TheLogOpensOnceAndOnlyPauses) {
     set("Log", "true");
     set("MoveOverhead", "3");
     // The message is printed before the change applies: turning the log off is logged, turning it on is not.
-    EXPECT_EQ(read_file("tarn.log"),
+    EXPECT_EQ(read_text("tarn.log"),
               "info string MoveOverhead set to 1\ninfo string Log set to 0\n"
               "info string MoveOverhead set to 3\n");
 }

@@ -6,6 +6,7 @@
 #include "formats/output_file.h"
 #include "gtest/gtest.h"
 #include "support/files.h"
+#include "support/places.h"
 
 static std::vector<std::string> lines_of(const std::string &content, LineEnds ends = LINES_WITHOUT_CR) {
     ScratchDirectory directory;
@@ -58,7 +59,7 @@ TEST(InputFile, ReportsWhatItCannotRead) {
         },
         directory);
     EXPECT_EQ(errors, "error reading " + directory.file("no") + ": No such file or directory\nerror reading " +
-                          directory.path + ": Is a directory\n");
+                          directory.path + ": " + directory_reason() + "\n");
 }
 
 TEST(Extension, TheFirstIsChanged) {
@@ -104,10 +105,15 @@ TEST(OutputFileTest, LeftoversAndStrangeTargets) {
     EXPECT_TRUE(close_output(&file, OUTPUT_COMPLETE));
     EXPECT_EQ(read_file(name), "new");
     EXPECT_EQ(read_file(directory.file("x.tmp")), "of a program that was killed");
-    ASSERT_TRUE(open_output(&file, "/dev/null", OUTPUT_BINARY, nullptr));
+    const char *device = program_is_for_windows() ? "NUL" : "/dev/null";
+    ASSERT_TRUE(open_output(&file, device, OUTPUT_BINARY, nullptr));
+    EXPECT_STREQ(file.temporary, "") << "a device is written in place";
     EXPECT_TRUE(close_output(&file, OUTPUT_COMPLETE));
-    EXPECT_TRUE(std::filesystem::is_character_file("/dev/null"));
+    if (!program_is_for_windows()) {
+        EXPECT_TRUE(std::filesystem::is_character_file(device));
+    }
     testing::internal::CaptureStderr();
     EXPECT_FALSE(open_output(&file, directory.path.c_str(), OUTPUT_BINARY, nullptr));
-    EXPECT_EQ(testing::internal::GetCapturedStderr(), "error writing " + directory.path + ": Is a directory\n");
+    EXPECT_EQ(testing::internal::GetCapturedStderr(),
+              "error writing " + directory.path + ": " + directory_reason() + "\n");
 }

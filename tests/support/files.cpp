@@ -40,6 +40,8 @@ std::string read_file(const std::string &path) {
     return content.str();
 }
 
+std::string directory_reason() { return program_is_for_windows() ? "Permission denied" : "Is a directory"; }
+
 std::string read_text(const std::string &path) {
     const std::string content = read_file(path);
     if (!program_is_for_windows()) return content;

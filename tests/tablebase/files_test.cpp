@@ -1,6 +1,7 @@
 // Directories of tables, long ones too, and the sizes of complete files.
 #include <filesystem>
 
+#include "support/places.h"
 #include "support/table_directory.h"
 #include "tablebase/tb_files.h"
 
@@ -34,6 +35,7 @@ static std::string deep_directory(std::string path, std::size_t length) {
 
 TEST_F(TableFiles, LongDirectoryNames) {
     for (const std::size_t length : {143u, 300u, 1000u, 3000u}) {
+        if (program_is_for_windows() && length > 240) continue;  // names have at most 260 characters there
         const std::string deep = deep_directory(directory.path, length);
         ASSERT_EQ(deep.size(), length);
         std::error_code error;

@@ -10,7 +10,18 @@
 #include <sys/stat.h>
 #include <windows.h>
 
+// True for NUL, a pipe and the like, whatever attributes the system gives them.
+static bool is_device(const char *path) {
+    const HANDLE handle = CreateFileA(path, 0, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
+                                      OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS, nullptr);
+    if (handle == INVALID_HANDLE_VALUE) return false;
+    const bool device = GetFileType(handle) != FILE_TYPE_DISK;
+    CloseHandle(handle);
+    return device;
+}
+
 TargetKind target_kind(const char *path) {
+    if (is_device(path)) return TARGET_OTHER;
     const DWORD attributes = GetFileAttributesA(path);
     if (attributes == INVALID_FILE_ATTRIBUTES) return TARGET_NONE;
     if (attributes & (FILE_ATTRIBUTE_DIRECTORY | FILE_ATTRIBUTE_DEVICE)) return TARGET_OTHER;

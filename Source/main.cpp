@@ -6,7 +6,6 @@
 #include "about.h"
 #include "base/output.h"
 #include "base/settings.h"
-#include "base/text.h"
 #include "board/attacks.h"
 #include "book/book_maker.h"
 #include "command_line.h"

@@ -11,6 +11,7 @@
 // is answered by "error" and the reason; it changes nothing, but a position that can't be played ends the
 // game before it. The draws are those of the laws of chess: castling does not restart the count of fifty
 // moves, and an en-passant square counts for a repetition only when a pawn can legally capture there.
+#include <climits>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -18,6 +19,7 @@
 #include <vector>
 
 #include "base/settings.h"
+#include "base/text.h"
 #include "board/attacks.h"
 #include "board/fen.h"
 #include "board/make_move.h"
@@ -107,7 +109,7 @@ int number_field(const char *text, int index, int otherwise) {
         text += std::strcspn(text, " ");
         text += std::strspn(text, " ");
     }
-    return *text >= '0' && *text <= '9' ? std::atoi(text) : otherwise;
+    return *text >= '0' && *text <= '9' ? integer_in_range(text, 0, INT_MAX) : otherwise;
 }
 
 void start_game(PlayedGame *game, const char *text, bool chess960) {

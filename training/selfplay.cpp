@@ -9,7 +9,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <ctime>
-#include <new>
 #include <string>
 #include <vector>
 
@@ -128,12 +127,12 @@ static void print_progress(const Run &run, double seconds, double rate) {
     std::fprintf(stderr,
                  "%.0f s: %llu games (+%llu =%llu -%llu), %llu game and %llu inner positions, %.0f/s now, %.0f/s "
                  "on average, %lld in the files\n",
-                 seconds, static_cast<unsigned long long>(white + drawn + black),
+                 seconds, static_cast<unsigned long long>(white) + drawn + black,
                  static_cast<unsigned long long>(white), static_cast<unsigned long long>(drawn),
                  static_cast<unsigned long long>(black), static_cast<unsigned long long>(counters.game_records),
                  static_cast<unsigned long long>(counters.inner_records), rate,
                  static_cast<double>(run_records(run)) / seconds,
-                 static_cast<long long>(run.records_before + run_records(run)));
+                 static_cast<long long>(run.records_before) + static_cast<long long>(run_records(run)));
 }
 
 // The last line: what the searches cost.

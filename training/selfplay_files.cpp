@@ -39,7 +39,7 @@ bool begin_run(const std::string &output, RunState *state) {
         return false;
     }
     state->run = length > 0 ? std::strtoll(text + 5, nullptr, 10) : 0;
-    const int written = std::snprintf(text, sizeof text, "runs %lld\n", static_cast<long long>(state->run + 1));
+    const int written = std::snprintf(text, sizeof text, "runs %lld\n", static_cast<long long>(state->run) + 1);
     if (pwrite(state->file, text, static_cast<std::size_t>(written), 0) != written || fsync(state->file) != 0)
         return fail("can't write", path);
     return true;

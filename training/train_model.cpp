@@ -10,7 +10,6 @@
 #include "engine_start.h"
 #include "eval/network/file.h"
 #include "platform/large_memory.h"
-#include "platform/process.h"
 #include "train_data.h"
 #include "train_sample.h"
 

@@ -51,6 +51,7 @@ std::vector<ReportRow> read_report_table(const std::string &path, u64 visits) {
         unsigned long long seen;
         double *heads = row.head_loss;
         const int read =
+            // NOLINTNEXTLINE(cert-err34-c): the lines are the program's own, so no number is out of range
             std::sscanf(line, "%llu,%lf,%lf,%lf,%lf,%lf,%lf,%lf,%lf,%lf,%lf,%lf,%lf,%lf,%lf,%lf,%lf", &seen,
                         &row.seconds, &row.rate, &row.training_loss, &row.held_out_loss, &heads[0], &heads[1],
                         &heads[2], &heads[3], &heads[4], &row.quantised_loss, &row.rounding_mean, &row.rounding_max,

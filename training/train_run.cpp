@@ -5,7 +5,6 @@
 #include <cmath>
 #include <cstdio>
 
-#include "board/position.h"
 #include "eval/network/forward.h"
 #include "platform/clock.h"
 #include "platform/process.h"

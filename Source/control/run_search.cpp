@@ -2,7 +2,6 @@
 #include "control/run_search.h"
 
 #include "base/output.h"
-#include "base/settings.h"
 #include "control/driver_state.h"
 #include "control/input_lines.h"
 #include "control/poll.h"

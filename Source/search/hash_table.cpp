@@ -165,7 +165,8 @@ static HashMoveFault step_fault(const Position *position, int type, Square from,
     }
 }
 
-// The first test that an entry's move fails; the move is not trusted in any way. A castling is tested by its path alone.
+// The first test that an entry's move fails; the move is not trusted in any way. A castling is tested by its path
+// alone.
 static HashMoveFault hash_move_fault(Position *position, Move move) {
     const Square from = from_of(move), to = to_of(move);
     const Move flags = flags_of(move);

@@ -3,7 +3,6 @@
 
 #include <algorithm>
 
-#include "board/attacks.h"
 #include "board/exchange.h"
 #include "board/make_move.h"
 #include "board/move_tests.h"

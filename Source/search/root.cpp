@@ -148,8 +148,8 @@ static void print_periodic_line(const ThreadState *thread) {
                  nodes / (seconds + 0.002), static_cast<double>(hash_table.fill) * 1000.0);
 }
 
-// Late-move reduction at the root: one ply for a quiet move after the third, from depth 4. Not in check, nor if the side
-// is being mated or has no pawn or no piece (zugzwang).
+// Late-move reduction at the root: one ply for a quiet move after the third, from depth 4. Not in check, nor if the
+// side is being mated or has no pawn or no piece (zugzwang).
 static int root_reduction(const Attempt *attempt, const PlyRecord *root) {
     const Position *position = &attempt->thread->position;
     const i32 material = position->material[position->stm];

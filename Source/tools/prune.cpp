@@ -5,12 +5,10 @@
 
 #include "base/output.h"
 #include "base/progress.h"
-#include "base/settings.h"
 #include "control/driver_state.h"
 #include "eval/network/file.h"
 #include "eval/network/forward.h"
 #include "formats/output_file.h"
-#include "search/search_state.h"
 #include "search/thread_state.h"
 
 // On the current drive; without drives, the name of a file in the working directory.

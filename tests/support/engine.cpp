@@ -8,8 +8,8 @@
 #include "eval/kpk.h"
 #include "eval/network/file.h"
 #include "search/hash_table.h"
-#include "search/search_state.h"
 #include "search/node_rate.h"
+#include "search/search_state.h"
 
 ThreadState *start_engine() {
     set_start_values();

@@ -220,7 +220,7 @@ static void write_game(std::FILE *file) {
     std::fputs("[Event \"Unknown\"]\n", file);
     char fen[FEN_SIZE];
     position_to_fen(position, fen, 0);
-    if (std::strcmp(fen, STARTPOS_FEN) || position->fifty)
+    if (std::strcmp(fen, STARTPOS_FEN) != 0 || position->fifty)
         std::fprintf(file, "[SetUp \"1\"]\n[FEN \"%s %d 1\"]\n", fen, position->fifty);
     while (master->game.game_ply < moves) {
         const Move move = master->game.game_stack[master->game.game_ply].move;

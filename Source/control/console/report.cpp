@@ -10,7 +10,6 @@
 #include "board/attacks.h"
 #include "board/exchange.h"
 #include "board/fen.h"
-#include "board/make_move.h"
 #include "board/notation.h"
 #include "book/book_probe.h"
 #include "control/console/game.h"

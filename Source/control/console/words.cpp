@@ -6,7 +6,6 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "base/output.h"
 #include "base/text.h"
 
 void split_words(const char *line, ConsoleWords *words) {

@@ -145,6 +145,11 @@ static void print_cost(const Run &run) {
                      nodes / records);
 }
 
+// True when the files hold as many positions as were asked for.
+static bool is_complete(const Run &run) {
+    return run.options.positions && run.records_before + run_records(run) >= run.options.positions;
+}
+
 // Watches the workers until the run is over: stopped, complete, out of time, or a worker failed.
 static bool watch_workers(Run *run, double start) {
     constexpr timespec PAUSE = {0, 100000000};
@@ -155,7 +160,7 @@ static bool watch_workers(Run *run, double start) {
         const double now = now_seconds();
         if (!reap_workers(run, WNOHANG)) return false;
         const i64 records = run_records(*run);
-        if (run->options.positions && run->records_before + records >= run->options.positions) return true;
+        if (is_complete(*run)) return true;
         if (run->options.seconds && now - start >= static_cast<double>(run->options.seconds)) return true;
         if (now - last_report < run->options.report) continue;
         print_progress(*run, now - start, static_cast<double>(records - last_records) / (now - last_report));
@@ -212,7 +217,8 @@ int main(int argc, char **argv) {
                  static_cast<long long>(run.records_before));
     catch_stop_signals();
     const double start = now_seconds();
-    bool good = start_workers(&run) && watch_workers(&run, start);
+    // A worker could finish a game before it is told to stop, so a complete run starts none.
+    bool good = is_complete(run) || (start_workers(&run) && watch_workers(&run, start));
     for (const pid_t worker : run.workers)
         if (worker) kill(worker, SIGTERM);
     good = reap_workers(&run, 0) && good;

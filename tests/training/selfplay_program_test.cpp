@@ -166,7 +166,7 @@ TEST(SelfplayProgram, FaultsAreNamed) {
 
 TEST(SelfplayProgram, ADamagedNetworkIsRefused) {
     const ScratchDirectory scratch;
-    const std::string network = read_file(project_path("Source/eval/embedded_network.bin"));
+    const std::string network = read_file(project_path("Source/eval/network/embedded_network.bin"));
     ASSERT_FALSE(network.empty());
     ASSERT_TRUE(write_file(scratch.file("cut.bin"), network.substr(0, network.size() / 2)));
     std::string errors;

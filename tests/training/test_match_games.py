@@ -153,28 +153,28 @@ class MatchTest(unittest.TestCase):
         self.assertIn("SPRT: H1 accepted", output)
 
     def test_interrupt_and_resume(self):
-        more = ("--games", "40", "--nodes", "1", "--state", self.path("state"), "--every", "1", "--max-moves", "60")
+        more = ("--games", "200", "--nodes", "1", "--state", self.path("state"), "--every", "1", "--max-moves", "60")
         run = subprocess.Popen(self.command("legal", "legal", *more), stdout=subprocess.PIPE, stderr=subprocess.STDOUT,
                                text=True)
         lines = []
-        while not lines or not lines[-1].startswith("2/40"):
+        while not lines or not lines[-1].startswith("2/200"):
             lines.append(run.stdout.readline())
             self.assertTrue(lines[-1], lines)
         run.send_signal(signal.SIGINT)
         run.send_signal(signal.SIGTERM)  # at once, so the same request
         output = run.communicate(timeout=HANG_GUARD)[0]
         self.assertEqual(run.returncode, match.EXIT_STOPPED, output)
-        self.assertRegex(output, r"alpha against beta, \d+ of 40 games")
+        self.assertRegex(output, r"alpha against beta, \d+ of 200 games")
         before = json.loads(self.read("summary.json"))["games"]
-        self.assertLess(before, 40)
+        self.assertLess(before, 200)
         # A record that the end of the first run cut short.
         with open(self.path("state"), "a", encoding="utf-8") as file:
             file.write('{"game": 39, "poi')
         code, output, summary, pgn = self.play("legal", "legal", *more)
         self.assertEqual(code, 0, output)
         self.assertIn(f"{before} games were played before", output)
-        self.assertEqual(summary["games"], 40)
-        self.assertEqual(pgn.count("[Event "), 40)
+        self.assertEqual(summary["games"], 200)
+        self.assertEqual(pgn.count("[Event "), 200)
         # Another match does not go on from this state.
         code, output, _, _ = self.play("legal", "illegal", *more)
         self.assertEqual(code, match.EXIT_USAGE)

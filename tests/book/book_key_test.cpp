@@ -1,4 +1,5 @@
 // Book keys against the published test positions and against what a key must not depend on.
+#include "support/positions.h"
 #include "book/book_key.h"
 
 #include "board/attacks.h"
@@ -86,7 +87,7 @@ TEST(BookKey, RightsAndSideCountSingly) {
 TEST(BookKey, HasNoSideEffectAndFollowsTheMoves) {
     Position *position = &start_engine()->position;
     const u64 search_key = position->key, before = book_key(position);
-    make_move(position, make_word(12, 28));
+    make_move(position, word_of("e2e4"));
     EXPECT_EQ(book_key(position), 0x823c9b50fd114196ULL);
     unmake_move(position);
     EXPECT_EQ(book_key(position), before);

@@ -1,4 +1,5 @@
 // Probing: the search on disk, the weights, the draw, and the printed lists.
+#include "support/positions.h"
 #include "book/book_probe.h"
 
 #include <cstring>
@@ -94,8 +95,8 @@ TEST_F(BookProbe, SeedsItselfOnceAndOnlyWithAFile) {
 
 TEST_F(BookProbe, SingleRecord) {
     write_weights({5});
-    EXPECT_EQ(probe(path, 0), make_word(12, 28));
-    EXPECT_EQ(probe(path, 999), make_word(12, 28));
+    EXPECT_EQ(probe(path, 0), word_of("e2e4"));
+    EXPECT_EQ(probe(path, 999), word_of("e2e4"));
     write({{START_KEY + 1, book_code("e2e4"), 5, 0}});
     EXPECT_EQ(probe(path, 0), 0);
     write({{START_KEY - 1, book_code("e2e4"), 5, 0}});
@@ -175,12 +176,12 @@ TEST_F(BookProbe, ZeroWeightAtTheHeadIsNeverPlayed) {
     std::vector<std::string> printed;
     for (u32 draw = 0; draw < 1000; ++draw) {
         const Move move = probe(path, draw, &printed);
-        EXPECT_TRUE(move == make_word(11, 27) || move == make_word(6, 21)) << draw;
+        EXPECT_TRUE(move == word_of("d2d4") || move == word_of("g1f3")) << draw;
         ASSERT_EQ(printed.size(), 1u);
         EXPECT_EQ(printed[0], "info string ( book moves are: d2d4 g1f3  )");
     }
-    EXPECT_EQ(probe(path, 0), make_word(11, 27));
-    EXPECT_EQ(probe(path, 999), make_word(6, 21));
+    EXPECT_EQ(probe(path, 0), word_of("d2d4"));
+    EXPECT_EQ(probe(path, 999), word_of("g1f3"));
 }
 
 static std::vector<i32> adjusted_of(const std::vector<u16> &weights, int variety, i32 *sum) {
@@ -263,7 +264,7 @@ TEST_F(BookProbe, ConsoleLines) {
     EXPECT_EQ(printed, (std::vector<std::string>{"  e2e4  cnt=   100, weight= 83.33% -> 100.00%",
                                                  "  d2d4  cnt=    20, weight= 16.67% ->  0.00%", "selecting e2e4"}));
     settings.info_min_time = 9999.0f;
-    EXPECT_EQ(probe(path, 0, &printed), make_word(12, 28));
+    EXPECT_EQ(probe(path, 0, &printed), word_of("e2e4"));
     EXPECT_TRUE(printed.empty());
 }
 
@@ -292,12 +293,12 @@ TEST_F(BookProbe, CastlingOfBothSpellings) {
     set_position_from_text(game(), "r3k2r/8/8/8/8/8/8/R3K2R b KQkq -");
     for (int field : {0, 4}) {
         write({{book_key(game()), book_code("e8h8", field), 9, 0}});
-        EXPECT_EQ(probe(path, 0), make_word(60, 62, CASTLE_KINGSIDE));
+        EXPECT_EQ(probe(path, 0), word_of("e8g8", CASTLE_KINGSIDE));
     }
     for (int field : {0, 1}) {
         write({{book_key(game()), book_code("e8a8", field), 9, 0}});
         std::vector<std::string> printed;
-        EXPECT_EQ(probe(path, 0, &printed), make_word(60, 58, CASTLE_QUEENSIDE));
+        EXPECT_EQ(probe(path, 0, &printed), word_of("e8c8", CASTLE_QUEENSIDE));
         EXPECT_EQ(printed[0], "info string ( book moves are: e8c8  )");
     }
 }
@@ -306,7 +307,7 @@ TEST_F(BookProbe, PromotionPrintsNoLetter) {
     set_position_from_text(game(), "8/P6k/8/8/8/8/7K/8 w - -");
     write({{book_key(game()), book_code("a7a8", 3), 9, 0}});
     std::vector<std::string> printed;
-    EXPECT_EQ(probe(path, 0, &printed), make_word(48, 56, PROMO_ROOK));
+    EXPECT_EQ(probe(path, 0, &printed), word_of("a7a8", PROMO_ROOK));
     EXPECT_EQ(printed[0], "info string ( book moves are: a7a8  )");
 }
 
@@ -314,7 +315,7 @@ TEST_F(BookProbe, PositionIsUnchangedAtAnyPly) {
     write_weights({100});
     root_thread_state->game.ply = 500;
     const Position before = *game();
-    EXPECT_EQ(probe(path, 0), make_word(12, 28));
+    EXPECT_EQ(probe(path, 0), word_of("e2e4"));
     EXPECT_EQ(std::memcmp(&before, game(), sizeof before), 0);
 }
 

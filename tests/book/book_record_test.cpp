@@ -1,4 +1,5 @@
 // Records on disk and the two codings of a book move.
+#include "support/positions.h"
 #include "book/book_record.h"
 
 #include "book_files.h"
@@ -47,31 +48,31 @@ TEST(BookRecord, IsWrittenAsItIsRead) {
 }
 
 TEST(BookMove, PlainAndPromotion) {
-    EXPECT_EQ(move_of_book_code(book_code("e2e4")), make_word(12, 28));
-    EXPECT_EQ(move_of_book_code(book_code("a1h8")), make_word(0, 63));
-    EXPECT_EQ(move_of_book_code(book_code("a7a8", 1)), make_word(48, 56, PROMO_KNIGHT));
-    EXPECT_EQ(move_of_book_code(book_code("a7a8", 2)), make_word(48, 56, PROMO_BISHOP));
-    EXPECT_EQ(move_of_book_code(book_code("a7a8", 3)), make_word(48, 56, PROMO_ROOK));
-    EXPECT_EQ(move_of_book_code(book_code("a7a8", 4)), make_word(48, 56, PROMO_QUEEN));
+    EXPECT_EQ(move_of_book_code(book_code("e2e4")), word_of("e2e4"));
+    EXPECT_EQ(move_of_book_code(book_code("a1h8")), word_of("a1h8"));
+    EXPECT_EQ(move_of_book_code(book_code("a7a8", 1)), word_of("a7a8", PROMO_KNIGHT));
+    EXPECT_EQ(move_of_book_code(book_code("a7a8", 2)), word_of("a7a8", PROMO_BISHOP));
+    EXPECT_EQ(move_of_book_code(book_code("a7a8", 3)), word_of("a7a8", PROMO_ROOK));
+    EXPECT_EQ(move_of_book_code(book_code("a7a8", 4)), word_of("a7a8", PROMO_QUEEN));
     for (int field = 5; field <= 7; ++field)
-        EXPECT_EQ(move_of_book_code(book_code("a7a8", field)), make_word(48, 56)) << field;
-    EXPECT_EQ(move_of_book_code(0x8000 | book_code("e2e4")), make_word(12, 28)) << "bit 15 is not read";
+        EXPECT_EQ(move_of_book_code(book_code("a7a8", field)), word_of("a7a8")) << field;
+    EXPECT_EQ(move_of_book_code(0x8000 | book_code("e2e4")), word_of("e2e4")) << "bit 15 is not read";
 }
 
 TEST(BookMove, KingTakesRookIsCastling) {
-    EXPECT_EQ(move_of_book_code(book_code("e1h1")), make_word(4, 6, CASTLE_KINGSIDE));
-    EXPECT_EQ(move_of_book_code(book_code("e1a1")), make_word(4, 2, CASTLE_QUEENSIDE));
-    EXPECT_EQ(move_of_book_code(book_code("e8h8")), make_word(60, 62, CASTLE_KINGSIDE));
-    EXPECT_EQ(move_of_book_code(book_code("e8a8")), make_word(60, 58, CASTLE_QUEENSIDE));
+    EXPECT_EQ(move_of_book_code(book_code("e1h1")), word_of("e1g1", CASTLE_KINGSIDE));
+    EXPECT_EQ(move_of_book_code(book_code("e1a1")), word_of("e1c1", CASTLE_QUEENSIDE));
+    EXPECT_EQ(move_of_book_code(book_code("e8h8")), word_of("e8g8", CASTLE_KINGSIDE));
+    EXPECT_EQ(move_of_book_code(book_code("e8a8")), word_of("e8c8", CASTLE_QUEENSIDE));
     // The king's goal is no castling in a book, and other rows are none either.
-    EXPECT_EQ(move_of_book_code(book_code("e1g1")), make_word(4, 6));
-    EXPECT_EQ(move_of_book_code(book_code("e1h8")), make_word(4, 63));
-    EXPECT_EQ(move_of_book_code(book_code("e8a1")), make_word(60, 0));
+    EXPECT_EQ(move_of_book_code(book_code("e1g1")), word_of("e1g1"));
+    EXPECT_EQ(move_of_book_code(book_code("e1h8")), word_of("e1h8"));
+    EXPECT_EQ(move_of_book_code(book_code("e8a1")), word_of("e8a1"));
 }
 
 TEST(BookMove, CastlingIsWrittenWithItsFlagAndReadBack) {
-    const Move castlings[] = {make_word(4, 6, CASTLE_KINGSIDE), make_word(4, 2, CASTLE_QUEENSIDE),
-                              make_word(60, 62, CASTLE_KINGSIDE), make_word(60, 58, CASTLE_QUEENSIDE)};
+    const Move castlings[] = {word_of("e1g1", CASTLE_KINGSIDE), word_of("e1c1", CASTLE_QUEENSIDE),
+                              word_of("e8g8", CASTLE_KINGSIDE), word_of("e8c8", CASTLE_QUEENSIDE)};
     const u16 codes[] = {book_code("e1h1", 4), book_code("e1a1", 1), book_code("e8h8", 4), book_code("e8a8", 1)};
     for (int i = 0; i < 4; ++i) {
         EXPECT_EQ(book_code_of_move(castlings[i]), codes[i]);
@@ -80,9 +81,9 @@ TEST(BookMove, CastlingIsWrittenWithItsFlagAndReadBack) {
 }
 
 TEST(BookMove, WritingLooksAtSquaresOnly) {
-    EXPECT_EQ(book_code_of_move(make_word(12, 28)), book_code("e2e4"));
-    EXPECT_EQ(book_code_of_move(make_word(4, 6)), book_code("e1h1")) << "a queen's e1g1";
-    EXPECT_EQ(book_code_of_move(make_word(6, 4)), book_code("g1e1"));
+    EXPECT_EQ(book_code_of_move(word_of("e2e4")), book_code("e2e4"));
+    EXPECT_EQ(book_code_of_move(word_of("e1g1")), book_code("e1h1")) << "a queen's e1g1";
+    EXPECT_EQ(book_code_of_move(word_of("g1e1")), book_code("g1e1"));
     const Move flags[] = {PROMO_KNIGHT, PROMO_BISHOP, PROMO_ROOK, PROMO_QUEEN};
-    for (int i = 0; i < 4; ++i) EXPECT_EQ(book_code_of_move(make_word(9, 0, flags[i])), book_code("b2a1", i + 1));
+    for (int i = 0; i < 4; ++i) EXPECT_EQ(book_code_of_move(word_of("b2a1", flags[i])), book_code("b2a1", i + 1));
 }

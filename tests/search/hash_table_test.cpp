@@ -1,5 +1,6 @@
 // The transposition table: geometry, replacement, ageing, mate distances, untrusted moves.
 #include "search/hash_table.h"
+#include "support/positions.h"
 
 #include "base/settings.h"
 #include "board/fen.h"
@@ -26,7 +27,7 @@ static Position *set_up(const char *fen) {
     return &master->position;
 }
 
-static const Move E2E4 = make_word(12, 28);
+static const Move E2E4 = word_of("e2e4");
 
 TEST(HashTable, StoresAndFinds) {
     Position *position = set_up(STARTPOS_FEN);
@@ -43,7 +44,7 @@ TEST(HashTable, StoresAndFinds) {
 
 TEST(HashTable, TheSideSelectsTheTable) {
     Position *position = set_up("4k3/8/8/8/8/8/8/R3K3 w - -");
-    hash_store(position, 1, 4, make_word(0, 8), 0, 0, BOUND_EXACT);
+    hash_store(position, 1, 4, word_of("a1a2"), 0, 0, BOUND_EXACT);
     EXPECT_TRUE(probe(position).hit);
     position->stm = BLACK;
     EXPECT_FALSE(probe(position).hit);
@@ -119,7 +120,7 @@ TEST(HashTable, TheLastIndexUsesTheSpareEntries) {
         const HashEntry *last = hash_table.sides[side] + hash_table.mask;
         EXPECT_LT(last + 4, hash_table.memory + (hash_table.entries | 16));
         EXPECT_FALSE(probe(position).hit);
-        hash_store(position, 1, 3, side ? make_word(52, 36) : E2E4, 0, 1, BOUND_EXACT);
+        hash_store(position, 1, 3, side ? word_of("e7e5") : E2E4, 0, 1, BOUND_EXACT);
         EXPECT_TRUE(probe(position).hit);
     }
 }
@@ -154,19 +155,19 @@ TEST(HashTable, AWrongMoveIsReportedAndDropped) {
         Move move;
         int code;
     } const cases[] = {
-        {make_word(12, 12), 1},  // nowhere
-        {make_word(20, 28), 2},  // from an empty square
-        {make_word(12, 60), 2},  // onto a king
-        {make_word(52, 44), 3},  // the other side's pawn
-        {make_word(0, 8), 4},    // onto an own piece
-        {make_word(12, 28, PROMO_QUEEN), 6},
-        {make_word(12, 21), 7},  // a diagonal pawn step onto nothing
-        {make_word(12, 36), 7},  // three steps
-        {make_word(1, 19), 8},
-        {make_word(2, 20), 9},  // through the own pawn
-        {make_word(0, 16), 10},
-        {make_word(3, 19), 11},
-        {make_word(4, 6, CASTLE_KINGSIDE), 12},  // the path is blocked
+        {word_of("e2e2"), 1},  // nowhere
+        {word_of("e3e4"), 2},  // from an empty square
+        {word_of("e2e8"), 2},  // onto a king
+        {word_of("e7e6"), 3},  // the other side's pawn
+        {word_of("a1a2"), 4},  // onto an own piece
+        {word_of("e2e4", PROMO_QUEEN), 6},
+        {word_of("e2f3"), 7},  // a diagonal pawn step onto nothing
+        {word_of("e2e5"), 7},  // three steps
+        {word_of("b1d3"), 8},
+        {word_of("c1e3"), 9},  // through the own pawn
+        {word_of("a1a3"), 10},
+        {word_of("d1d3"), 11},
+        {word_of("e1g1", CASTLE_KINGSIDE), 12},  // the path is blocked
     };
     for (const auto &bad : cases) {
         hash_store(position, 1, 3, bad.move, 0, 1, BOUND_EXACT);
@@ -188,7 +189,7 @@ TEST(HashTable, AWrongMoveIsReportedAndDropped) {
 
 TEST(HashTable, APinnedPieceIsCode14) {
     Position *position = set_up("4r1k1/8/8/8/8/8/4N3/4K3 w - -");
-    hash_store(position, 1, 3, make_word(12, 29), 0, 1, BOUND_EXACT);
+    hash_store(position, 1, 3, word_of("e2f4"), 0, 1, BOUND_EXACT);
     testing::internal::CaptureStdout();
     EXPECT_FALSE(probe(position).hit);
     EXPECT_NE(testing::internal::GetCapturedStdout().find("code= 14"), std::string::npos);
@@ -197,7 +198,7 @@ TEST(HashTable, APinnedPieceIsCode14) {
 TEST(HashTable, Chess960CastlingOntoTheOwnRookIsAccepted) {
     Position *position = set_up("4k3/8/8/8/8/8/8/5KR1 w G -");
     ASSERT_EQ(position->castling, 1);
-    hash_store(position, 1, 3, make_word(5, 6, CASTLE_KINGSIDE), 0, 1, BOUND_EXACT);
+    hash_store(position, 1, 3, word_of("f1g1", CASTLE_KINGSIDE), 0, 1, BOUND_EXACT);
     EXPECT_TRUE(probe(position).hit);
 }
 

@@ -1,5 +1,6 @@
 // The order in which moves are handed out.
 #include "search/move_picker.h"
+#include "support/positions.h"
 
 #include <algorithm>
 #include <string>
@@ -54,7 +55,7 @@ static std::string first_texts(const std::vector<Picked> &moves, std::size_t cou
 }
 
 TEST(MovePicker, TheHashMoveComesFirstAndAgainAmongTheQuiets) {
-    const std::vector<Picked> moves = pick_all(STARTPOS_FEN, PICK_SEARCH, make_word(12, 28));
+    const std::vector<Picked> moves = pick_all(STARTPOS_FEN, PICK_SEARCH, word_of("e2e4"));
     ASSERT_EQ(moves.size(), 21u);
     EXPECT_EQ(moves[0].text, "e2e4");
     EXPECT_EQ(moves[0].score, 255);

@@ -1,6 +1,7 @@
 // The root move by distance.
 #include <algorithm>
 
+#include "support/positions.h"
 #include "board/notation.h"
 #include "support/table_directory.h"
 
@@ -61,11 +62,11 @@ TEST_F(RootRanking, PromotionsAsEngineMoves) {
     Move move = 0;
     TbWdl result = TB_NO_ANSWER;
     ASSERT_TRUE(tb_root_rank(position, &move, &result));
-    EXPECT_EQ(move, make_word(8, 0, PROMO_QUEEN));
+    EXPECT_EQ(move, word_of("a2a1", PROMO_QUEEN));
     // Promoting to a queen would be stalemate; a rook wins.
     position = set_up("8/k1P5/2K5/8/8/8/8/8 w - - 11 1");
     ASSERT_TRUE(tb_root_rank(position, &move, &result));
-    EXPECT_EQ(move, make_word(50, 58, PROMO_ROOK));
+    EXPECT_EQ(move, word_of("c7c8", PROMO_ROOK));
     EXPECT_EQ(result, TB_WIN);
 }
 

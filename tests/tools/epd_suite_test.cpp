@@ -1,4 +1,5 @@
 // Test suites: judging answers, the summary, and the expansion into the positions after good moves.
+#include "support/positions.h"
 #include "tools/epd_suite.h"
 
 #include <set>
@@ -18,7 +19,7 @@
 // The totals after judging 1. e4 as the answer at the start position.
 static SuiteTotals judged(const char *bm, const char *am, const char *c0) {
     start_engine();
-    published.pv[1] = make_word(12, 28);
+    published.pv[1] = word_of("e2e4");
     SuiteTotals totals{};
     judge_answer(bm, am, c0, &totals);
     return totals;
@@ -67,7 +68,7 @@ TEST(SuiteJudge, PointsAreDividedByTheFirstEqualsSign) {
 TEST(SuiteJudge, APromotionKeepsItsEqualsSign) {
     start_engine();
     set_position_from_text(&root_thread_state->position, "8/P6k/8/8/8/8/8/K7 w - -");
-    published.pv[1] = static_cast<u16>(make_word(48, 56) | PROMO_QUEEN);
+    published.pv[1] = static_cast<u16>(word_of("a7a8") | PROMO_QUEEN);
     SuiteTotals totals{};
     judge_answer("", "", "\"a8=N=2, a8=Q=7\"", &totals);
     EXPECT_EQ(totals.points, 7);

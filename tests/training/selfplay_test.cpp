@@ -7,6 +7,7 @@
 
 #include <gtest/gtest.h>
 
+#include "support/positions.h"
 #include "base/settings.h"
 #include "board/attacks.h"
 #include "board/fen.h"
@@ -169,7 +170,7 @@ TEST_F(Selfplay, OnlyQuietPositionsAreLabelledQuiet) {
     EXPECT_FALSE(label("6k1/5ppp/8/8/8/8/5PPP/R5K1 w - -").quiet) << "mates";
     EXPECT_FALSE(label("7k/5Q2/6K1/8/8/8/8/8 b - -").quiet) << "stalemate";
     const Labelled en_passant = label("7k/8/8/3pP3/8/8/8/K7 w - d6");
-    EXPECT_EQ(en_passant.best, make_word(36, 43)) << "e5 takes d6";
+    EXPECT_EQ(en_passant.best, word_of("e5d6")) << "e5 takes d6";
     EXPECT_FALSE(en_passant.quiet);
 }
 

@@ -1,4 +1,5 @@
 // Console lines: the choice of the command, and the commands that set only a word or two.
+#include "support/positions.h"
 #include "control/console/console.h"
 
 #include "board/fen.h"
@@ -90,7 +91,7 @@ TEST_F(ConsoleCommand, GoClearsTheHashUnlessItIsKept) {
     int score = 0, eval = 0, depth = 0, bound = 0;
     Move move = 0;
     const auto stored = [&] { return hash_probe(position, &score, &eval, &depth, &move, &bound); };
-    hash_store(position, 1, 7, make_word(12, 28), 10, 20, BOUND_EXACT);
+    hash_store(position, 1, 7, word_of("e2e4"), 10, 20, BOUND_EXACT);
     ASSERT_TRUE(stored());
     run("set hash 2");
     run("go");

@@ -1,4 +1,5 @@
 // Positions from test.epd, games from and to PGN files.
+#include "support/positions.h"
 #include "control/console/game_file.h"
 
 #include <filesystem>
@@ -134,7 +135,7 @@ TEST_F(ConsoleGameFile, GetClearsTheHashWithoutAFileToo) {
     Position *position = &root_thread_state->position;
     int score = 0, eval = 0, depth = 0, bound = 0;
     Move move = 0;
-    hash_store(position, 1, 7, make_word(12, 28), 10, 20, BOUND_EXACT);
+    hash_store(position, 1, 7, word_of("e2e4"), 10, 20, BOUND_EXACT);
     expect_board("get one", "can't open test.epd: No such file or directory\n");
     EXPECT_FALSE(hash_probe(position, &score, &eval, &depth, &move, &bound));
     EXPECT_EQ(fen(), STARTPOS_FEN);

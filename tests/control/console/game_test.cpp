@@ -1,4 +1,5 @@
 // Setting positions up, walking through the game, the end of a game.
+#include "support/positions.h"
 #include "control/console/game.h"
 
 #include "board/fen.h"
@@ -103,7 +104,7 @@ TEST_F(ConsoleGame, ReportsLeaveTheRecordedMovesAlone) {
     EXPECT_EQ(run("]"), "");
     // A line in the hash table for `pv` to walk: Nc6 is in it, and was never played.
     Position *position = &root_thread_state->position;
-    hash_store(position, 1, 7, make_word(57, 42), 10, 20, BOUND_EXACT);
+    hash_store(position, 1, 7, word_of("b8c6"), 10, 20, BOUND_EXACT);
     EXPECT_EQ(run("pv").rfind("PV: b8c6\n", 0), 0u);
     EXPECT_EQ(run("]"), "");
     run("perft 4");
@@ -112,7 +113,7 @@ TEST_F(ConsoleGame, ReportsLeaveTheRecordedMovesAlone) {
 }
 
 TEST_F(ConsoleGame, RedoEndsWithTheStack) {
-    const Move moves[4] = {make_word(6, 21), make_word(62, 45), make_word(21, 6), make_word(45, 62)};
+    const Move moves[4] = {word_of("g1f3"), word_of("g8f6"), word_of("f3g1"), word_of("f6g8")};
     for (int i = 0; i < GAME_STACK_SIZE; ++i) root_thread_state->game.game_stack[i].move = moves[i % 4];
     for (int i = 0; i < GAME_STACK_SIZE + 100; ++i) run("]");
     EXPECT_EQ(game_ply(), GAME_STACK_LIMIT);

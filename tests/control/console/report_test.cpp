@@ -1,4 +1,5 @@
 // The reports: hash line, exchanges, evaluation.
+#include "support/positions.h"
 #include "control/console/report.h"
 
 #include <cstring>
@@ -17,9 +18,9 @@ TEST_F(ConsoleReport, HashLine) {
     expect_board("pv", "PV: \n\n");
     // Two moves of a line in the hash, then an end.
     Position *position = &root_thread_state->position;
-    hash_store(position, 1, 7, make_word(12, 28), 10, 20, BOUND_EXACT);
+    hash_store(position, 1, 7, word_of("e2e4"), 10, 20, BOUND_EXACT);
     play({"e4"});
-    hash_store(position, 1, 7, make_word(52, 36), 10, 20, BOUND_EXACT);
+    hash_store(position, 1, 7, word_of("e7e5"), 10, 20, BOUND_EXACT);
     run("undo");
     expect_board("pv", "PV: e2e4 e7e5\n\n");
     EXPECT_EQ(fen(), STARTPOS_FEN);

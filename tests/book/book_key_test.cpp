@@ -1,6 +1,6 @@
 // Book keys against the published test positions and against what a key must not depend on.
-#include "support/positions.h"
 #include "book/book_key.h"
+#include "support/positions.h"
 
 #include "board/attacks.h"
 #include "board/fen.h"

@@ -1,6 +1,6 @@
 // Probing: the search on disk, the weights, the draw, and the printed lists.
-#include "support/positions.h"
 #include "book/book_probe.h"
+#include "support/positions.h"
 
 #include <cstring>
 #include <map>

@@ -1,6 +1,6 @@
 // Records on disk and the two codings of a book move.
-#include "support/positions.h"
 #include "book/book_record.h"
+#include "support/positions.h"
 
 #include "book_files.h"
 #include "gtest/gtest.h"

@@ -1,8 +1,8 @@
 // The root move by distance.
 #include <algorithm>
 
-#include "support/positions.h"
 #include "board/notation.h"
+#include "support/positions.h"
 #include "support/table_directory.h"
 
 struct Choice {

@@ -1,6 +1,6 @@
 // Test suites: judging answers, the summary, and the expansion into the positions after good moves.
-#include "support/positions.h"
 #include "tools/epd_suite.h"
+#include "support/positions.h"
 
 #include <set>
 

@@ -7,7 +7,6 @@
 
 #include <gtest/gtest.h>
 
-#include "support/positions.h"
 #include "base/settings.h"
 #include "board/attacks.h"
 #include "board/fen.h"
@@ -23,6 +22,7 @@
 #include "selfplay_inner.h"
 #include "selfplay_start.h"
 #include "support/engine.h"
+#include "support/positions.h"
 
 namespace {
 

@@ -1,6 +1,6 @@
 // Console lines: the choice of the command, and the commands that set only a word or two.
-#include "support/positions.h"
 #include "control/console/console.h"
+#include "support/positions.h"
 
 #include "board/fen.h"
 #include "control/driver_state.h"

@@ -1,6 +1,6 @@
 // Positions from test.epd, games from and to PGN files.
-#include "support/positions.h"
 #include "control/console/game_file.h"
+#include "support/positions.h"
 
 #include <filesystem>
 

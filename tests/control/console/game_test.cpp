@@ -1,6 +1,6 @@
 // Setting positions up, walking through the game, the end of a game.
-#include "support/positions.h"
 #include "control/console/game.h"
+#include "support/positions.h"
 
 #include "board/fen.h"
 #include "search/hash_table.h"

@@ -1,6 +1,6 @@
 // The reports: hash line, exchanges, evaluation.
-#include "support/positions.h"
 #include "control/console/report.h"
+#include "support/positions.h"
 
 #include <cstring>
 

@@ -26,7 +26,7 @@ ifeq ($(origin EXE),command line)
 .DEFAULT_GOAL := exe
 endif
 
-.PHONY: build everyday run test play bench install asan tsan clang windows test-windows network lint perf profile clean help \
+.PHONY: build everyday run test play bench install asan tsan clang windows test-windows stress network lint perf profile clean help \
     exe dist test-dist test-reproducible install-packages
 
 # The program as it is played: trained on its benchmark, and trained anew when a source has changed.
@@ -116,6 +116,14 @@ asan tsan clang:
 	@cmake --build build/$@
 	@ctest --test-dir build/$@ --output-on-failure
 
+# Random games, options, limits and stops against the running program; TARN=path takes another build of it.
+stress:
+	@scripts/need_packages.sh $(TEST_PACKAGES)
+	@cmake --preset everyday -DTARN_TESTS=ON
+	@cmake --build build/everyday --target tarn stress
+	@build/everyday/tests/stress $(or $(TARN),$(EVERYDAY)) --searches $(or $(SEARCHES),10000) --seed $(or $(SEED),1) \
+	    --late 5000
+
 windows:
 	@scripts/need_packages.sh $(BUILD_PACKAGES) g++-mingw-w64-x86-64-posix
 	@cmake --preset windows
@@ -162,6 +170,8 @@ help:
 	@echo "make asan     the tests under the address and undefined-behaviour sanitizers"
 	@echo "make tsan     the tests under the thread sanitizer"
 	@echo "make clang    the tests as clang++ builds them"
+	@echo "make stress [SEARCHES=10000] [SEED=1] [TARN=build/everyday/tarn]"
+	@echo "              random games, options, limits and stops against the running program"
 	@echo "make windows  cross-compile build/windows/tarn.exe"
 	@echo "make test-windows"
 	@echo "              the tests of the Windows program, under Wine"

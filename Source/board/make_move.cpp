@@ -3,6 +3,8 @@
 
 #include <cstring>
 
+#include "base/debug_check.h"
+#include "board/check_position.h"
 #include "board/game.h"
 
 // These steps update board, sets and material; the callers update the keys.
@@ -67,6 +69,8 @@ static inline void finish_pawn_move(Position *position, GameRecord *record, int 
 
 // Writes the record, then updates rights and clocks, then the pieces, each with its part of the keys.
 void make_move(Position *position, Move move) {
+    if constexpr (DEBUG_CHECKS) require_sound_move(position, move, "make_move");
+    const KeyDifference before = DEBUG_CHECKS ? key_difference(position) : KeyDifference{};
     Game *game = position->game;
     const Square from = from_of(move);
     Square to = to_of(move);
@@ -111,6 +115,7 @@ void make_move(Position *position, Move move) {
         position->key ^= zobrist[piece * 64 + from] ^ zobrist[piece * 64 + to] ^ zobrist[rook * 64 + rook_from] ^
                          zobrist[rook * 64 + rook_to];
         position->king_sq[us] = static_cast<u8>(to);
+        if constexpr (DEBUG_CHECKS) require_sound_position(position, before, "make_move");
         return;
     }
     if (captured) {
@@ -128,10 +133,12 @@ void make_move(Position *position, Move move) {
     } else if (type_of(piece) == KING) {
         position->king_sq[us] = static_cast<u8>(to);
     }
+    if constexpr (DEBUG_CHECKS) require_sound_position(position, before, "make_move");
 }
 
 // Reverses the piece moves and restores the other fields from the record.
 void unmake_move(Position *position) {
+    const KeyDifference before = DEBUG_CHECKS ? key_difference(position) : KeyDifference{};
     Game *game = position->game;
     --game->game_ply;
     --game->ply;
@@ -175,6 +182,7 @@ void unmake_move(Position *position) {
     }
     position->key = record->key;
     position->pawn_key = record->pawn_key;
+    if constexpr (DEBUG_CHECKS) require_sound_position(position, before, "unmake_move");
 }
 
 void make_game_move(Position *position, Move move) {

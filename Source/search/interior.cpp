@@ -4,7 +4,9 @@
 
 #include <algorithm>
 
+#include "base/debug_check.h"
 #include "board/attacks.h"
+#include "board/check_position.h"
 #include "board/exchange.h"
 #include "board/make_move.h"
 #include "board/move_tests.h"
@@ -190,6 +192,7 @@ static int search_null_move(const NodeState *node, int reduction) {
     close_move_list(thread, record->move_list + 1);
 
     // Make: save what the pass changes, then change sides.
+    const KeyDifference before = DEBUG_CHECKS ? key_difference(position) : KeyDifference{};
     GameRecord *saved = &thread->game.game_stack[thread->game.game_ply];
     saved->key = position->key;
     saved->move = 0;  // the search for repetitions ends here
@@ -201,6 +204,7 @@ static int search_null_move(const NodeState *node, int reduction) {
     thread->game.last_move = 0;
     ++thread->game.game_ply;
     ++thread->game.ply;
+    if constexpr (DEBUG_CHECKS) require_sound_position(position, before, "search_null_move");
 
     u16 child_pv[PV_SIZE];
     const int score = -search_node(position, node->side ^ 1, node->ply + 1, node->depth - reduction - 1, -node->beta,
@@ -213,6 +217,7 @@ static int search_null_move(const NodeState *node, int reduction) {
     position->key = saved->key;
     position->stm ^= 1;
     thread->game.last_move = thread->game.game_ply ? saved[-1].move : static_cast<u16>(0);
+    if constexpr (DEBUG_CHECKS) require_sound_position(position, before, "search_null_move");
     return score;
 }
 

@@ -26,7 +26,7 @@ ifeq ($(origin EXE),command line)
 .DEFAULT_GOAL := exe
 endif
 
-.PHONY: build everyday run test play bench install asan tsan clang windows test-windows stress network lint perf profile clean help \
+.PHONY: build everyday run test play bench install asan tsan clang fuzz windows test-windows stress network lint perf profile clean help \
     exe dist test-dist test-reproducible install-packages
 
 # The program as it is played: trained on its benchmark, and trained anew when a source has changed.
@@ -124,6 +124,13 @@ stress:
 	@build/everyday/tests/stress $(or $(TARN),$(EVERYDAY)) --searches $(or $(SEARCHES),10000) --seed $(or $(SEED),1) \
 	    --late 5000
 
+# SECONDS of each target in turn, or of TARGET alone.
+fuzz:
+	@scripts/need_packages.sh $(TEST_PACKAGES) clang libclang-rt-14-dev
+	@cmake --preset fuzz
+	@cmake --build build/fuzz --target tarn-fuzz
+	@scripts/fuzz.sh "$(or $(SECONDS),10)" $(TARGET)
+
 windows:
 	@scripts/need_packages.sh $(BUILD_PACKAGES) g++-mingw-w64-x86-64-posix
 	@cmake --preset windows
@@ -172,6 +179,8 @@ help:
 	@echo "make clang    the tests as clang++ builds them"
 	@echo "make stress [SEARCHES=10000] [SEED=1] [TARN=build/everyday/tarn]"
 	@echo "              random games, options, limits and stops against the running program"
+	@echo "make fuzz [SECONDS=10] [TARGET=...]"
+	@echo "              feed damaged and invented input to the readers; build/fuzz keeps what was found"
 	@echo "make windows  cross-compile build/windows/tarn.exe"
 	@echo "make test-windows"
 	@echo "              the tests of the Windows program, under Wine"

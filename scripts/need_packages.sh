@@ -9,6 +9,7 @@ present() {
     case $1 in
         g++) command -v "${CXX:-g++}" >/dev/null 2>&1 || command -v clang++ >/dev/null 2>&1 ;;
         clang) command -v clang++ >/dev/null 2>&1 ;;
+        libclang-rt-*-dev) has_fuzzer ;;
         cmake) command -v cmake >/dev/null 2>&1 ;;
         linux-perf) command -v perf >/dev/null 2>&1 ;;
         ninja-build) command -v ninja >/dev/null 2>&1 ;;
@@ -26,6 +27,11 @@ has_header() {
     compiler=${CXX:-g++}
     command -v "$compiler" >/dev/null 2>&1 || compiler=clang++
     echo "#include <$1>" | "$compiler" -std=c++20 -x c++ -E - >/dev/null 2>&1
+}
+
+has_fuzzer() {
+    [ -f "$(clang++ -print-file-name=libclang_rt.fuzzer-x86_64.a 2>/dev/null)" ] ||
+        ls "$(clang++ -print-resource-dir 2>/dev/null)"/lib/linux/libclang_rt.fuzzer-*.a >/dev/null 2>&1
 }
 
 missing_of() {

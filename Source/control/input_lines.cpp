@@ -124,4 +124,9 @@ void pause_for_input(int milliseconds) {
 
 void ignore_piped_input() { ignored = input_is_pipe(); }
 
+void forget_input_lines() {
+    pending_size = failed_reads = 0;
+    has_put_back = dropping = ended = ignored = false;
+}
+
 bool input_has_ended() { return ended && pending_size == 0 && !has_put_back; }

@@ -23,3 +23,5 @@ void pause_for_input(int milliseconds);
 void ignore_piped_input();
 // True once input has ended and every line has been returned.
 bool input_has_ended();
+// Drops all text read so far, and the end of input. For tests that give one input after another.
+void forget_input_lines();

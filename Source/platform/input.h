@@ -16,3 +16,5 @@ void input_wait(int milliseconds);
 // Reads one line, blocking, at most size - 1 characters, line end included; false at end of input.
 // Works for both kinds: on a pipe the bytes that input_read would give come first.
 bool input_read_line(char *buffer, int size);
+// POSIX only, for tests: descriptor 0 is a new input, and what is known of the old one no longer counts.
+void restart_input();

@@ -39,7 +39,6 @@ static constexpr NetworkHeader STANDARD_HEADER = {770, 1500, 3000, 400, 2, 1, 25
 constexpr int FEATURES_PER_BUCKET = 768;  // 2 colours, 6 piece types, 64 squares
 constexpr int OUTPUT_ROWS = 8;            // stored rows; at most five are used
 constexpr int WORD_SCALE = 128;           // a weight scale below it: the file's weights are bytes
-constexpr int DEFECT_SIZE = 160;
 constexpr i64 UNKNOWN_SIZE = -1;
 
 // The block of embedded_network.S. NOLINTBEGIN(readability-identifier-naming): the names are symbols of that file.
@@ -63,18 +62,18 @@ static int weight_width(const NetworkHeader &header) { return header.weight_scal
 
 // True when no network can be made from the header and the bytes after it (UNKNOWN_SIZE: not known);
 // `text` then holds why. More bytes than needed are no fault.
-static bool has_defect(const NetworkHeader &header, i64 bytes, char text[DEFECT_SIZE]) {
+static bool has_defect(const NetworkHeader &header, i64 bytes, char text[NETWORK_DEFECT_SIZE]) {
     const i64 needed = weights_needed(header);
     if (header.hidden_size <= 0 || header.hidden_size % 2) {
-        std::snprintf(text, DEFECT_SIZE, "hidden size %d is not a positive even number", header.hidden_size);
+        std::snprintf(text, NETWORK_DEFECT_SIZE, "hidden size %d is not a positive even number", header.hidden_size);
     } else if (header.king_buckets <= 0) {
-        std::snprintf(text, DEFECT_SIZE, "%d king buckets", header.king_buckets);
+        std::snprintf(text, NETWORK_DEFECT_SIZE, "%d king buckets", header.king_buckets);
     } else if (header.activation_scale == 0) {
-        std::snprintf(text, DEFECT_SIZE, "activation scale 0");
+        std::snprintf(text, NETWORK_DEFECT_SIZE, "activation scale 0");
     } else if (needed > std::numeric_limits<i32>::max()) {
-        std::snprintf(text, DEFECT_SIZE, "%lld weights are too many", static_cast<long long>(needed));
+        std::snprintf(text, NETWORK_DEFECT_SIZE, "%lld weights are too many", static_cast<long long>(needed));
     } else if (bytes != UNKNOWN_SIZE && bytes / weight_width(header) < needed) {
-        std::snprintf(text, DEFECT_SIZE, "cut short, %lld of %lld weights",
+        std::snprintf(text, NETWORK_DEFECT_SIZE, "cut short, %lld of %lld weights",
                       static_cast<long long>(bytes / weight_width(header)), static_cast<long long>(needed));
     } else {
         return false;
@@ -190,19 +189,17 @@ static i64 bytes_ahead(std::FILE *file) {
     return end < here ? 0 : end - here;
 }
 
-// Fills the network from an open file. When that can't be done, returns false with the reason in
-// `text` and no network loaded.
-static bool read_network(std::FILE *file, char text[DEFECT_SIZE]) {
+bool read_network(std::FILE *file, char text[NETWORK_DEFECT_SIZE]) {
     NetworkHeader header;
     if (std::fread(&header, sizeof header, 1, file) != 1) {
-        std::snprintf(text, DEFECT_SIZE, "header cut short");
+        std::snprintf(text, NETWORK_DEFECT_SIZE, "header cut short");
         return false;
     }
     if (has_defect(header, bytes_ahead(file), text)) return false;
     set_geometry(header);
     const i64 got = read_weights(file, weight_width(header));
     if (got == network.weight_count) return true;
-    std::snprintf(text, DEFECT_SIZE, "cut short, %lld of %lld weights", static_cast<long long>(got),
+    std::snprintf(text, NETWORK_DEFECT_SIZE, "cut short, %lld of %lld weights", static_cast<long long>(got),
                   static_cast<long long>(network.weight_count));
     free_network();
     return false;
@@ -213,7 +210,7 @@ static bool read_network(std::FILE *file, char text[DEFECT_SIZE]) {
 static void load_embedded() {
     const i64 size = embedded_network_end - embedded_network;
     NetworkHeader header = {};
-    char text[DEFECT_SIZE] = "header cut short";
+    char text[NETWORK_DEFECT_SIZE] = "header cut short";
     if (size >= static_cast<i64>(sizeof header)) std::memcpy(&header, embedded_network, sizeof header);
     const i64 bytes = size - static_cast<i64>(sizeof header);
     if (bytes < 0 || has_defect(header, bytes, text)) {
@@ -238,7 +235,7 @@ static void load_file(const char *name) {
         print_format("info string can't open %s", name);
         end_process(0);
     }
-    char text[DEFECT_SIZE];
+    char text[NETWORK_DEFECT_SIZE];
     const bool loaded = read_network(file, text);
     std::fclose(file);
     if (loaded) {

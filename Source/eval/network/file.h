@@ -1,6 +1,8 @@
 // The network: its file format, where it comes from, and the one copy in memory that all threads read.
 #pragma once
 
+#include <cstdio>
+
 #include "platform/integers.h"
 
 struct Network {
@@ -31,3 +33,8 @@ extern Network network;
 // built-in network is loaded instead.
 void load_network();
 void free_network();
+
+constexpr int NETWORK_DEFECT_SIZE = 160;  // holds the reason why a file is no network
+// Fills the network, of which there must be none, from an open file. When that can't be done, returns false with the
+// reason in `text` and no network loaded. The step of load_network that reads foreign bytes.
+bool read_network(std::FILE *file, char text[NETWORK_DEFECT_SIZE]);

@@ -78,6 +78,11 @@ void input_wait(int milliseconds) {
     if (held_byte < 0 && !input_ended) input_is_ready(milliseconds);
 }
 
+void restart_input() {
+    held_byte = -1;
+    input_ended = false;
+}
+
 // Byte by byte, so that what follows the line stays for the next reader, whichever it is.
 bool input_read_line(char *buffer, int size) {
     int length = 0;

@@ -14,22 +14,26 @@ extern Bitboard between[64][64];                 // strictly between two aligned
 // Fills every table. Called once, before a position is set up.
 void init_attack_tables();
 
-// Squares that a slider reaches, including the first blocker of either colour. One bit scan per ray finds the nearest
-// blocker, whose own ray is then removed. A corner square, whose ray is empty, serves as sentinel for "no blocker".
+// What a slider reaches from one square, by the blockers on its lines ("magic bitboards", published by Kannan and
+// others): the product of the blockers and a suitable factor has in its highest bits a number that tells apart all
+// blockers that make a difference.
+struct SliderLookup {
+    Bitboard lines;  // squares where a blocker makes a difference: the lines without their ends at the edge
+    u64 factor;
+    const Bitboard *sets;  // the squares reached, by the highest bits of the product
+    int shift;             // 64 less the number of these bits
+};
+extern SliderLookup bishop_lookup[64], rook_lookup[64];
+
+// Squares that a slider reaches, including the first blocker of either colour.
+inline Bitboard slider_attacks(const SliderLookup &lookup, Bitboard occupancy) {
+    return lookup.sets[(occupancy & lookup.lines) * lookup.factor >> lookup.shift];
+}
 inline Bitboard rook_attacks(Square square, Bitboard occupancy) {
-    const Square north = lowest((ray_north[square] & occupancy) | bit(63));
-    const Square east = lowest((ray_east[square] & occupancy) | bit(63));
-    const Square south = highest((ray_south[square] & occupancy) | bit(0));
-    const Square west = highest((ray_west[square] & occupancy) | bit(0));
-    return rook_mask[square] ^ ray_north[north] ^ ray_east[east] ^ ray_south[south] ^ ray_west[west];
+    return slider_attacks(rook_lookup[square], occupancy);
 }
 inline Bitboard bishop_attacks(Square square, Bitboard occupancy) {
-    const Square north_west = lowest((ray_north_west[square] & occupancy) | bit(63));
-    const Square north_east = lowest((ray_north_east[square] & occupancy) | bit(63));
-    const Square south_west = highest((ray_south_west[square] & occupancy) | bit(0));
-    const Square south_east = highest((ray_south_east[square] & occupancy) | bit(0));
-    return bishop_mask[square] ^ ray_north_west[north_west] ^ ray_north_east[north_east] ^ ray_south_west[south_west] ^
-           ray_south_east[south_east];
+    return slider_attacks(bishop_lookup[square], occupancy);
 }
 
 // Returns the square of the least valuable piece of `side` that attacks `square`, or NO_SQUARE. Only pieces in

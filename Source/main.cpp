@@ -2,6 +2,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <exception>
 
 #include "about.h"
 #include "base/output.h"
@@ -33,6 +34,19 @@
 #include "tools/training_data.h"
 #include "tools/training_games.h"
 
+// What the process ends with, whatever the mode.
+enum ExitStatus {
+    STATUS_OK = 0,
+    STATUS_FAILED = 1,         // a tool failed, or the command line asks for nothing that can be done
+    STATUS_INTERRUPTED = 128,  // plus the signal's number: a tool was interrupted and ended in order
+};
+
+// The standard library throws when memory runs out, which nothing catches.
+[[noreturn]] static void end_without_memory() {
+    std::fputs("out of memory\n", stderr);
+    end_process(STATUS_FAILED);
+}
+
 // Allocates the record that holds the game. False when memory runs out.
 static bool make_master() {
     for (std::atomic<ThreadState *> &worker : worker_states) worker = nullptr;
@@ -62,9 +76,11 @@ static void set_timer_period() {
     }
 }
 
-static void bench(const CommandLine &command) {
+static bool bench(const CommandLine &command) {
     const BenchTotals totals = run_bench(command.bench_threaded);
     if (command.bench_summary && totals.complete) print_bench_summary(totals);
+    if (totals.failed) std::fputs("error starting a search\n", stderr);
+    return !totals.failed;
 }
 
 // Returns false if a tool failed; it has printed the reason to standard error.
@@ -76,7 +92,7 @@ static bool run_mode(const CommandLine &command) {
             break;
         case MODE_TEST_SUITE: return run_epd_suite(settings.out_file, SUITE_ANALYSE);
         case MODE_SCAN_PGN: return scan_pgn();
-        case MODE_BENCH: bench(command); break;
+        case MODE_BENCH: return bench(command);
         case MODE_BOOK_MAKER: return make_book(&root_thread_state->position);
         case MODE_CONFIG: break;  // a writer of configuration files was never added
         case MODE_CONVERT_TRAINING: return convert_training_epd();
@@ -92,12 +108,12 @@ static bool run_mode(const CommandLine &command) {
     return true;
 }
 
-// What the process ends with, whatever the mode.
-enum ExitStatus {
-    STATUS_OK = 0,
-    STATUS_FAILED = 1,         // a tool failed, or the command line asks for nothing that can be done
-    STATUS_INTERRUPTED = 128,  // plus the signal's number: a tool was interrupted and ended in order
-};
+// The status of a run that is not a game: what it printed must have arrived.
+static int status_of_tool(int status) {
+    if (status != STATUS_OK || !output_lost) return status;
+    std::fputs("error writing standard output\n", stderr);
+    return STATUS_FAILED;
+}
 
 // Answers the modes that need no engine. False for the others.
 static bool answer_at_once(RunMode mode, int *status) {
@@ -124,7 +140,8 @@ static int run_to_end(const CommandLine &command) {
         std::fprintf(stderr, "interrupted\n");
         return STATUS_INTERRUPTED + signal;
     }
-    return done ? STATUS_OK : STATUS_FAILED;
+    if (command.mode == MODE_PLAY) return STATUS_OK;
+    return status_of_tool(done ? STATUS_OK : STATUS_FAILED);
 }
 
 static void release_thread(ThreadState *thread) {
@@ -148,9 +165,10 @@ static void release_everything() {
 
 // The order matters: each step needs or overrides an earlier one.
 int main(int argc, char **argv) {
+    std::set_terminate(end_without_memory);
     prepare_process();
     std::srand(static_cast<unsigned>(read_clock().nanoseconds));
-    if (!make_master()) return STATUS_FAILED;
+    if (!make_master()) end_without_memory();
     init_attack_tables();
     init_kpk_table();
 
@@ -159,7 +177,7 @@ int main(int argc, char **argv) {
     CommandLine command;
     if (!parse_command_line(argc, argv, &command)) return STATUS_FAILED;
     int status;
-    if (answer_at_once(command.mode, &status)) return status;
+    if (answer_at_once(command.mode, &status)) return status_of_tool(status);
 
     if (const int error = make_locks()) return error;
     print_format("info string Hello from %s", PROGRAM_NAME);

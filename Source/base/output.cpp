@@ -13,6 +13,7 @@ constexpr std::size_t SHORT_TEXT = 1024;  // most lines fit; a longer one is put
 
 SpinLock output_lock;
 std::FILE *log_file;
+Relaxed<bool> output_lost;
 
 // Caller holds output_lock, and the log is open.
 static void write_to_log(const char *line, std::size_t size) {
@@ -64,7 +65,7 @@ void print_format(const char *format, ...) {
     if (!line) return;
     line[length++] = '\n';
     lock_spin(&output_lock);
-    write_standard_output(line, length);
+    if (!write_standard_output(line, length)) output_lost = true;
     unlock_spin(&output_lock);
     lock_spin(&output_lock);
     if (settings.log_on && log_file) write_to_log(line, length);
@@ -80,7 +81,7 @@ void print_plain(const char *format, ...) {
     char *text = format_text(buffer, format, arguments, &length);
     va_end(arguments);
     if (!text) return;
-    write_standard_output(text, length);
+    if (!write_standard_output(text, length)) output_lost = true;
     if (text != buffer) std::free(text);
 }
 

@@ -3,11 +3,13 @@
 
 #include <cstdio>
 
+#include "platform/relaxed.h"
 #include "platform/threads.h"
 
 // Guards standard output and the log. Taken for one line, never while another lock is taken.
 extern SpinLock output_lock;
-extern std::FILE *log_file;  // the open log, or null; written only while output_lock is held
+extern std::FILE *log_file;        // the open log, or null; written only while output_lock is held
+extern Relaxed<bool> output_lost;  // something could not be written to standard output, which still has a reader
 
 // Text plus a newline to standard output; then, with logging on, to the log. Each of the two is one locked write, so
 // no line of another thread falls into it. Any length.

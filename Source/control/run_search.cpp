@@ -35,14 +35,15 @@ static void watch_search() {
     }
 }
 
-void run_search(u16 state, bool threaded) {
+bool run_search(u16 state, bool threaded) {
     if (!threaded) {
         search_on_this_thread(state);
-        return;
+        return true;
     }
     write_search_state(state);
     search_setup(limits_of_settings());
-    if (start_master_thread()) {
+    const bool started = start_master_thread();
+    if (started) {
         watch_search();
         join_search_threads();
         // The master thread is detached. SEARCH_DONE means that it no longer uses shared data.
@@ -54,4 +55,5 @@ void run_search(u16 state, bool threaded) {
     report_iteration(0, 1, published.depth, published.score, published.pv);
     add_search_state(SEARCH_DONE);
     refresh_elapsed_time();
+    return started;
 }

@@ -4,5 +4,6 @@
 #include <cstddef>
 
 // Writes all of the text with one system call where the system takes that much at once. Line ends are written as the
-// system has them. What can't be written is dropped: a reader that went away is noticed at standard input.
-void write_standard_output(const char *text, std::size_t size);
+// system has them. What can't be written is dropped. Returns false for that, but not for a reader that went away, which
+// is noticed at standard input.
+bool write_standard_output(const char *text, std::size_t size);

@@ -98,12 +98,16 @@ void search_setup(const SearchLimits &limits) {
     print_start_lines();
 }
 
+// Prepares the record that no search can do without.
+static void init_master_state() {
+    if (init_thread_state(0) == 0) return;
+    print_line("info string no memory for a search thread, stopping Tarn");
+    end_process(-1);
+}
+
 // Body of the master thread.
 static void master_thread(int *index) {
-    if (init_thread_state(*index) != 0) {
-        print_line("info string no memory for a search thread, stopping Tarn");
-        end_process(-1);
-    }
+    init_master_state();
     if (search_limits.threads > 0) root_search(*index);
     add_search_state(SEARCH_DONE);
 }
@@ -151,7 +155,8 @@ void join_search_threads() {
 void search_with_limits(u16 state, const SearchLimits &limits) {
     write_search_state(state);
     search_setup(limits);
-    if (init_thread_state(0) == 0 && limits.threads > 0) {
+    init_master_state();
+    if (limits.threads > 0) {
         root_search(0);
         take_fallback_move();
     }

@@ -205,15 +205,16 @@ const u8 *tb_decompress(const TbPairsData *pairs, u64 index) {
             next += 4;
         }
     }
-    while (sym_len[symbol] != 0) {
+    while (const u8 length = sym_len[symbol]) {
         const u8 *const pattern = pairs->sym_pat + 3 * symbol;
-        const u64 left = left_symbol(pattern);
-        if (rest <= sym_len[left]) {
-            symbol = left;
-        } else {
-            rest -= sym_len[left] + 1;
-            symbol = right_symbol(pattern);
+        u64 part = left_symbol(pattern);
+        if (part < pairs->symbol_count && rest > sym_len[part]) {
+            rest -= sym_len[part] + 1;
+            part = right_symbol(pattern);
         }
+        // Not as it was at set-up: a page of the file was lost since.
+        if (part >= pairs->symbol_count || sym_len[part] >= length) return nullptr;
+        symbol = part;
     }
     return pairs->sym_pat + 3 * symbol;
 }

@@ -18,7 +18,8 @@ static const u32 MAGIC[TB_TYPES] = {0x5D23E871, 0x88AC504B, 0xA50C66D7};
 constexpr u64 HEADER_SIZE = 5;  // magic and a flag byte; the order of men follows
 constexpr u8 SPLIT_FILE = 1;    // of that byte: a WDL file with both sides to move
 constexpr u64 BLOCK_ALIGNMENT = 64;
-constexpr int HIGHEST_WDL = 4;  // WDL values are stored as 0 to 4, from a loss to a win
+constexpr int HIGHEST_WDL = 4;       // WDL values are stored as 0 to 4, from a loss to a win
+constexpr int NO_STORED_VALUE = -1;  // any negative number
 
 // Flags of a DTZ stream.
 enum TbDtzFlag : u8 {
@@ -83,6 +84,12 @@ static void report_cut_file(const char *name, TbType type) {
     print_format("info string Tablebase file %s%s is no longer complete and not used", name, TB_SUFFIX[type]);
 }
 
+// The table is not found again until the next tb_init.
+static void forget_entry(const TbBaseEntry *entry) {
+    for (TbHashSlot &slot : tb_hash)
+        if (slot.entry.load(std::memory_order_relaxed) == entry) slot.entry.store(nullptr, std::memory_order_relaxed);
+}
+
 void tb_check_mappings(TbBaseEntry *entry) {
     for (const TbType type : {TB_WDL, TB_DTZ}) {
         if (!entry->ready[type].load(std::memory_order_relaxed)) continue;
@@ -97,9 +104,7 @@ void tb_check_mappings(TbBaseEntry *entry) {
         unmap_type(entry, type);
         if (known && tb_is_complete(size)) continue;
         report_cut_file(name, type);
-        for (TbHashSlot &slot : tb_hash)
-            if (slot.entry.load(std::memory_order_relaxed) == entry)
-                slot.entry.store(nullptr, std::memory_order_relaxed);
+        forget_entry(entry);
     }
 }
 
@@ -234,7 +239,7 @@ static bool make_ready(TbHashSlot *slot, TbBaseEntry *entry, TbType type) {
         MappedFile mapping = {};
         if (!map_table(entry, type, &mapping)) {
             slot->entry.store(nullptr, std::memory_order_relaxed);
-        } else if (!read_table(entry, type, mapping)) {
+        } else if (const bool read = read_table(entry, type, mapping); !read || lost_pages(mapping)) {
             drop_as_corrupted(slot);
             free_streams(entry, type);
             unmap_table_file(&mapping);
@@ -252,6 +257,21 @@ static bool make_ready(TbHashSlot *slot, TbBaseEntry *entry, TbType type) {
 static int no_value(TbHashSlot *slot, TbStatus *status) {
     lock_mutex(&setup_lock);
     if (slot->entry.load(std::memory_order_relaxed)) drop_as_corrupted(slot);
+    unlock_mutex(&setup_lock);
+    *status = TB_NO_VALUE;
+    return 0;
+}
+
+// A page of the file was lost during the search: reports it once and drops the table. It stays mapped, as other
+// threads may be reading it.
+static int lost_value(TbBaseEntry *entry, TbHashSlot *slot, TbType type, TbStatus *status) {
+    lock_mutex(&setup_lock);
+    if (slot->entry.load(std::memory_order_relaxed)) {
+        char name[TB_NAME_SIZE];
+        tb_table_name(entry, name);
+        report_cut_file(name, type);
+        forget_entry(entry);
+    }
     unlock_mutex(&setup_lock);
     *status = TB_NO_VALUE;
     return 0;
@@ -300,6 +320,18 @@ static bool is_usable(TbHashSlot *slot, TbBaseEntry *entry, const TbPosition &po
     return entry->ready[type].load(std::memory_order_acquire) || make_ready(slot, entry, type);
 }
 
+// Reads the value of a numbered position: a result from -2 to 2, or half-moves.
+static int read_value(TbHashSlot *slot, TbBaseEntry *entry, const TbEncInfo *info, const TbDtzFormat &format, u64 index,
+                      int wdl, TbStatus *status, TbType type) {
+    const u8 *const stored = tb_decompress(info->precomp, index);
+    const int value = !stored          ? NO_STORED_VALUE
+                      : type == TB_DTZ ? unpack_dtz(stored, entry->dtz_map, format, wdl)
+                                       : static_cast<int>(stored[0]);
+    if (lost_pages(entry->mapping[type])) return lost_value(entry, slot, type, status);
+    if (value < 0 || (type == TB_WDL && value > HIGHEST_WDL)) return no_value(slot, status);
+    return type == TB_WDL ? value + TB_RESULT_LOSS : value;
+}
+
 // Finds the table, turns the position the way the table sees it, numbers it and reads its value. Only
 // the last step touches the file's blocks.
 int tb_probe_table(const TbPosition &pos, int wdl, TbStatus *status, TbType type) {
@@ -335,9 +367,5 @@ int tb_probe_table(const TbPosition &pos, int wdl, TbStatus *status, TbType type
         index = entry->has_pawns ? tb_encode_pawn(squares, info, entry) : tb_encode_piece(squares, info, entry);
     if (index == TB_NO_INDEX) return no_answer(status, TB_NO_VALUE);
 
-    const u8 *const stored = tb_decompress(info->precomp, index);
-    if (!stored) return no_value(slot, status);
-    if (type == TB_WDL) return stored[0] <= HIGHEST_WDL ? stored[0] + TB_RESULT_LOSS : no_value(slot, status);
-    const int distance = unpack_dtz(stored, entry->dtz_map, view.format[group], wdl);
-    return distance < 0 ? no_value(slot, status) : distance;
+    return read_value(slot, entry, info, view.format[group], index, wdl, status, type);
 }

@@ -39,7 +39,7 @@ const char *const BENCH_POSITIONS[BENCH_COUNT] = {
 constexpr int BENCH_DEPTH = 17;  // of -bench and -pbench, when the command line asks for no depth of its own
 
 BenchTotals run_bench(bool threaded) {
-    BenchTotals totals = {0, 0.0, true};
+    BenchTotals totals = {0, 0.0, true, false};
     settings.move_time = 99.0f;
     settings.info_min_time = INFO_NEVER;
     if (settings.max_depth > BENCH_HIGHEST_DEPTH) settings.max_depth = BENCH_DEPTH;
@@ -50,9 +50,9 @@ BenchTotals run_bench(bool threaded) {
     for (int i = 0; i < BENCH_COUNT; ++i) {
         set_position_from_text(&root_thread_state->position, BENCH_POSITIONS[i]);
         if (hash_table.mode != HASH_OFF) clear_hash_table();
-        run_search(SEARCH_BENCH, threaded);
+        totals.failed = !run_search(SEARCH_BENCH, threaded);
         write_search_state(0);
-        if (driver.quit) {  // interrupted: the search does not count
+        if (driver.quit || totals.failed) {  // the search does not count
             totals.complete = false;
             break;
         }

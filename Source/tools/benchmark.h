@@ -14,7 +14,8 @@ constexpr int BENCH_HIGHEST_DEPTH = 50;  // a limit above this counts as none
 struct BenchTotals {
     u64 nodes;
     double seconds;
-    bool complete;  // false: interrupted before the last position
+    bool complete;  // false: ended before the last position
+    bool failed;    // because a search could not be started
 };
 
 // Searches all positions under the limits of the command line (depth 17 without one), each from an

@@ -134,14 +134,14 @@ struct SuiteFiles {
 };
 
 // Searches one line of the suite; a line that cannot be searched is skipped. A search cut short by an
-// interrupt does not count.
-static void run_line(std::string *line, SuiteMode mode, SuiteFiles *files, SuiteTotals *totals) {
+// interrupt does not count. Returns false if no search could be started.
+static bool run_line(std::string *line, SuiteMode mode, SuiteFiles *files, SuiteTotals *totals) {
     EpdLine epd;
-    if (is_remark(line->c_str()) || std::strlen(line->c_str()) < SHORTEST_LINE) return;
+    if (is_remark(line->c_str()) || std::strlen(line->c_str()) < SHORTEST_LINE) return true;
     split_epd_line(line->c_str(), &epd);
     Position *position = &root_thread_state->position;
     set_position_from_fen(position, epd.fen);
-    if (position_defect(position)) return;
+    if (position_defect(position)) return true;
     const bool talkative = settings.info_min_time != INFO_NEVER;
     if (talkative) {
         line->resize(std::strcspn(line->c_str(), "\n"));
@@ -150,8 +150,8 @@ static void run_line(std::string *line, SuiteMode mode, SuiteFiles *files, Suite
         print_board(position);
     }
     if (hash_table.mode != HASH_OFF) clear_hash_table();
-    run_search(SEARCH_BENCH, true);
-    if (driver.quit) return;
+    if (!run_search(SEARCH_BENCH, true)) return false;
+    if (driver.quit) return true;
     ++totals->positions;
     add_search(totals);
     judge_answer(epd.bm, epd.am, epd.c0, totals);
@@ -161,6 +161,7 @@ static void run_line(std::string *line, SuiteMode mode, SuiteFiles *files, Suite
                      SQUARE_NAMES[to_of(move)], static_cast<int>(published.score));
         if (mode == SUITE_EXPAND) expand_position(position, files->expansion.stream);
     }
+    return true;
 }
 
 static void print_totals(const SuiteTotals &totals) {
@@ -178,23 +179,26 @@ static void print_totals(const SuiteTotals &totals) {
     print_line("");
 }
 
-// Searches the lines of the input up to its end, an interrupt, or a full disk.
-static void run_lines(std::FILE *in, SuiteMode mode, SuiteFiles *files) {
+// Searches the lines of the input up to its end, an interrupt, or a full disk. Returns false if a search could not be
+// started.
+static bool run_lines(std::FILE *in, SuiteMode mode, SuiteFiles *files) {
     SuiteTotals totals{};
     static LineReader reader;
     start_lines(&reader, in);
     Progress progress;
     begin_progress(&progress, "positions", static_cast<double>(input_size(in)));
-    bool writable = true;
-    while (!driver.quit && writable && next_line(&reader)) {
+    bool writable = true, searched = true;
+    while (!driver.quit && writable && searched && next_line(&reader)) {
         show_progress(&progress, static_cast<double>(reader.bytes), totals.positions);
-        run_line(&reader.line, mode, files, &totals);
+        searched = run_line(&reader.line, mode, files, &totals);
         // Searches take time: results are flushed after each.
         writable = keep_output(&files->results);
         if (mode == SUITE_EXPAND && !keep_output(&files->expansion)) writable = false;
     }
     end_progress(&progress);
     print_totals(totals);
+    if (!searched) std::fputs("error starting a search\n", stderr);
+    return searched;
 }
 
 // The analysis leaves an empty expansion file, but never empties one.
@@ -220,10 +224,10 @@ bool run_epd_suite(const char *output_path, SuiteMode mode) {
     if (settings.max_depth < 4) hash_table.mode = HASH_OFF;
     calibration.nps = 1e7f;
     calibration.elo = 4000.0f;
-    run_lines(in, mode, &files);
-    const OutputEnd end = driver.quit ? OUTPUT_INTERRUPTED : OUTPUT_COMPLETE;
+    const bool searched = run_lines(in, mode, &files);
+    const OutputEnd end = driver.quit || !searched ? OUTPUT_INTERRUPTED : OUTPUT_COMPLETE;
     const bool read = close_input(in, settings.in_file);
     // The expansion goes first: with `-o tmp_0.epd` the results stay.
     const bool expanded = close_output(&files.expansion, end);
-    return close_output(&files.results, end) && expanded && read;
+    return close_output(&files.results, end) && expanded && read && searched;
 }

@@ -56,7 +56,10 @@ void watch_sent(Watch *watch, const std::string &line) {
     else if (words[0] == "position") follow_position(words);
     else if (words[0] == "go") follow_go(watch, words);
     else if (words[0] == "stop" || words[0] == "ponderhit" || words[0] == "quit") watch->holding = false;
-    else if (words[0] == "setoption" || words[0] == "ucinewgame") watch->options_open = true;
+    if (words[0] == "setoption" || words[0] == "ucinewgame") {
+        watch->options_open = true;
+        watch->ready_before = watch->ready_owed;
+    }
     if (starts_with(line, "setoption name UCI_Chess960 ")) settings.chess960 = line.find("true") != std::string::npos;
 }
 
@@ -150,7 +153,9 @@ std::string watch_said(Watch *watch, const std::string &line) {
     const Words words = words_of(line);
     if (line == "readyok") {
         if (watch->ready_owed == 0) return "a \"readyok\" that nobody asked for";
-        if (--watch->ready_owed == 0 && !watch->searching) watch->options_open = watch->starting = false;
+        --watch->ready_owed;
+        if (watch->ready_before > 0) --watch->ready_before;
+        else watch->options_open = watch->starting = false;
         return "";
     }
     if (!words.empty() && words[0] == "bestmove") return check_answer(watch, words);

@@ -10,7 +10,8 @@ struct Watch {
     bool searching = false;    // a "go" awaits its answer
     bool holding = false;      // the search is a ponder search: its move has to wait
     bool listing = false;      // "uci" awaits "uciok"
-    bool options_open = true;  // lines about options may come until the next idle "readyok"
+    bool options_open = true;  // lines about options may come until a "readyok" that was asked for after them
+    int ready_before = 0;      // of the owed ones, those asked for before the last option
     int ready_owed = 0;        // "isready" without "readyok" so far
 
     bool drawn = false;    // the answer must be "info string Draw!"

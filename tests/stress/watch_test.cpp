@@ -72,6 +72,9 @@ TEST(StressWatch, Information) {
 }
 
 TEST(StressWatch, OtherLines) {
+    EXPECT_EQ(fault_of({"> isready", "< readyok", "> isready", "> setoption name MultiPV value 2", "< readyok",
+                        "< info string MultiPV set to 2"}),
+              "");
     EXPECT_EQ(fault_of({"< readyok"}), "a \"readyok\" that nobody asked for");
     EXPECT_EQ(fault_of({"> isready", "< readyok", "< readyok"}), "a \"readyok\" that nobody asked for");
     EXPECT_EQ(fault_of({"> isready", "< readyok", "< info string MultiPV set to 2"}), "a stray line");

@@ -1,7 +1,10 @@
 // Read-only mapping of whole files by mmap().
 #include "platform/mapped_file.h"
 
+#include <atomic>
 #include <cerrno>
+#include <csignal>
+#include <cstdint>
 
 #include <fcntl.h>
 #include <sys/mman.h>
@@ -9,6 +12,61 @@
 #include <unistd.h>
 
 const char DIRECTORY_SEPARATOR = '/';
+
+// What the signal handler looks up: the views that exist. An entry is free without a start.
+struct View {
+    std::atomic<std::uintptr_t> start;
+    std::atomic<u64> size;  // bytes
+    std::atomic<bool> lost;
+};
+constexpr int MAX_VIEWS = 4096;  // more than there are tables of up to seven men on one machine
+static View views[MAX_VIEWS];
+static std::uintptr_t page_size;
+static_assert(std::atomic<std::uintptr_t>::is_always_lock_free && std::atomic<bool>::is_always_lock_free,
+              "a signal handler may only touch lock-free words");
+
+// A page that the system can't supply is replaced by zeros, and the read goes on. Any other access ends the process
+// as it would without this handler. mmap() is a plain system call and safe here.
+static void replace_lost_page(int number, siginfo_t *info, void *) {
+    const std::uintptr_t address = reinterpret_cast<std::uintptr_t>(info->si_addr);
+    const int kept_errno = errno;
+    const bool by_access = info->si_code == BUS_ADRERR;
+    for (View &view : views) {
+        const std::uintptr_t start = view.start.load(std::memory_order_relaxed);
+        if (!by_access || !start || address < start || address - start >= view.size.load(std::memory_order_relaxed))
+            continue;
+        view.lost.store(true, std::memory_order_relaxed);
+        void *page = reinterpret_cast<void *>(address & ~(page_size - 1));
+        if (mmap(page, page_size, PROT_READ, MAP_PRIVATE | MAP_ANONYMOUS | MAP_FIXED, -1, 0) == MAP_FAILED) break;
+        errno = kept_errno;
+        return;
+    }
+    std::signal(number, SIG_DFL);
+    std::raise(number);
+}
+
+static void catch_lost_pages() {
+    if (page_size) return;
+    page_size = static_cast<std::uintptr_t>(sysconf(_SC_PAGESIZE));
+    struct sigaction action {};
+    action.sa_sigaction = replace_lost_page;
+    action.sa_flags = SA_SIGINFO | SA_RESTART;
+    sigemptyset(&action.sa_mask);
+    sigaction(SIGBUS, &action, nullptr);
+}
+
+// Null if all entries are in use.
+static View *register_view(const void *start, u64 size) {
+    catch_lost_pages();
+    for (View &view : views) {
+        if (view.start.load(std::memory_order_relaxed)) continue;
+        view.size.store(size, std::memory_order_relaxed);
+        view.lost.store(false, std::memory_order_relaxed);
+        view.start.store(reinterpret_cast<std::uintptr_t>(start), std::memory_order_release);
+        return &view;
+    }
+    return nullptr;
+}
 
 FileHandle open_read_only(const char *path) {
     // Non-blocking, as opening a named pipe would otherwise wait for its writer.
@@ -53,8 +111,15 @@ MapResult map_file(FileHandle file, MappedFile *mapped, unsigned long *error) {
     }
     // Probes jump about in a table: reading ahead would only push other pages out.
     madvise(view, size, MADV_RANDOM);
-    *mapped = {static_cast<const u8 *>(view), size, nullptr};
+    *mapped = {static_cast<const u8 *>(view), size, register_view(view, size)};
     return MAP_OK;
+}
+
+// Zeros are not there before the handler's note, so a reader that has seen them sees the note.
+bool lost_pages(const MappedFile &mapped) {
+    std::atomic_thread_fence(std::memory_order_acquire);
+    const View *view = static_cast<const View *>(mapped.mapping);
+    return view && view->lost.load(std::memory_order_relaxed);
 }
 
 bool unmap_file(MappedFile *mapped, unsigned long *error) {
@@ -63,6 +128,7 @@ bool unmap_file(MappedFile *mapped, unsigned long *error) {
         *error = static_cast<unsigned long>(errno);
         return false;
     }
+    if (View *view = static_cast<View *>(mapped->mapping)) view->start.store(0, std::memory_order_relaxed);
     *mapped = {nullptr, 0, nullptr};
     return true;
 }

@@ -7,7 +7,7 @@
 #include <unistd.h>
 
 // Goes on after a partial write, a signal, and a full pipe that is in non-blocking mode.
-void write_standard_output(const char *text, std::size_t size) {
+bool write_standard_output(const char *text, std::size_t size) {
     while (size > 0) {
         const ssize_t written = write(STDOUT_FILENO, text, size);
         if (written >= 0) {
@@ -17,7 +17,8 @@ void write_standard_output(const char *text, std::size_t size) {
             pollfd request{STDOUT_FILENO, POLLOUT, 0};
             poll(&request, 1, -1);
         } else if (errno != EINTR) {
-            return;
+            return errno == EPIPE;
         }
     }
+    return true;
 }

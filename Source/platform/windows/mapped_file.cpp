@@ -47,6 +47,9 @@ MapResult map_file(FileHandle file, MappedFile *mapped, unsigned long *error) {
     return MAP_OK;
 }
 
+// Windows does not let a mapped file be cut.
+bool lost_pages(const MappedFile &) { return false; }
+
 bool unmap_file(MappedFile *mapped, unsigned long *error) {
     if (!mapped->data) return true;
     if (!UnmapViewOfFile(mapped->data)) {

@@ -14,6 +14,7 @@
 
 #include "base/output.h"
 #include "base/settings.h"
+#include "board/check_position.h"
 #include "board/fen.h"
 #include "board/make_move.h"
 #include "board/move_tests.h"
@@ -148,34 +149,9 @@ std::vector<std::string> bounded_lines(const std::string &text) {
 // ---- Checks ----
 
 void check_position(const Position *position, bool with_keys) {
-    Bitboard pieces[16] = {};
-    i32 material[2] = {};
-    for (Square square = 0; square < 64; ++square) {
-        const int code = position->board[square], type = type_of(code), side = colour_of(code);
-        if (!code) continue;
-        REQUIRE(code < 16 && type >= PAWN && type <= KING);
-        pieces[code] |= bit(square);
-        pieces[side * BLACK_CODE] |= bit(square);
-        material[side] += MATERIAL_STEP[type];
-    }
-    REQUIRE(position->board[NO_SQUARE] == 0);
-    REQUIRE(std::memcmp(pieces, position->pieces, sizeof pieces) == 0);
-    for (int side = WHITE; side <= BLACK; ++side) {
-        REQUIRE(material[side] == position->material[side]);
-        const Bitboard kings = pieces[piece_code(side, KING)];
-        const Square king = position->king_sq[side];
-        REQUIRE(kings ? king < NO_SQUARE && (kings & bit(king)) : king == NO_SQUARE);
-    }
-    REQUIRE(position->stm <= 1 && position->castling < 16);
-    for (int right = 0; right < 4; ++right) {
-        if (!(position->castling & 1 << right)) continue;
-        const Square rook = position->castle_rook[right];
-        REQUIRE(rook < NO_SQUARE && position->board[rook] == piece_code(right >> 1, ROOK));
-    }
-    if (!with_keys) return;
-    Position copy = *position;
-    compute_keys(&copy);
-    REQUIRE(copy.key == position->key && copy.pawn_key == position->pawn_key);
+    if (const char *fault = position_fault(position)) fail_check(__FILE__, __LINE__, fault);
+    const KeyDifference difference = key_difference(position);
+    if (with_keys) REQUIRE(difference.key == 0 && difference.pawn_key == 0);
 }
 
 void check_game(Position *position) {
@@ -189,10 +165,12 @@ void check_game(Position *position) {
     while (game->game_ply > 0) {
         made.push_back(game->game_stack[game->game_ply - 1].move);
         unmake_move(position);
+        game->ply = 1;
     }
     while (!made.empty()) {
         REQUIRE(position_defect(position) || is_generated_legal_move(position, made.back()));
         make_move(position, made.back());
+        game->ply = 1;
         made.pop_back();
     }
     game->ply = ply;

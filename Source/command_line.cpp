@@ -89,7 +89,11 @@ static i16 small_number(const char *text, i64 low, i64 high) {
     return static_cast<i16>(number_in_range(text, low, high));
 }
 
-static float real_number(const char *text) { return std::strtof(text, nullptr); }
+// What is no number counts as 0, "nan" included.
+static float real_number(const char *text) {
+    const float value = std::strtof(text, nullptr);
+    return std::isnan(value) ? 0.0f : value;
+}
 
 static void limit_by_depth_or_nodes(float move_time) {
     settings.time_mode = 1;

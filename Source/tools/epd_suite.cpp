@@ -175,7 +175,8 @@ static void print_totals(const SuiteTotals &totals) {
     print_format("avg nodes= %0.1f", static_cast<double>(average_nodes));
     print_format("node_rate= %0.0f", nodes / (time + 0.001));
     print_format("avg bf= %0.2f", n ? static_cast<double>(totals.branching / static_cast<float>(n)) : 0.0);
-    print_format("score= %d / %d", totals.points, totals.best_points);
+    print_format("score= %lld / %lld", static_cast<long long>(totals.points),
+                 static_cast<long long>(totals.best_points));
     print_line("");
 }
 

@@ -10,8 +10,8 @@ enum SuiteMode { SUITE_ANALYSE, SUITE_EXPAND };
 struct SuiteTotals {
     int positions;    // searched
     int correct;      // answers among the good moves, or not the bad one
-    int points;       // of the c0 lists
-    int best_points;  // what the best answers would have earned
+    i64 points;       // of the c0 lists
+    i64 best_points;  // what the best answers would have earned
     u64 nodes;
     float time;       // seconds
     float depth;      // sum of the published depths

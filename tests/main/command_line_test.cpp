@@ -106,6 +106,13 @@ TEST(CommandLine, ARateBecomesARating) {
     EXPECT_EQ(settings.uci_elo, 2338);
 }
 
+TEST(CommandLine, NotANumberCountsAsZero) {
+    parse({"-t", "nan", "-noise", "-nan", "-nps", "NaN"});
+    EXPECT_EQ(settings.move_time, 0.0f);
+    EXPECT_EQ(settings.info_min_time, 0.0f);
+    EXPECT_EQ(search_run.target_nps, 0.0f);
+}
+
 TEST(CommandLine, UnknownArgumentsAreIgnored) {
     const Parsed parsed = parse({"hello", "-nothing", "-hash=5", "", "--bench", "-Bench"});
     EXPECT_TRUE(parsed.ok);

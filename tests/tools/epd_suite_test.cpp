@@ -48,6 +48,7 @@ TEST(SuiteJudge, Points) {
     const SuiteTotals second = judged("", "", "\"d4=10,e4=7,Nf3=2\"");
     EXPECT_EQ(second.points, 7);
     EXPECT_EQ(second.best_points, 10);
+    EXPECT_EQ(judged("", "", "e4=2147483647,e4=2147483647").points, 4294967294);
     EXPECT_EQ(second.correct, 0);
     EXPECT_EQ(judged("", "", "\"c4=3\"").points, 0);
     EXPECT_EQ(judged("", "", "e4").best_points, 0);  // no points at all

@@ -10,6 +10,7 @@
 #include "eval/handcrafted/weights.h"
 #include "eval/kpk.h"
 #include "eval/network/file.h"
+#include "platform/file_offset.h"
 #include "platform/process.h"
 #include "platform/threads.h"
 #include "search/node_rate.h"
@@ -26,8 +27,7 @@ static bool is_loaded_from(const char *path) {
     if (!file) return false;
     u8 header[HEADER_SIZE] = {};
     const bool whole_header = std::fread(header, 1, HEADER_SIZE, file) == HEADER_SIZE;
-    std::fseek(file, 0, SEEK_END);
-    const long size = std::ftell(file);
+    const i64 size = stream_size(file);
     std::fclose(file);
     const int hidden = header[HIDDEN_SIZE_OFFSET] | header[HIDDEN_SIZE_OFFSET + 1] << 8;
     const long weight_bytes = network.weight_scale < 128 ? 1 : 2;

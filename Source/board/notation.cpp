@@ -3,6 +3,7 @@
 
 #include <cctype>
 #include <cstring>
+#include <initializer_list>
 
 #include "base/output.h"
 #include "base/settings.h"

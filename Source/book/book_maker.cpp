@@ -16,6 +16,7 @@
 #include "formats/output_file.h"
 #include "formats/pgn.h"
 #include "formats/text_file.h"
+#include "platform/file_offset.h"
 #include "platform/interrupt.h"
 
 static constexpr const char *BOOK_OUTPUT = "tmp_book.bin";
@@ -97,7 +98,7 @@ static bool read_games(Position *position, std::FILE *file, BookTable *table, u3
     clear_position(position);
     GameReading game = {DRAWN, 0, 0, 0, false};
     Progress progress;
-    begin_progress(&progress, "games", static_cast<double>(input_size(file)));
+    begin_progress(&progress, "games", static_cast<double>(stream_size(file)));
     double bytes = 0.0;
     bool room = true;
     char line[LINE_SIZE];

@@ -7,6 +7,7 @@
 #include "board/move_tests.h"
 #include "book/book_key.h"
 #include "platform/clock.h"
+#include "platform/file_offset.h"
 
 u32 book_seed;
 u8 book_seeded;
@@ -14,9 +15,9 @@ u8 book_seeded;
 static constexpr int NEUTRAL_VARIETY = 25;     // weights as the book has them
 static constexpr float SILENT_FROM = 9999.0f;  // info_min_time that keeps the console quiet
 
-static bool read_record_at(std::FILE *file, long index, BookRecord *record) {
+static bool read_record_at(std::FILE *file, i64 index, BookRecord *record) {
     BookRecord found{};
-    if (std::fseek(file, index * BOOK_RECORD_SIZE, SEEK_SET) != 0 || book_read_record(file, &found)) return false;
+    if (!set_file_place(file, index * BOOK_RECORD_SIZE) || book_read_record(file, &found)) return false;
     *record = found;
     return true;
 }
@@ -25,14 +26,13 @@ static bool read_record_at(std::FILE *file, long index, BookRecord *record) {
 // read by its place before the end: in a file with a broken tail it is a record of its own making,
 // which no key matches.
 int book_find_records(std::FILE *file, u64 key, BookRecord *list) {
-    if (std::fseek(file, -BOOK_RECORD_SIZE, SEEK_END) != 0) return 0;
-    const long last = std::ftell(file);
+    const i64 last = stream_size(file) - BOOK_RECORD_SIZE;
     BookRecord best{};
-    if (last < 0 || book_read_record(file, &best)) return 0;
-    long low = -1, high = last / BOOK_RECORD_SIZE;
+    if (last < 0 || !set_file_place(file, last) || book_read_record(file, &best)) return 0;
+    i64 low = -1, high = last / BOOK_RECORD_SIZE;
     BookRecord middle = best;
     while (high - low != 1) {
-        const long index = (low + high) / 2;
+        const i64 index = (low + high) / 2;
         read_record_at(file, index, &middle);
         if (middle.key >= key) {
             best = middle;
@@ -45,7 +45,7 @@ int book_find_records(std::FILE *file, u64 key, BookRecord *list) {
 
     int count = 0;
     list[count++] = best;
-    if (std::fseek(file, (high + 1) * BOOK_RECORD_SIZE, SEEK_SET) != 0) return count;
+    if (!set_file_place(file, (high + 1) * BOOK_RECORD_SIZE)) return count;
     while (count < BOOK_LIST_SIZE) {
         BookRecord next{};
         if (book_read_record(file, &next) || next.key != key) break;

@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "base/text.h"
+#include "platform/file_offset.h"
 #include "platform/process.h"
 #include "platform/replace_file.h"
 
@@ -52,7 +53,7 @@ bool open_output(OutputFile *file, const char *name, OutputKind kind, const char
 
 bool keep_output(OutputFile *file) {
     if (std::fflush(file->stream) != 0 || std::ferror(file->stream)) return false;
-    const long place = std::ftell(file->stream);
+    const i64 place = file_place(file->stream);
     if (place > file->kept) file->kept = place;
     return true;
 }
@@ -77,7 +78,7 @@ static bool place_output(const OutputFile *file, OutputEnd end) {
 bool close_output(OutputFile *file, OutputEnd end) {
     if (!file->stream) return true;
     bool sound = std::fflush(file->stream) == 0 && !std::ferror(file->stream);
-    if (end == OUTPUT_INTERRUPTED && std::ftell(file->stream) == 0) end = OUTPUT_DROPPED;
+    if (end == OUTPUT_INTERRUPTED && file_place(file->stream) == 0) end = OUTPUT_DROPPED;
     if (std::fclose(file->stream) != 0) sound = false;
     file->stream = nullptr;
     if (!sound) end = cut_to_kept_part(file, end);

@@ -6,13 +6,14 @@
 #include <cstdio>
 
 #include "base/settings.h"
+#include "platform/integers.h"
 
 struct OutputFile {
     std::FILE *stream;            // null when not open
     char name[PATH_LENGTH];       // as it was given, for messages
     char target[PATH_LENGTH];     // the same with links followed
     char temporary[PATH_LENGTH];  // empty: the target is written in place (a device, for instance)
-    long kept;                    // bytes that keep_output has made safe
+    i64 kept;                     // bytes that keep_output has made safe
     bool is_input;                // the target is also the file that the tool reads
 };
 

@@ -34,14 +34,6 @@ bool close_input(std::FILE *file, const char *name) {
     return !failed;
 }
 
-i64 input_size(std::FILE *file) {
-    const long place = std::ftell(file);
-    if (place < 0 || std::fseek(file, 0, SEEK_END) != 0) return -1;
-    const long end = std::ftell(file);
-    std::fseek(file, place, SEEK_SET);
-    return end;
-}
-
 void start_lines(LineReader *reader, std::FILE *file, LineEnds ends) {
     reader->file = file;
     reader->ends = ends;

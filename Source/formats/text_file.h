@@ -32,8 +32,6 @@ std::FILE *open_input(const char *name);
 // Closes a stream; null is allowed. False, and "error reading NAME" on standard error, when
 // something could not be read since it was opened.
 bool close_input(std::FILE *file, const char *name);
-// Bytes in an open file, -1 if it does not tell. The reading place stays.
-i64 input_size(std::FILE *file);
 
 void start_lines(LineReader *reader, std::FILE *file, LineEnds ends = LINES_WITHOUT_CR);
 // The next line, of any length up to LONGEST_LINE, into reader->line. False at the end or on an error.

@@ -2,6 +2,7 @@
 #include "tablebase/tb_table.h"
 
 #include <cstdio>
+#include <initializer_list>
 
 #include "base/output.h"
 #include "platform/process.h"

@@ -18,6 +18,7 @@
 #include "formats/epd.h"
 #include "formats/output_file.h"
 #include "formats/text_file.h"
+#include "platform/file_offset.h"
 #include "platform/replace_file.h"
 #include "search/hash_table.h"
 #include "search/node_rate.h"
@@ -187,7 +188,7 @@ static bool run_lines(std::FILE *in, SuiteMode mode, SuiteFiles *files) {
     static LineReader reader;
     start_lines(&reader, in);
     Progress progress;
-    begin_progress(&progress, "positions", static_cast<double>(input_size(in)));
+    begin_progress(&progress, "positions", static_cast<double>(stream_size(in)));
     bool writable = true, searched = true;
     while (!driver.quit && writable && searched && next_line(&reader)) {
         show_progress(&progress, static_cast<double>(reader.bytes), totals.positions);

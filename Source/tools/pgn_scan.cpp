@@ -13,6 +13,7 @@
 #include "control/driver_state.h"
 #include "formats/output_file.h"
 #include "formats/text_file.h"
+#include "platform/file_offset.h"
 #include "search/thread_state.h"
 
 constexpr int SKIPPED_PLIES = 16;          // opening moves of a game from the start position
@@ -91,7 +92,7 @@ static void finish_game(PgnGame *game, ScannedText *gathered, std::FILE *out) {
 // next game. An interrupt ends the scan between two lines.
 static void scan_games(std::FILE *in, std::FILE *out, PgnGame *game, ScannedText *gathered) {
     Progress progress;
-    begin_progress(&progress, "games", static_cast<double>(input_size(in)));
+    begin_progress(&progress, "games", static_cast<double>(stream_size(in)));
     double bytes = 0.0;
     char line[511];
     int tag_lines = 1;

@@ -2,6 +2,7 @@
 #include "tools/prune.h"
 
 #include <cstdlib>
+#include <initializer_list>
 
 #include "base/output.h"
 #include "base/progress.h"

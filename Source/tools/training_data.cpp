@@ -16,6 +16,7 @@
 #include "formats/output_file.h"
 #include "formats/text_file.h"
 #include "platform/clock.h"
+#include "platform/file_offset.h"
 #include "search/thread_state.h"
 
 constexpr i64 FIRST_CAPACITY = 1 << 16;
@@ -112,7 +113,7 @@ static bool read_epd_records(std::FILE *in, TrainRecords *records) {
     static LineReader reader;
     start_lines(&reader, in);
     Progress progress;
-    begin_progress(&progress, "positions", static_cast<double>(input_size(in)));
+    begin_progress(&progress, "positions", static_cast<double>(stream_size(in)));
     bool room = true;
     i64 cut_lines = 0;
     // At the limit one more line is read and dropped.

@@ -22,6 +22,7 @@
 #include "formats/output_file.h"
 #include "formats/text_file.h"
 #include "formats/training_record.h"
+#include "platform/file_offset.h"
 #include "search/hash_table.h"
 #include "search/node_rate.h"
 #include "search/search_state.h"
@@ -224,7 +225,7 @@ static void convert_lines(std::FILE *in, OutputFile *out) {
     static LineReader reader;
     start_lines(&reader, in);
     Progress progress;
-    begin_progress(&progress, "positions", static_cast<double>(input_size(in)));
+    begin_progress(&progress, "positions", static_cast<double>(stream_size(in)));
     char text[FEN_SIZE + 400];
     i64 lines = 0;
     bool writable = true;

@@ -11,6 +11,7 @@
 #include "board/notation.h"
 #include "book/book_key.h"
 #include "book_files.h"
+#include "platform/file_offset.h"
 #include "support/engine.h"
 #include "support/shared_data.h"
 
@@ -101,6 +102,17 @@ TEST_F(BookProbe, SingleRecord) {
     EXPECT_EQ(probe(path, 0), 0);
     write({{START_KEY - 1, book_code("e2e4"), 5, 0}});
     EXPECT_EQ(probe(path, 0), 0);
+}
+
+// 3 GB of records with key 0, which is a hole in the file, and the one that is asked for at the end.
+TEST_F(BookProbe, FindsARecordBeyondTwoGigabytes) {
+    std::FILE *file = std::fopen(path.c_str(), "wb");
+    ASSERT_NE(file, nullptr);
+    ASSERT_TRUE(set_file_place(file, i64{3} << 30));
+    const std::string bytes = book_bytes({{START_KEY, book_code("d2d4"), 5, 0}});
+    EXPECT_EQ(std::fwrite(bytes.data(), 1, bytes.size(), file), bytes.size());
+    ASSERT_EQ(std::fclose(file), 0) << "no room for a file of this size";
+    EXPECT_EQ(probe(path, 0), word_of("d2d4"));
 }
 
 TEST_F(BookProbe, FindsEachKeyOfASortedFile) {

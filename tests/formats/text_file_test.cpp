@@ -5,6 +5,7 @@
 
 #include "formats/output_file.h"
 #include "gtest/gtest.h"
+#include "platform/file_offset.h"
 #include "support/files.h"
 #include "support/places.h"
 
@@ -17,7 +18,7 @@ static std::vector<std::string> lines_of(const std::string &content, LineEnds en
     start_lines(&reader, file, ends);
     while (next_line(&reader)) lines.push_back(reader.line);
     EXPECT_EQ(reader.bytes, static_cast<i64>(content.size()));
-    EXPECT_EQ(input_size(file), static_cast<i64>(content.size()));
+    EXPECT_EQ(stream_size(file), static_cast<i64>(content.size()));
     EXPECT_TRUE(close_input(file, "x"));
     return lines;
 }
@@ -93,6 +94,17 @@ TEST(OutputFileTest, EveryEnd) {
     testing::internal::CaptureStderr();
     EXPECT_EQ(content_after(OUTPUT_INTERRUPTED, true), "old");
     EXPECT_NE(testing::internal::GetCapturedStderr().find("the finished part is in "), std::string::npos);
+}
+
+TEST(OutputFileTest, KeepsMoreThanTwoGigabytes) {
+    ScratchDirectory directory;
+    OutputFile file;
+    ASSERT_TRUE(open_output(&file, directory.file("x").c_str(), OUTPUT_BINARY, nullptr));
+    ASSERT_TRUE(set_file_place(file.stream, i64{3} << 30));
+    std::fputs("new", file.stream);
+    ASSERT_TRUE(keep_output(&file)) << "no room for a file of this size";
+    EXPECT_EQ(file.kept, (i64{3} << 30) + 3);
+    EXPECT_TRUE(close_output(&file, OUTPUT_DROPPED));
 }
 
 TEST(OutputFileTest, LeftoversAndStrangeTargets) {

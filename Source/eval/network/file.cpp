@@ -10,6 +10,7 @@
 #include "base/output.h"
 #include "base/settings.h"
 #include "base/text.h"
+#include "platform/file_offset.h"
 #include "platform/large_memory.h"
 #include "platform/process.h"
 
@@ -182,10 +183,8 @@ static i64 read_weights(std::FILE *file, int width) {
 
 // Bytes between here and the end, or UNKNOWN_SIZE where the stream has no such thing (a pipe).
 static i64 bytes_ahead(std::FILE *file) {
-    const long here = std::ftell(file);
-    if (here < 0 || std::fseek(file, 0, SEEK_END) != 0) return UNKNOWN_SIZE;
-    const long end = std::ftell(file);
-    if (std::fseek(file, here, SEEK_SET) != 0 || end < 0) return UNKNOWN_SIZE;
+    const i64 here = file_place(file), end = stream_size(file);
+    if (here < 0 || end < 0) return UNKNOWN_SIZE;
     return end < here ? 0 : end - here;
 }
 

@@ -4,6 +4,7 @@
 
 #include <cerrno>
 #include <climits>
+#include <cstddef>
 
 #include <poll.h>
 #include <sys/ioctl.h>

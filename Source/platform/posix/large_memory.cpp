@@ -1,10 +1,11 @@
-// Large allocations by mmap, with MADV_HUGEPAGE.
+// Large allocations by mmap, on large pages where madvise can ask for them.
 #include "platform/large_memory.h"
 
 #include <cstdio>
 #include <limits>
 
 #include <sys/mman.h>
+#include <unistd.h>
 
 static constexpr u64 NO_LIMIT = std::numeric_limits<u64>::max();
 static constexpr u64 KILOBYTE = 1024;
@@ -22,14 +23,20 @@ static u64 system_number(const char *path, const char *format, u64 otherwise) {
     return found ? number : otherwise;
 }
 
+// All of the machine's memory, in use or not.
+static u64 physical_memory() {
+    const long pages = sysconf(_SC_PHYS_PAGES), page_bytes = sysconf(_SC_PAGESIZE);
+    return pages > 0 && page_bytes > 0 ? static_cast<u64>(pages) * static_cast<u64>(page_bytes) : NO_LIMIT;
+}
+
 // A mapping costs memory only when it is touched, so the system promises more than it has, and ends the
 // process when the promise is called in. Asked beforehand: what the machine can spare, and the limit of the
-// control group (not what is left of it: file caches count as used there). Where neither is known there is
-// no limit.
+// control group (not what is left of it: file caches count as used there). Only Linux has these files; elsewhere
+// the limit is the machine's memory.
 static u64 available_memory() {
     const u64 machine = system_number("/proc/meminfo", "MemAvailable: %llu kB", NO_LIMIT);
     const u64 group = system_number("/sys/fs/cgroup/memory.max", "%llu", NO_LIMIT);
-    const u64 machine_left = machine == NO_LIMIT ? NO_LIMIT : machine * KILOBYTE;
+    const u64 machine_left = machine == NO_LIMIT ? physical_memory() : machine * KILOBYTE;
     return machine_left < group ? machine_left : group;
 }
 
@@ -38,7 +45,9 @@ void *allocate_large(u64 bytes) {
     if (bytes > SMALL && bytes > available_memory()) return nullptr;
     void *block = mmap(nullptr, bytes, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
     if (block == MAP_FAILED) return nullptr;
+#ifdef MADV_HUGEPAGE
     madvise(block, bytes, MADV_HUGEPAGE);
+#endif
     return block;
 }
 

@@ -1,7 +1,9 @@
 // Threads and the mutex over pthread.
 #include "platform/threads.h"
 
+#include <bit>
 #include <cerrno>
+#include <cstddef>
 #include <new>
 
 #include <pthread.h>
@@ -16,7 +18,8 @@ struct ThreadStart {
     int *argument;
 };
 
-static_assert(sizeof(pthread_t) <= sizeof(u64), "Thread::handle holds a pthread_t");
+// A number on some systems, a pointer on others.
+static_assert(sizeof(pthread_t) == sizeof(u64), "Thread::handle holds a pthread_t");
 
 static void *thread_entry(void *start_address) {
     ThreadStart *start = static_cast<ThreadStart *>(start_address);
@@ -43,20 +46,20 @@ bool start_thread(Thread *thread, void (*body)(int *), int *argument) {
         delete start;
         return false;
     }
-    thread->handle = static_cast<u64>(handle);
+    thread->handle = std::bit_cast<u64>(handle);
     return true;
 }
 
 bool join_thread(Thread *thread) {
     if (thread->handle == 0) return false;
-    const bool joined = pthread_join(static_cast<pthread_t>(thread->handle), nullptr) == 0;
+    const bool joined = pthread_join(std::bit_cast<pthread_t>(thread->handle), nullptr) == 0;
     thread->handle = 0;
     return joined;
 }
 
 bool detach_thread(Thread *thread) {
     if (thread->handle == 0) return false;
-    const bool detached = pthread_detach(static_cast<pthread_t>(thread->handle)) == 0;
+    const bool detached = pthread_detach(std::bit_cast<pthread_t>(thread->handle)) == 0;
     thread->handle = 0;
     return detached;
 }

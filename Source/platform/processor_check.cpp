@@ -9,28 +9,49 @@
 
 #include <cpuid.h>
 
-static bool has_cpuid_bit(unsigned leaf, unsigned bit) {
-    unsigned eax = 0, ebx = 0, ecx = 0, edx = 0;
-    return __get_cpuid(leaf, &eax, &ebx, &ecx, &edx) && (ecx >> bit & 1);
+enum CpuidRegister { EAX, EBX, ECX, EDX };
+
+// The bit of the processor's answer to CPUID; false where it does not know the leaf.
+static bool has_cpuid_bit(unsigned leaf, CpuidRegister place, int bit) {
+    unsigned answer[4] = {};
+    if (!__get_cpuid_count(leaf, 0, &answer[EAX], &answer[EBX], &answer[ECX], &answer[EDX])) return false;
+    return answer[place] >> bit & 1;
+}
+
+// The kinds of registers that the operating system saves: register XCR0.
+static u32 saved_registers() {
+    constexpr int OSXSAVE = 27;  // bit of ECX in leaf 1: XCR0 can be read
+    if (!has_cpuid_bit(1, ECX, OSXSAVE)) return 0;
+    u32 low = 0, high = 0;
+    asm volatile("xgetbv" : "=a"(low), "=d"(high) : "c"(0));
+    return low;
+}
+
+// The instruction sets that processor and system have, in the bits of NEEDED_INSTRUCTIONS.
+static u32 available_instructions() {
+    constexpr u32 YMM = 0x06;  // bits of XCR0
+    u32 found = 0;
+#define FIND(BIT, NAME, LEAF, REGISTER, REGISTER_BIT) \
+    if (has_cpuid_bit(LEAF, REGISTER, REGISTER_BIT)) found |= 1u << (BIT);
+    TARN_FOR_EACH_INSTRUCTION_SET(FIND)
+    const u32 saved = saved_registers();
+    if ((saved & YMM) != YMM) found &= ~(NEEDS_YMM_REGISTERS | NEEDS_ZMM_REGISTERS);
+#ifndef __APPLE__  // macOS begins to save the ZMM registers of a thread when it first uses them
+    constexpr u32 ZMM = 0xe0;
+    if ((saved & ZMM) != ZMM) found &= ~NEEDS_ZMM_REGISTERS;
+#endif
+    return found;
 }
 
 // Priority 101 is the first that programs may use; static objects are constructed later. Nothing is called that was
 // compiled for a newer processor.
 __attribute__((constructor(101))) static void check_processor() {
-    __builtin_cpu_init();
-    u32 found = 0;
-    // clang-format off
-#define FIND(BIT, NAME) if (__builtin_cpu_supports(NAME)) found |= 1u << (BIT);
-#define FIND_CPUID(BIT, NAME, LEAF, ECX_BIT) if (has_cpuid_bit(LEAF, ECX_BIT)) found |= 1u << (BIT);
-    TARN_FOR_EACH_INSTRUCTION_SET(FIND)
-    TARN_FOR_EACH_CPUID_BIT(FIND_CPUID)
-    const u32 missing = NEEDED_INSTRUCTIONS & ~found;
+    const u32 missing = NEEDED_INSTRUCTIONS & ~available_instructions();
     if (!missing) return;
     std::fputs("Tarn: this processor lacks instructions that this executable was built for:", stderr);
-#define NAME_MISSING(BIT, NAME, ...) if (missing >> (BIT) & 1) std::fputs(" " NAME, stderr);
+#define NAME_MISSING(BIT, NAME, ...) \
+    if (missing >> (BIT)&1) std::fputs(" " NAME, stderr);
     TARN_FOR_EACH_INSTRUCTION_SET(NAME_MISSING)
-    TARN_FOR_EACH_CPUID_BIT(NAME_MISSING)
-    // clang-format on
     std::fputs("; a build for x86-64 runs on every processor\n", stderr);
     std::_Exit(1);
 }

@@ -133,34 +133,31 @@ void init_attack_tables() {
     }
 }
 
-// Least valuable first: pawn, knight, bishop, rook, queen, king. Lines are checked against `occupancy`, not against the
-// board, so that X-ray attackers count once the piece in front is removed.
+// Lines are checked against `occupancy`, not against the board, so that X-ray attackers count once the piece in front is
+// removed.
 Square attacker_of_square(const Position *position, Square square, int side, Bitboard occupancy) {
+    const Bitboard attackers = attackers_of(position, square, side, occupancy);
+    if (!attackers) return NO_SQUARE;
     const Bitboard *own = position->pieces + side * BLACK_CODE;
-    if (const Bitboard set = own[PAWN] & occupancy & pawn_attacks[side ^ 1][square]) return lowest(set);
-    if (const Bitboard set = own[KNIGHT] & occupancy & knight_attacks[square]) return lowest(set);
-    const Bitboard *lines = between[square];
-    for (Bitboard set = own[BISHOP] & occupancy & bishop_mask[square]; set; set &= set - 1)
-        if (!(lines[lowest(set)] & occupancy)) return lowest(set);
-    for (Bitboard set = own[ROOK] & occupancy & rook_mask[square]; set; set &= set - 1)
-        if (!(lines[lowest(set)] & occupancy)) return lowest(set);
-    for (Bitboard set = own[QUEEN] & occupancy & (bishop_mask[square] | rook_mask[square]); set; set &= set - 1)
-        if (!(lines[lowest(set)] & occupancy)) return lowest(set);
-    if (const Bitboard set = own[KING] & occupancy & king_attacks[square]) return lowest(set);
-    return NO_SQUARE;
+    int type = PAWN;
+    while (!(own[type] & attackers)) ++type;
+    return lowest(own[type] & attackers);
 }
 
 bool is_square_attacked(const Position *position, Square square, int side) {
+    return attackers_of(position, square, side, occupied(*position)) != 0;
+}
+
+Bitboard attacked_squares(const Position *position, int side) {
     const Bitboard *own = position->pieces + side * BLACK_CODE;
-    if (own[PAWN] & pawn_attacks[side ^ 1][square]) return true;
-    if (own[KNIGHT] & knight_attacks[square]) return true;
-    if (own[KING] & king_attacks[square]) return true;
-    const Bitboard occupancy = occupied(*position);
-    Bitboard sliders =
-        ((own[BISHOP] | own[QUEEN]) & bishop_mask[square]) | ((own[ROOK] | own[QUEEN]) & rook_mask[square]);
-    for (; sliders; sliders &= sliders - 1)
-        if (!(between[square][lowest(sliders)] & occupancy)) return true;
-    return false;
+    const Bitboard occupancy = occupied(*position), pawns = own[PAWN];
+    Bitboard attacked = side == WHITE ? (pawns << 7 & NOT_FILE_H) | (pawns << 9 & NOT_FILE_A)
+                                      : (pawns >> 9 & NOT_FILE_H) | (pawns >> 7 & NOT_FILE_A);
+    for (Bitboard set = own[KNIGHT]; set;) attacked |= knight_attacks[pop_lowest(set)];
+    for (Bitboard set = own[BISHOP] | own[QUEEN]; set;) attacked |= bishop_attacks(pop_lowest(set), occupancy);
+    for (Bitboard set = own[ROOK] | own[QUEEN]; set;) attacked |= rook_attacks(pop_lowest(set), occupancy);
+    for (Bitboard set = own[KING]; set;) attacked |= king_attacks[pop_lowest(set)];
+    return attacked;
 }
 
 Bitboard pinned_pieces(const Position *position, int side) {

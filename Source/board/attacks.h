@@ -36,11 +36,21 @@ inline Bitboard bishop_attacks(Square square, Bitboard occupancy) {
     return slider_attacks(bishop_lookup[square], occupancy);
 }
 
+// Pieces of `side` that attack `square`. Only pieces in `occupancy` count, as attackers and as blockers.
+inline Bitboard attackers_of(const Position *position, Square square, int side, Bitboard occupancy) {
+    const Bitboard *own = position->pieces + side * BLACK_CODE;
+    return ((own[PAWN] & pawn_attacks[side ^ 1][square]) | (own[KNIGHT] & knight_attacks[square]) |
+            (own[KING] & king_attacks[square]) | ((own[BISHOP] | own[QUEEN]) & bishop_attacks(square, occupancy)) |
+            ((own[ROOK] | own[QUEEN]) & rook_attacks(square, occupancy))) &
+           occupancy;
+}
 // Returns the square of the least valuable piece of `side` that attacks `square`, or NO_SQUARE. Only pieces in
 // `occupancy` count, as attackers and as blockers. Among pieces of one type the lowest square is chosen.
 Square attacker_of_square(const Position *position, Square square, int side, Bitboard occupancy);
 // True if a piece of `side` attacks `square` in the position as it is.
 bool is_square_attacked(const Position *position, Square square, int side);
+// All squares that pieces of `side` attack.
+Bitboard attacked_squares(const Position *position, int side);
 // Pieces of `side` that are pinned to their king or to their first queen.
 Bitboard pinned_pieces(const Position *position, int side);
 

@@ -15,5 +15,7 @@ int see_on_square(const Position *position, int side, Square square, int victim_
 // The value of the move from `from` to `to` with the exchange that follows. If `from` is NO_SQUARE: the side's best
 // exchange on `to`, 0 or more.
 int see(const Position *position, int side, Square from, Square to);
+// True if see() of a real move is at least `limit`, which is above -8000.
+bool see_reaches(const Position *position, int side, Square from, Square to, int limit);
 // True unless the move, one of the side to move, loses more than 70 centipawns.
 bool see_ok(const Position *position, Move move);

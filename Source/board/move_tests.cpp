@@ -16,7 +16,7 @@ static bool is_castling_legal(const Position *position, int side, Square from, S
     if (rook == NO_SQUARE) return true;
     const Bitboard occupancy =
         ((occupied(*position) & ~(bit(from) | bit(rook))) | bit(to)) | bit(kingside ? to - 1 : to + 1);
-    return attacker_of_square(position, to, enemy, occupancy) == NO_SQUARE;
+    return !attackers_of(position, to, enemy, occupancy);
 }
 
 // Tests for attacks on the board after the move, which only occupancy and piece sets represent: the from-square is
@@ -39,9 +39,9 @@ bool is_move_legal(Position *position, int side, Move move) {
         victim_bit = bit(to);
         victim_set = &position->pieces[captured];
     }
-    if (!victim_set) return attacker_of_square(position, target, enemy, occupancy) == NO_SQUARE;
+    if (!victim_set) return !attackers_of(position, target, enemy, occupancy);
     *victim_set ^= victim_bit;
-    const bool legal = attacker_of_square(position, target, enemy, occupancy) == NO_SQUARE;
+    const bool legal = !attackers_of(position, target, enemy, occupancy);
     *victim_set ^= victim_bit;
     return legal;
 }
@@ -67,7 +67,7 @@ bool attacks_king_after(Position *position, int side, int type, Square from, Squ
     const Bitboard before = *set;
     *set |= bit(to);
     const Bitboard occupancy = (occupied(*position) & ~bit(from)) | bit(to);
-    const bool attacked = attacker_of_square(position, position->king_sq[side ^ 1], side, occupancy) != NO_SQUARE;
+    const bool attacked = attackers_of(position, position->king_sq[side ^ 1], side, occupancy) != 0;
     *set = before;
     return attacked;
 }

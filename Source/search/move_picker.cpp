@@ -16,8 +16,9 @@
 const i16 GOOD_CAPTURE_SCORE[6] = {210, 220, 230, 230, 240, 250};
 const i16 BAD_CAPTURE_SCORE[6] = {2, 4, 12, 12, 16, 20};
 
-static constexpr int GOOD_LIMIT = 150;  // captures with this score or less wait for the quiet moves
-static constexpr int ORDER_LIMIT = 2;   // moves with this score or less are handed out unsorted
+static constexpr int GOOD_EXCHANGE = -49;  // least exchange value of a good capture, in centipawns
+static constexpr int GOOD_LIMIT = 150;     // captures with this score or less wait for the quiet moves
+static constexpr int ORDER_LIMIT = 2;      // moves with this score or less are handed out unsorted
 static constexpr i16 HASH_MOVE_SCORE = 255;
 static constexpr i16 CHECK_SCORE = 100;
 
@@ -69,7 +70,8 @@ i16 capture_order_score(const Position *position, int side, const MoveEntry *ent
     const int mover = type_of(entry->piece), victim = type_of(entry->captured);
     const Square from = from_of(entry->move), to = to_of(entry->move);
     // Good: takes something of at least the mover's value, or an exchange that loses less than half a pawn.
-    const bool good = (mover != KING && SEE_VALUE[victim] >= SEE_VALUE[mover]) || see(position, side, from, to) >= -49;
+    const bool good = (mover != KING && SEE_VALUE[victim] >= SEE_VALUE[mover]) ||
+                      see_reaches(position, side, from, to, GOOD_EXCHANGE);
     return good ? static_cast<i16>(GOOD_CAPTURE_SCORE[victim] - mover) : BAD_CAPTURE_SCORE[victim];
 }
 

@@ -29,16 +29,6 @@ static int move_gain(const MoveTests *tests, Position *position, int side, const
     return is_pawn && relative_rank(side, to) >= 6 ? PAWN_GAIN : SEE_VALUE[type_of(entry->captured)];
 }
 
-// True if the exchange that the move begins loses more than the search allows (70 centipawns). Captures of
-// something worth at least the mover, and en passant, are not tested.
-static bool loses_exchange(const Position *position, int side, Move move) {
-    const Square from = from_of(move), to = to_of(move);
-    const int mover = type_of(position->board[from]);
-    if (SEE_WORTH[mover] <= SEE_WORTH[type_of(position->board[to])]) return false;
-    if (mover == PAWN && to == position->ep_square) return false;
-    return see(position, side, from, to) < SEE_OK_MARGIN;
-}
-
 // The loop has no recursion of its own: its children are nodes, which come back here when they are
 // not in check. Returns the static evaluation if no move does better.
 int quiesce_moves(Position *position, int side, int ply, int depth, int alpha, int beta, NodeType node_type, u16 *pv) {
@@ -73,7 +63,7 @@ int quiesce_moves(Position *position, int side, int ply, int depth, int alpha, i
         if (gain + eval <= alpha - margin) continue;
 
         // 5. Exchange pruning.
-        if (loses_exchange(position, side, entry->move)) continue;
+        if (!see_ok(position, entry->move)) continue;
 
         // 6. Legality. The bucket of a child that will probe is fetched meanwhile.
         if (gain == CHECK_GAIN || depth > 0) prefetch_child(position, entry);

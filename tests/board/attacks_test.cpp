@@ -93,15 +93,47 @@ TEST_F(AttacksTest, TheLeastValuableComesFirst) {
     EXPECT_EQ(attacker_of_square(position, square_of("d5"), WHITE, occupied(*position)), 18);
 }
 
-TEST_F(AttacksTest, SquareAttackedAgreesWithAttackerOfSquare) {
+// What the piece on a square attacks, the slow way.
+Bitboard reach_of(int code, Square square, Bitboard occupancy) {
+    switch (type_of(code)) {
+        case PAWN: return pawn_attacks[colour_of(code)][square];
+        case KNIGHT: return knight_attacks[square];
+        case BISHOP: return walk(square, occupancy, true);
+        case ROOK: return walk(square, occupancy, false);
+        case QUEEN: return walk(square, occupancy, true) | walk(square, occupancy, false);
+        case KING: return king_attacks[square];
+        default: return 0;
+    }
+}
+
+TEST_F(AttacksTest, AttackersAgreeWithAWalkFromEveryPiece) {
     for (const char *fen : {"r3k2r/p1ppqpb1/bn2pnp1/3PN3/1p2P3/2N2Q1p/PPPBBPPP/R3K2R w KQkq -", STARTPOS_FEN,
-                            "4k3/8/8/2qN4/3p4/4K3/3N1n2/8 w - -"}) {
+                            "4k3/8/8/2qN4/3p4/4K3/3N1n2/8 w - -", "3rk3/pp1q3b/8/1B1p4/Q7/2R5/P2R2PP/4K3 b - -"}) {
         const Position *position = set_up(fen);
-        for (Square square = 0; square < 64; ++square)
-            for (int side = WHITE; side <= BLACK; ++side)
-                EXPECT_EQ(is_square_attacked(position, square, side),
-                          attacker_of_square(position, square, side, occupied(*position)) != NO_SQUARE)
-                    << fen << " " << square;
+        // The whole board, and boards without one of its pieces.
+        for (Square lifted = 0; lifted <= 64; ++lifted) {
+            if (lifted < 64 && !position->board[lifted]) continue;
+            const Bitboard all = occupied(*position), occupancy = lifted < 64 ? all ^ bit(lifted) : all;
+            for (int side = WHITE; side <= BLACK; ++side) {
+                Bitboard attacked = 0;
+                for (Square square = 0; square < 64; ++square) {
+                    Bitboard attackers = 0;
+                    for (Square from = 0; from < 64; ++from)
+                        if (occupancy >> from & 1 && colour_of(position->board[from]) == side &&
+                            reach_of(position->board[from], from, occupancy) >> square & 1)
+                            attackers |= bit(from);
+                    ASSERT_EQ(attackers_of(position, square, side, occupancy), attackers) << fen << " " << square;
+                    ASSERT_EQ(attacker_of_square(position, square, side, occupancy) != NO_SQUARE, attackers != 0);
+                    if (attackers) attacked |= bit(square);
+                    if (lifted == 64) {
+                        ASSERT_EQ(is_square_attacked(position, square, side), attackers != 0) << fen << " " << square;
+                    }
+                }
+                if (lifted == 64) {
+                    EXPECT_EQ(attacked_squares(position, side), attacked) << fen;
+                }
+            }
+        }
     }
 }
 

@@ -1,6 +1,9 @@
 // Exchange values.
 #include "board/exchange.h"
 
+#include "base/random.h"
+#include "board/fen.h"
+#include "board/make_move.h"
 #include "gtest/gtest.h"
 #include "support/engine.h"
 #include "support/positions.h"
@@ -61,6 +64,33 @@ TEST_F(ExchangeTest, BestExchangeOnASquare) {
     position = set_up("3qk3/8/8/8/8/8/8/3RK3 w - -");
     EXPECT_EQ(see_on_square(position, WHITE, 60, KING, occupied(*position)), 0);
     EXPECT_EQ(see_on_square(position, WHITE, 59, KING, occupied(*position)), KING_CAPTURE_VALUE);
+}
+
+// The test against a limit says what the full value says, for every pseudo-legal move of random games.
+TEST_F(ExchangeTest, LimitsAgreeWithTheFullValue) {
+    u32 seed = 20260704;
+    int reached = 0, missed = 0;
+    for (const char *fen : {STARTPOS_FEN, "r3k2r/p1ppqpb1/bn2pnp1/3PN3/1p2P3/2N2Q1p/PPPBBPPP/R3K2R w KQkq -",
+                            "r3k2r/1P4P1/8/8/8/8/1p4p1/R3K2R w KQkq -"}) {
+        Position *position = set_up(fen);
+        for (int step = 0; step < 300; ++step) {
+            const int side = position->stm;
+            for (const MoveEntry &entry : pseudo_legal_moves(position)) {
+                const Square from = from_of(entry.move), to = to_of(entry.move);
+                const int value = see(position, side, from, to);
+                for (const int limit : {SEE_OK_MARGIN, -49, 0, 100, 350}) {
+                    ASSERT_EQ(see_reaches(position, side, from, to, limit), value >= limit)
+                        << fen_of(position) << " " << text_of(position, entry.move) << " " << limit;
+                    ++(value >= limit ? reached : missed);
+                }
+            }
+            const std::vector<Move> legal = legal_moves(position);
+            if (legal.empty() || position->fifty > 40) position = set_up(fen);
+            else make_game_move(position, legal[(next_random(&seed) >> 8) % legal.size()]);
+        }
+    }
+    EXPECT_GT(reached, 1000);
+    EXPECT_GT(missed, 1000);
 }
 
 TEST_F(ExchangeTest, GoodEnoughForTheSearch) {

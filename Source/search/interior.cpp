@@ -163,8 +163,8 @@ static bool has_threat(const NodeState *node) {
     const Position *position = node->position;
     const int side = node->side, enemy = side ^ 1;
     const Bitboard occupancy = occupied(*position);
-    // Captures: exchanges are computed only for pieces whose full value would be enough.
-    for (Bitboard own = position->pieces[side * BLACK_CODE]; own;) {
+    // Captures of attacked pieces: exchanges are computed only for those whose full value would be enough.
+    for (Bitboard own = position->pieces[side * BLACK_CODE] & attacked_squares(position, enemy); own;) {
         const Square square = pop_lowest(own);
         const int type = type_of(position->board[square]);
         if (node->static_eval - SEE_VALUE[type] >= node->beta) continue;

@@ -85,9 +85,11 @@ void generate_ply_list(ThreadState *thread) {
     close_move_list(thread, generate_all(&thread->position, thread->plies[thread->game.ply].move_list));
 }
 
+// The stages that generate are kept out of line: next_move, called for every move, saves fewer registers then.
+
 // Generates and scores captures, promotions and pushes to the seventh rank. Quiescence does without exchanges and
 // scores by most valuable victim, least valuable attacker alone.
-static void generate_tactical(ThreadState *thread, PlyRecord *record, MoveEntry *start) {
+[[gnu::noinline]] static void generate_tactical(ThreadState *thread, PlyRecord *record, MoveEntry *start) {
     Position *position = &thread->position;
     const int side = position->stm;
     const bool full = (record->picker_stage & PICK_FULL) != 0;
@@ -131,7 +133,7 @@ static void score_quiets(ThreadState *thread, const PlyRecord *record, MoveEntry
 }
 
 // Appends the quiet moves to what is left of the list, the captures that lose material.
-static void append_quiets(ThreadState *thread, PlyRecord *record, MoveEntry *end) {
+[[gnu::noinline]] static void append_quiets(ThreadState *thread, PlyRecord *record, MoveEntry *end) {
     while (end->move != END_OF_LIST) ++end;
     MoveEntry *start = end;
     end = generate_quiets(&thread->position, thread->position.stm, start, record->check_square);
@@ -141,7 +143,7 @@ static void append_quiets(ThreadState *thread, PlyRecord *record, MoveEntry *end
 
 // Appends the quiet moves that check with the piece that moves; discovered checks are left out. Pawn pushes onto the
 // seventh rank have been handed out with the captures and come again here.
-static void append_checks(ThreadState *thread, MoveEntry *start) {
+[[gnu::noinline]] static void append_checks(ThreadState *thread, MoveEntry *start) {
     const Position *position = &thread->position;
     const int side = position->stm;
     const Square king = position->king_sq[side ^ 1];

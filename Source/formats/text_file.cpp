@@ -8,6 +8,7 @@
 #include <cstring>
 
 #include "base/text.h"
+#include "platform/interrupt.h"
 
 // A directory can be opened on some systems and fails when it is read.
 std::FILE *open_input(const char *name) {
@@ -48,6 +49,11 @@ bool next_line(LineReader *reader) {
     i64 taken = 0;
     while (!found_end) {
         if (reader->at == reader->size) {
+            // The line may have no end. Half of it is worth nothing to a tool that is to stop.
+            if (caught_interrupt()) {
+                reader->line.clear();
+                return false;
+            }
             reader->at = 0;
             reader->size = std::fread(reader->buffer, 1, sizeof reader->buffer, reader->file);
             if (reader->size == 0) break;

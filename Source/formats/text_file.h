@@ -34,7 +34,8 @@ std::FILE *open_input(const char *name);
 bool close_input(std::FILE *file, const char *name);
 
 void start_lines(LineReader *reader, std::FILE *file, LineEnds ends = LINES_WITHOUT_CR);
-// The next line, of any length up to LONGEST_LINE, into reader->line. False at the end or on an error.
+// The next line, of any length up to LONGEST_LINE, into reader->line. False at the end, on an error, or when an
+// interrupt was caught (platform/interrupt.h).
 bool next_line(LineReader *reader);
 // As std::fgets: at most size - 1 characters, line end included, the rest of a longer line comes
 // next; but the two characters CR LF read as one LF. False at the end or on an error.

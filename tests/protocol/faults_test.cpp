@@ -105,6 +105,64 @@ TEST(VanishingFiles, BetweenSearches) {
 
 class TableFaults : public SolvedTables {};
 
+// Sends the lines one after another, waiting for the answer to each search; false when the program has ended. `heard`
+// gets all that was read.
+static bool converse(Program *program, const Lines &lines, Lines *heard) {
+    for (const std::string &line : lines) {
+        if (!program->send(line)) return false;
+        if (line.rfind("go", 0) != 0) continue;
+        std::string answer;
+        while (answer.rfind("bestmove", 0) != 0) {
+            if (!program->read_line(&answer)) return false;
+            heard->push_back(answer);
+        }
+        EXPECT_TRUE(is_move(answer)) << answer;
+    }
+    return true;
+}
+
+// Any allocation of memory or of a thread may fail: the engine does without, or says why it ends.
+TEST_F(TableFaults, NoMemory) {
+    SKIP_ON_WINDOWS("LD_PRELOAD");
+    const std::string library = std::filesystem::path(program_path()).parent_path().string() + "/tests/no_memory.so";
+    if (!std::filesystem::exists(library)) GTEST_SKIP() << "not built with sanitizers";
+    const Lines conversation = {"setoption name OwnBook value false",
+                                "setoption name Hash value 32",
+                                "setoption name SyzygyPath value " + directory->path,
+                                "position fen 8/8/8/8/8/3k4/8/3K3Q w - - 0 1",
+                                "go depth 4",
+                                "setoption name Threads value 3",
+                                "setoption name Clear Hash",
+                                "position startpos",
+                                "go depth 6",
+                                "setoption name ConfigFilePath value settings.cfg",
+                                "setoption name NN_File value cut.bin",
+                                "go depth 6"};
+    int ended = 0;
+    for (int number = 1; number <= 44; ++number) {
+        ScratchDirectory scratch;
+        ASSERT_TRUE(write_file(scratch.file("settings.cfg"), "Contempt = 5\n"));
+        ASSERT_TRUE(write_file(scratch.file("cut.bin"), "cut"));
+        ProgramSetup setup;
+        setup.executable = "/usr/bin/env";
+        setup.directory = scratch.path;
+        setup.arguments = {"LD_PRELOAD=" + library, "TARN_FAIL_AT=" + std::to_string(number), program_path(), "-hash",
+                           "1"};
+        Program program(setup);
+        Lines heard;
+        const bool lives = converse(&program, conversation, &heard);
+        if (lives) program.send("quit");
+        for (const std::string &line : program.rest()) heard.push_back(line);
+        const int status = program.wait_exit();
+        EXPECT_TRUE(status == 0 || (!lives && (status == 1 || status == 255))) << number << ": status " << status;
+        ended += !lives;
+        const std::string reason = program.error_output() + (heard.empty() ? "" : heard.back());
+        EXPECT_TRUE(status == 0 || has_form(reason, "(.|\n)*(memory|into memory|info string can't start )(.|\n)*"))
+            << number << ": " << reason;
+    }
+    EXPECT_GT(ended, 5) << "the library was not loaded";
+}
+
 // Pawn endings whose captures and promotions lead into the tables all the time.
 TEST_F(TableFaults, FilesCutDuringASearch) {
     SKIP_ON_WINDOWS("a mapped file can't be cut");

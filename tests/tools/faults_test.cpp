@@ -104,6 +104,21 @@ TEST(ToolSignals, AtRandomMoments) {
     }
 }
 
+// A device may give a line without end.
+TEST(ToolSignals, WhileALineIsRead) {
+    if (!std::filesystem::exists("/dev/zero")) GTEST_SKIP() << "no /dev/zero here";
+    for (const char *tool : {"-anepd", "-mkbook2"}) {
+        const ScratchDirectory directory;
+        Program program({tool, "/dev/zero", "-o", "out.epd", "-d", "2"}, directory.path);
+        program.close_input();
+        program.wait_for("info string loaded embedded network");
+        program.lines_within(0.1);
+        kill(program.process_id(), SIGTERM);
+        EXPECT_EQ(program.wait_exit(20.0), 128 + SIGTERM) << tool;
+        EXPECT_EQ(temporary_files(directory), 0) << tool;
+    }
+}
+
 // ---- Memory ----
 
 // The library that lets one allocation fail, see tests/faults/no_memory.cpp.

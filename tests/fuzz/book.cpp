@@ -12,7 +12,7 @@
 #include "fuzz/fuzz.h"
 #include "fuzz/support.h"
 
-static constexpr const char *BOOK = "book.bin";
+static constexpr const char *BOOK = "fuzzed.bin";
 
 // Positions that the seeds have records for: castling, promotion, en passant, and one without a king.
 static constexpr const char *POSITIONS[] = {

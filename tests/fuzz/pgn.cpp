@@ -51,8 +51,12 @@ static void try_scan(Position *position) {
     }
 }
 
-// The book is sorted, without equal moves of a position, and every record reads back as it was written.
-static void try_book_maker(Position *position) {
+// The book is sorted, by position and by falling weight. A move must have won or drawn several games to get into it.
+static void try_book_maker(const std::string &input, Position *position) {
+    static constexpr int GAMES_FOR_A_MOVE = 6;
+    std::string games;
+    for (int i = 0; i < GAMES_FOR_A_MOVE; ++i) games += input + "\n\n";
+    REQUIRE(write_file(GAMES, games));
     REQUIRE(make_book(position));
     std::FILE *file = std::fopen(BOOK, "rb");
     REQUIRE(file != nullptr);
@@ -81,6 +85,6 @@ void fuzz_pgn(const std::string &input) {
     try_parser(input);
     REQUIRE(write_file(GAMES, input));
     try_scan(position);
-    try_book_maker(position);
     try_load(position);
+    try_book_maker(input, position);
 }

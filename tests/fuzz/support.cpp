@@ -28,6 +28,7 @@
 #include "search/search_state.h"
 #include "support/engine.h"
 #include "support/files.h"
+#include "support/table_writer.h"
 #include "tablebase/tablebase.h"
 
 static constexpr int HASH_MEGABYTES = 1;
@@ -99,6 +100,22 @@ void play_conversation(const std::string &text) {
     restart_input();
     forget_input_lines();
     game_driver();
+}
+
+// ---- Endgame tables ----
+
+const std::vector<std::string> &table_names() {
+    static const std::vector<std::string> names = {"KRvK", "KRRvK", "KRvKR", "KPvK", "KPvKP", "KPPvK", "KRPvKR"};
+    return names;
+}
+
+void write_tables() {
+    if (!std::filesystem::create_directory(TABLE_DIRECTORY)) return;
+    for (const std::string &name : table_names()) {
+        const std::string path = std::string(TABLE_DIRECTORY) + "/" + name;
+        REQUIRE(write_file(path + ".rtbw", table_bytes(constant_wdl_plan(name, 4, 0))));
+        REQUIRE(write_file(path + ".rtbz", table_bytes(constant_dtz_plan(name, 0))));
+    }
 }
 
 // ---- Text ----

@@ -26,6 +26,13 @@ std::string taken_output();
 // Runs the main loop of play with this text as the whole standard input.
 void play_conversation(const std::string &text);
 
+// Small endgame tables of constant values, in every way of numbering positions: three single men, two kings, pawns of
+// one side and of both, and equal sides.
+constexpr const char *TABLE_DIRECTORY = "tables";
+const std::vector<std::string> &table_names();
+// Writes their files into the directory; once per process.
+void write_tables();
+
 // Lines without their ends; a last line without an end counts.
 std::vector<std::string> lines_of(const std::string &text);
 bool begins_with(const std::string &text, const char *prefix);

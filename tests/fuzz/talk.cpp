@@ -8,10 +8,12 @@
 #include "board/fen.h"
 #include "board/make_move.h"
 #include "board/move_tests.h"
-#include "control/driver_state.h"
+#include "book/book_files.h"
+#include "book/book_key.h"
 #include "fuzz/fuzz.h"
 #include "fuzz/support.h"
 #include "search/search_state.h"
+#include "support/files.h"
 #include "support/positions.h"
 
 static constexpr std::size_t MOST_LINES = 200;
@@ -48,6 +50,16 @@ static std::string bounded_go(std::string line, bool throttled) {
         limits = " nodes 100 depth 4";
     }
     return line.insert(after, limits);
+}
+
+// What options and commands of the seeds name: a book with 1. e4 and 1. d4, and endgame tables.
+static void write_files() {
+    static bool written;
+    if (written) return;
+    written = true;
+    const u64 key = book_key(&root_thread_state->position);
+    REQUIRE(write_file("book.bin", book_bytes({{key, book_code("e2e4"), 3, 0}, {key, book_code("d2d4"), 1, 0}})));
+    write_tables();
 }
 
 // ---- UCI ----
@@ -100,6 +112,7 @@ static void check_answers(Position *position, const Expected &expected, const st
 // One run of the main loop for each "position", since it begins with the start position. Options and hash stay.
 void fuzz_uci(const std::string &input) {
     Position *position = &fresh_engine()->position;
+    write_files();
     const std::vector<std::string> lines = command_lines(input);
     const bool throttled = holds(input, "LimitStrength");
     for (std::size_t i = 0; i < lines.size();) {
@@ -136,6 +149,7 @@ static std::string bounded_console_line(const std::string &line) {
 
 void fuzz_console(const std::string &input) {
     Position *position = &fresh_engine()->position;
+    write_files();
     settings.uci_mode = 0;
     settings.node_limit = CONSOLE_NODES;
     settings.move_time = 0.05f;

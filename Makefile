@@ -145,6 +145,13 @@ test-windows:
 	@cmake --build build/everyday --target test_protocol
 	@scripts/test_windows.sh build/windows build/everyday
 
+# Built as for every day: `make test-dist` checks the build that is given away.
+test-arm64:
+	@scripts/need_packages.sh $(TEST_PACKAGES) g++-aarch64-linux-gnu qemu-user
+	@cmake --preset arm64 -B build/arm64-tests -DCMAKE_BUILD_TYPE=Everyday -DTARN_TESTS=ON
+	@cmake --build build/arm64-tests
+	@scripts/test_arm64.sh build/arm64-tests
+
 network:
 	@scripts/need_packages.sh $(BUILD_PACKAGES) python3
 	@test -f build/release/build.ninja || cmake --preset release -DTARN_TESTS=OFF
@@ -184,6 +191,8 @@ help:
 	@echo "make windows  cross-compile build/windows/tarn.exe"
 	@echo "make test-windows"
 	@echo "              the tests of the Windows program, under Wine"
+	@echo "make test-arm64"
+	@echo "              the tests of the program for 64-bit ARM, under qemu-aarch64"
 	@echo "make network [FROM=builtin|hand|FILE] [POSITIONS=10000000] [MINUTES=60] [GAMES=400] [TC=3+0.03] [THREADS=all]"
 	@echo "              [NODES=] [SEED=1] [FOLDER=build/network] [REPLACE=yes]"
 	@echo "              make the next network: self-play, training, match; the same command goes on after a stop"

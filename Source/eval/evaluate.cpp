@@ -4,8 +4,10 @@
 
 #include <algorithm>
 
+#include "base/debug_check.h"
 #include "base/settings.h"
 #include "board/game.h"
+#include "eval/check_symmetry.h"
 #include "eval/endings.h"
 #include "eval/handcrafted/hand_eval.h"
 #include "eval/network/forward.h"
@@ -54,9 +56,11 @@ int evaluate(EvalState *state, const Position &position, int side, int ply, int 
 
     if (settings.use_nn) {
         if (!network_eval(state, position, &score)) score = NO_NETWORK_SCORE;
+        else if constexpr (DEBUG_CHECKS) require_symmetric_network(state, position, score);
         if (has_opposite_bishops(position)) score -= score / 4;
     } else {
         score = hand_eval(state, position);
+        if constexpr (DEBUG_CHECKS) require_symmetric_hand(state, position, score);
     }
 
     if (contempt_side != NO_CONTEMPT) {

@@ -3,6 +3,7 @@
 
 #include <cstring>
 
+#include "base/debug_check.h"
 #include "base/output.h"
 #include "base/settings.h"
 #include "board/attacks.h"
@@ -10,6 +11,7 @@
 #include "board/move_tests.h"
 #include "platform/large_memory.h"
 #include "platform/process.h"
+#include "search/check_search.h"
 #include "search/search_state.h"
 
 HashTable hash_table;
@@ -242,6 +244,7 @@ bool hash_probe(Position *position, int *score, int *eval, int *depth, Move *mov
     *depth = entry_plies;
     *move = stored_move;
     *bound = static_cast<int>(high >> 61);
+    if constexpr (DEBUG_CHECKS) require_sound_hash_entry(position, *score, *eval, *move, *bound);
     thread->hash_hits += 1;
     return true;
 }

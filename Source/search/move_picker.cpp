@@ -9,9 +9,11 @@
 #include <cstddef>
 #include <utility>
 
+#include "base/debug_check.h"
 #include "board/attacks.h"
 #include "board/exchange.h"
 #include "board/moves.h"
+#include "search/check_search.h"
 
 const i16 GOOD_CAPTURE_SCORE[6] = {210, 220, 230, 230, 240, 250};
 const i16 BAD_CAPTURE_SCORE[6] = {2, 4, 12, 12, 16, 20};
@@ -76,6 +78,7 @@ i16 capture_order_score(const Position *position, int side, const MoveEntry *ent
 }
 
 void close_move_list(ThreadState *thread, MoveEntry *end) {
+    if constexpr (DEBUG_CHECKS) require_room_in_pool(thread, end);
     end->move = END_OF_LIST;
     thread->plies[thread->game.ply + 1].move_list = end + 1;
     thread->plies[thread->game.ply + 2].move_list = end + 2;
@@ -245,5 +248,8 @@ MoveEntry *next_move(Position *position) {
     }
     record->picker_stage = static_cast<u16>(flags | stage);
     if (found) record->current_move = found;
+    if constexpr (DEBUG_CHECKS)
+        if (!found && stage < STAGE_LIST_START)
+            require_sound_picked_list(thread, flags & PICK_FULL, flags & PICK_HASH_MOVE ? record->hash_move : 0);
     return found;
 }

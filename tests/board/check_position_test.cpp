@@ -54,8 +54,8 @@ const Damage DAMAGES[] = {
     {"a castling path of other squares", [](Position *p) { p->castle_path[2] = 0; }},
     {"the game stack is out of bounds", [](Position *p) { p->game->game_ply = GAME_STACK_SIZE + 1; }},
     {"the game stack is out of bounds", [](Position *p) { p->game->game_ply = -1; }},
-    {"the search ply differs from the game stack", [](Position *p) { p->game->ply = 3; }},
-    {"the search ply differs from the game stack", [](Position *p) { p->game->ply = -1; }},
+    {"the search ply is out of bounds", [](Position *p) { p->game->ply = GAME_STACK_SIZE + 1; }},
+    {"the search ply is out of bounds", [](Position *p) { p->game->ply = -1; }},
 };
 
 TEST_F(CheckPositionTest, EveryDamageHasItsName) {
@@ -109,6 +109,24 @@ TEST_F(CheckPositionTest, KeysThatASetUpLeavesStaleKeepTheirDifference) {
         require_sound_position(position, stale, "test");
         unmake_move(position);
         require_sound_position(position, stale, "test");
+    }
+}
+
+// The king square stays where it was; taking the move back makes it right again.
+TEST_F(CheckPositionTest, AKingMayBeCapturedOnABoardThatTextSetUp) {
+    for (const char *fen : {"4R3/8/8/4k3/8/8/8/nK6 w - -", "4R3/8/8/4k3/8/8/8/nK2k3 w - -"}) {
+        Position *position = set_up(fen);
+        make_move(position, word_of("e8e5"));
+        EXPECT_STREQ(position_fault(position), nullptr) << fen;
+        make_move(position, word_of("a1b3"));
+        EXPECT_STREQ(position_fault(position), nullptr) << fen;
+        unmake_move(position);
+        unmake_move(position);
+        EXPECT_STREQ(position_fault(position), nullptr) << fen;
+        EXPECT_EQ(fen_of(position), fen);
+        remove_piece(position, position->king_sq[BLACK]);
+        position->king_sq[BLACK] = square_of("d5");
+        EXPECT_STREQ(position_fault(position), "a king square without its king") << fen;
     }
 }
 

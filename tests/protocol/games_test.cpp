@@ -10,6 +10,7 @@
 #include "board/notation.h"
 #include "protocol/session.h"
 #include "support/engine.h"
+#include "support/sanitizers.h"
 
 static double now() {
     return std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch()).count();
@@ -35,11 +36,7 @@ struct GameResult {
 };
 
 // The sanitizers slow the engine's small change down: what it can't avoid takes longer.
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-constexpr double CLOCK_SCALE = 4.0;
-#else
-constexpr double CLOCK_SCALE = 1.0;
-#endif
+constexpr double CLOCK_SCALE = UNDER_SANITIZER ? 4.0 : 1.0;
 
 // Plays on from the opening, at most so many plies; clocks in seconds. Stops at an illegal move or a lost clock, having
 // failed the test.

@@ -10,6 +10,7 @@
 #include "support/places.h"
 #include "support/positions.h"
 #include "support/response.h"
+#include "support/sanitizers.h"
 #include "support/shared_data.h"
 
 static constexpr double HANG = 20.0;  // seconds; the first iteration of the crowded positions takes longer
@@ -151,14 +152,9 @@ static ProgramSetup limited_program(const std::string &directory, int kilobytes,
     return setup;
 }
 
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-#define SKIP_UNDER_SANITIZERS() GTEST_SKIP() << "sanitizers need more address space than any limit here"
-#else
-#define SKIP_UNDER_SANITIZERS() SKIP_ON_WINDOWS("the limit is set by ulimit")
-#endif
-
 TEST(Memory, AHashThatDoesNotFitLeavesTheSizeThatWasThere) {
-    SKIP_UNDER_SANITIZERS();
+    SKIP_MEMORY_LIMIT_UNDER_SANITIZERS();
+    SKIP_ON_WINDOWS("the limit is set by ulimit");
     ScratchDirectory directory;
     Program program(limited_program(directory.path, 1500000, ""));
     program.send("isready");
@@ -177,7 +173,8 @@ TEST(Memory, AHashThatDoesNotFitLeavesTheSizeThatWasThere) {
 }
 
 TEST(Memory, AtStartTheHashIsHalvedUntilItFits) {
-    SKIP_UNDER_SANITIZERS();
+    SKIP_MEMORY_LIMIT_UNDER_SANITIZERS();
+    SKIP_ON_WINDOWS("the limit is set by ulimit");
     ScratchDirectory directory;
     Program program(limited_program(directory.path, 1500000, "-hash 32768"));
     program.send("isready");
@@ -188,7 +185,8 @@ TEST(Memory, AtStartTheHashIsHalvedUntilItFits) {
 }
 
 TEST(Memory, AThreadThatCantBeStartedIsNamedBeforeTheExit) {
-    SKIP_UNDER_SANITIZERS();
+    SKIP_MEMORY_LIMIT_UNDER_SANITIZERS();
+    SKIP_ON_WINDOWS("the limit is set by ulimit");
     ScratchDirectory directory;
     Program program(limited_program(directory.path, 1500000, "-hash 8 -threads 160"));
     program.send("go infinite");
@@ -200,7 +198,8 @@ TEST(Memory, AThreadThatCantBeStartedIsNamedBeforeTheExit) {
 }
 
 TEST(Memory, AThreadToClearTheHashThatCantBeStartedLikewise) {
-    SKIP_UNDER_SANITIZERS();
+    SKIP_MEMORY_LIMIT_UNDER_SANITIZERS();
+    SKIP_ON_WINDOWS("the limit is set by ulimit");
     ScratchDirectory directory;
     Program program(limited_program(directory.path, 1500000, "-threads 160"));
     EXPECT_EQ(program.rest().back(), "info string can't start a thread to clear the hash table, stopping Tarn");

@@ -6,6 +6,7 @@
 
 #include <sys/resource.h>
 
+#include "support/sanitizers.h"
 #include "support/table_directory.h"
 #include "tablebase/tb_table.h"
 
@@ -87,9 +88,9 @@ TEST_F(Damage, FileEmptiedSinceSetUp) {
               "info string Tablebase file KRvK.rtbw is no longer complete and not used\n");
 }
 
-// A whole file that memory has no room for ends the program. (The sanitizers need room themselves.)
-#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
+// A whole file that memory has no room for ends the program.
 TEST_F(Damage, NoRoomToMapAFile) {
+    SKIP_MEMORY_LIMIT_UNDER_SANITIZERS();
     use_files(good(".rtbw"), good(".rtbz"));
     EXPECT_EXIT(
         {
@@ -102,7 +103,6 @@ TEST_F(Damage, NoRoomToMapAFile) {
         testing::ExitedWithCode(1),
         "MapViewOfFile\\(\\) failed, error = [0-9]+\\.\nCould not map KRvK\\.rtbw into memory\\.\n");
 }
-#endif
 
 // Files that are cut while they are mapped: reading what is gone would end the program.
 class CutWhileMapped : public Damage {

@@ -8,6 +8,7 @@
 
 #include "eval/network/network_fixture.h"
 #include "eval/network/reference_network.h"
+#include "support/sanitizers.h"
 #include "support/shared_data.h"
 
 TEST_F(NetworkTest, EmbeddedNetworkIsWhatTheFileSays) {
@@ -167,6 +168,7 @@ TEST_F(NetworkTest, RangeOfSums) {
 }
 
 TEST_F(NetworkTest, NoMemoryForTheWeightsEndsTheProgram) {
+    SKIP_MEMORY_LIMIT_UNDER_SANITIZERS();
     EXPECT_EXIT(
         {
             std::fflush(stdout);

@@ -12,6 +12,7 @@ struct FuzzTarget {
 void fuzz_uci(const std::string &input);           // a whole conversation
 void fuzz_console(const std::string &input);       // console lines
 void fuzz_fen(const std::string &input);           // a position as FEN or as a line of EPD
+void fuzz_suite(const std::string &input);         // flags, then a file of EPD lines
 void fuzz_moves(const std::string &input);         // flags, a line of FEN, then moves as SAN and as coordinates
 void fuzz_pgn(const std::string &input);           // a PGN file
 void fuzz_book(const std::string &input);          // a book file

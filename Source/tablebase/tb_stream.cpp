@@ -6,7 +6,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <initializer_list>
-#include <new>
+#include <new>  // IWYU pragma: keep (placement new)
 
 #include "platform/process.h"
 

@@ -1,8 +1,6 @@
 // Places in files by fseeko() and ftello().
 #include "platform/file_offset.h"
 
-#include <sys/types.h>
-
 static_assert(sizeof(off_t) == sizeof(i64), "files beyond 2 GB");
 
 i64 file_place(std::FILE *file) { return ftello(file); }

@@ -162,6 +162,7 @@ int count_moves_with_text(Position *position, char *text, Move *last) {
     generate_all(position, list);
     int matches = 0;
     for (const MoveEntry *entry = list; entry->move != END_OF_LIST; ++entry) {
+        if (type_of(entry->captured) == KING) continue;  // possible in positions that cannot be searched
         char forms[4][MOVE_TEXT];
         move_forms(position, entry->move, forms[0], forms[1], forms[2], forms[3]);
         bool equal = false;

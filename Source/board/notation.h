@@ -11,8 +11,8 @@ void move_to_text(const Position *position, int side, Move move, char *out);
 void move_to_coord(const Position *position, int side, Move move, char *out);
 // All text forms of a move of the side to move, before it is made; each holds MOVE_TEXT characters.
 void move_forms(Position *position, Move move, char *coord, char *san, char *by_file, char *by_rank);
-// Returns the number of legal moves with this text and stores the last of them, 0 if there is none. The text is
-// normalised in place and can grow by one character.
+// Returns the number of legal moves with this text and stores the last of them, 0 if there is none. No move captures a
+// king. The text is normalised in place and can grow by one character.
 int count_moves_with_text(Position *position, char *text, Move *last);
 // Reads a text that must name exactly one move. Returns false for none or several; prints "ambiguous move" for two.
 bool parse_san(Position *position, char *text, Move *out);

@@ -150,6 +150,13 @@ TEST_F(NotationTest, PromotionSpellings) {
     EXPECT_EQ(parsed(fen, "e8"), "");
 }
 
+// A position that was set up may have a king to take. Nobody can search it, but its moves can be typed.
+TEST_F(NotationTest, NoTextTakesAKing) {
+    const char *fen = "k7/1P6/8/8/8/8/8/K7 w - -";
+    for (const char *text : {"bxa8=N", "b7a8q", "ba8=Q"}) EXPECT_EQ(parsed(fen, text), "") << text;
+    EXPECT_EQ(parsed(fen, "b8=Q"), "b7b8q");
+}
+
 TEST_F(NotationTest, AmbiguousTexts) {
     std::string printed;
     EXPECT_EQ(parsed("7k/8/8/8/8/8/5N2/KN6 w - -", "Nd1", &printed), "f2d1");

@@ -18,6 +18,7 @@ present() {
         g++-mingw-w64-x86-64-posix) command -v x86_64-w64-mingw32-g++-posix >/dev/null 2>&1 ;;
         g++-aarch64-linux-gnu) command -v aarch64-linux-gnu-g++ >/dev/null 2>&1 ;;
         dpkg-dev) command -v dpkg-shlibdeps >/dev/null 2>&1 ;;
+        qemu-user) command -v qemu-aarch64 >/dev/null 2>&1 ;;
         wine64) [ -x /usr/lib/wine/wine64 ] || command -v wine64 >/dev/null 2>&1 || command -v wine >/dev/null 2>&1 ;;
         *) command -v "$1" >/dev/null 2>&1 ;;
     esac

@@ -1,6 +1,7 @@
 // Directories of table files for tests, and positions of the small endings.
 #pragma once
 
+#include <cstdio>
 #include <string>
 
 #include "gtest/gtest.h"
@@ -8,6 +9,7 @@
 #include "support/engine.h"
 #include "support/files.h"
 #include "support/positions.h"
+#include "support/sanitizers.h"
 #include "tablebase/tablebase.h"
 #include "tablebase/tb_material.h"
 #include "tablebase/tb_registry.h"
@@ -67,6 +69,13 @@ inline Answer dtz_of(const TbPosition &pos) {
     Answer answer{};
     answer.value = tb_probe_dtz(pos, &answer.status);
     return answer;
+}
+
+// The step for tests that visit many positions. Sanitizers make a probe twenty times as slow: one position in five then.
+inline int sparse_step(int step) {
+    if (!UNDER_SANITIZER) return step;
+    std::printf("under a sanitizer: one position in %d instead of %d\n", 5 * step, step);
+    return 5 * step;
 }
 
 // Calls `check(turn, pos, dtz)` for every legal position of the ending whose numbers fall on the step.

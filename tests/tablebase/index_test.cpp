@@ -1,6 +1,8 @@
 // The numbering of positions: each number of a table is used, and none beyond.
 #include <array>
+#include <cstdio>
 
+#include "support/sanitizers.h"
 #include "support/table_directory.h"
 #include "tablebase/tb_index.h"
 #include "tablebase/tb_table.h"
@@ -69,6 +71,11 @@ static void check_numbering(const char *name, const char *fen, int group_count, 
         first = bit(0) | bit(1) | bit(2) | bit(3) | bit(9) | bit(10) | bit(11) | bit(18) | bit(19) | bit(27);
     else if (entry->pawns[0] == 1) first = LEFT_HALF;
     const std::vector<int> reflections = entry->has_pawns ? std::vector<int>{7} : std::vector<int>{7, 56, 63};
+    // Sanitizers make this twenty times as slow: one square of the first man has to do there.
+    if (UNDER_SANITIZER) {
+        first = entry->has_pawns ? bit(9) : bit(1);
+        std::printf("%s: under a sanitizer, placements with the first man on one square only\n", name);
+    }
     int number = 0;
     for_each_placement(infos[0], first, [&](const std::array<int, 4> &men) {
         int group = 0;
@@ -86,8 +93,12 @@ static void check_numbering(const char *name, const char *fen, int group_count, 
         ASSERT_LT(index, hits[group].size()) << name;
         ++hits[group][index];
     });
+    ASSERT_GT(number, 0);
     for (const std::vector<int> &group : hits)
-        for (const int count : group) ASSERT_EQ(expected_hits == 0 ? count > 0 : count == expected_hits, true) << count;
+        for (const int count : group) {
+            if (UNDER_SANITIZER) ASSERT_TRUE(expected_hits == 0 || count <= expected_hits) << count;
+            else ASSERT_TRUE(expected_hits == 0 ? count > 0 : count == expected_hits) << count;
+        }
 }
 
 TEST_F(Index, NumberingOfTwoLeadingKings) { check_numbering("KRRvK", "8/8/4k3/8/8/8/RR6/K7 w - - 0 1", 1, 0); }

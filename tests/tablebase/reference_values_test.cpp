@@ -41,12 +41,12 @@ TEST(ReferenceValues, TheTestsOwnTablesAgree) {
     use_tables(shared_path("data/syzygy"));
     for (const int type : {QUEEN, ROOK, PAWN}) {
         int checked = 0;
-        for_each_position(type, 17, [&](int, const TbPosition &pos, int dtz) {
+        for_each_position(type, sparse_step(17), [&](int, const TbPosition &pos, int dtz) {
             ASSERT_EQ(dtz_of(pos).value, dtz) << ending_name(type);
             ASSERT_EQ(wdl_of(pos).value, dtz > 0 ? 2 : dtz < 0 ? -2 : 0) << ending_name(type);
             ++checked;
         });
-        EXPECT_GT(checked, 15000);
+        EXPECT_GT(checked, UNDER_SANITIZER ? 3000 : 15000);
     }
     use_tables("");
 }

@@ -11,7 +11,7 @@ static int result_of(int dtz) { return dtz > 0 ? 2 : dtz < 0 ? -2 : 0; }
 // Every position of an ending, in both colours, against the solver.
 static void check_ending(int type, int step) {
     int wins = 0, losses = 0, draws = 0;
-    for_each_position(type, step, [&](int, const TbPosition &pos, int dtz) {
+    for_each_position(type, sparse_step(step), [&](int, const TbPosition &pos, int dtz) {
         (dtz > 0 ? wins : dtz < 0 ? losses : draws) += 1;
         for (const TbPosition &seen : {pos, mirrored(pos)}) {
             const Answer wdl = wdl_of(seen), distance = dtz_of(seen);
@@ -21,9 +21,9 @@ static void check_ending(int type, int step) {
             ASSERT_NE(distance.status, TB_NO_VALUE);
         }
     });
-    EXPECT_GT(wins, 1000);
-    EXPECT_GT(losses, 1000);
-    EXPECT_GT(draws, 500);
+    EXPECT_GT(wins, UNDER_SANITIZER ? 200 : 1000);
+    EXPECT_GT(losses, UNDER_SANITIZER ? 200 : 1000);
+    EXPECT_GT(draws, UNDER_SANITIZER ? 100 : 500);
 }
 
 TEST_F(Tables, QueenEnding) { check_ending(QUEEN, 7); }
@@ -47,7 +47,7 @@ static void check_format(const EndingFormat &format, int step = 29) {
     ASSERT_TRUE(write_file(directory.file("KRvK.rtbw"), table_bytes(ending_wdl_plan(ROOK, format))));
     ASSERT_TRUE(write_file(directory.file("KRvK.rtbz"), table_bytes(ending_dtz_plan(ROOK, format))));
     use_tables(directory.path);
-    for_each_position(ROOK, step, [&](int, const TbPosition &pos, int dtz) {
+    for_each_position(ROOK, sparse_step(step), [&](int, const TbPosition &pos, int dtz) {
         ASSERT_EQ(wdl_of(pos).value, result_of(dtz));
         ASSERT_EQ(dtz_of(pos).value, dtz);
     });

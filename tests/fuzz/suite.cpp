@@ -49,6 +49,7 @@ static void check_expansion(Position *position) {
     }
 }
 
+// The flags: number of lines, whether they are printed, and the mode of the tool.
 void fuzz_suite(const std::string &input) {
     Position *position = &fresh_engine()->position;
     if (input.empty()) return;

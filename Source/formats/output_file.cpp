@@ -14,7 +14,7 @@ constexpr int TEMPORARY_NAMES = 100;  // more than will be left behind by progra
 // Creates target.tmp, or target.tmp1 and so on where that exists. False with errno set.
 static bool create_temporary(OutputFile *file, OutputKind kind) {
     for (int i = 0; i < TEMPORARY_NAMES; ++i) {
-        char number[8] = "";
+        char number[12] = "";
         if (i) std::snprintf(number, sizeof number, "%d", i);
         const int length = std::snprintf(file->temporary, sizeof file->temporary, "%s.tmp%s", file->target, number);
         if (length >= PATH_LENGTH) {

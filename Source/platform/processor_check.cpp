@@ -36,10 +36,9 @@ static u32 available_instructions() {
     TARN_FOR_EACH_INSTRUCTION_SET(FIND)
     const u32 saved = saved_registers();
     if ((saved & YMM) != YMM) found &= ~(NEEDS_YMM_REGISTERS | NEEDS_ZMM_REGISTERS);
-#ifndef __APPLE__  // macOS begins to save the ZMM registers of a thread when it first uses them
+    // macOS begins to save the ZMM registers of a thread when it first uses them. The build says whether this is macOS.
     constexpr u32 ZMM = 0xe0;
-    if ((saved & ZMM) != ZMM) found &= ~NEEDS_ZMM_REGISTERS;
-#endif
+    if (!TARN_ZMM_SAVED_ON_USE && (saved & ZMM) != ZMM) found &= ~NEEDS_ZMM_REGISTERS;
     return found;
 }
 

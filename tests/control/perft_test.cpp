@@ -12,6 +12,7 @@
 #include "board/position.h"
 #include "support/engine.h"
 #include "support/positions.h"
+#include "support/sanitizers.h"
 #include "support/shared_data.h"
 
 namespace {
@@ -137,6 +138,7 @@ void check_file(const std::string &name, u64 most) {
 }
 
 TEST(Perft, CollectionsBothWays) {
+    SKIP_UNDER_THREAD_SANITIZER();
     SKIP_WITHOUT_SHARED("data/perft/standard.txt");
     start_engine();
     check_file("data/perft/standard.txt", 3000000);

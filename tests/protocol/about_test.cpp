@@ -5,6 +5,7 @@
 #include "gtest/gtest.h"
 
 #include "protocol/session.h"
+#include "support/sanitizers.h"
 
 // Runs to the end with input left open: none of the three waits for it.
 static Lines answer_of(const Lines &arguments, double seconds = DEFAULT_WAIT) {
@@ -81,6 +82,7 @@ TEST(About, BenchEndsWithNodesAndSpeed) {
 
 // The signature that --version prints is the count of `bench`.
 TEST(About, SignatureIsTheCountOfTheBenchmark) {
+    SKIP_UNDER_THREAD_SANITIZER();
     const std::string signature = value_of(answer_of({"--version"}), "bench");
     if (signature.rfind("unknown", 0) == 0) GTEST_SKIP() << "no signature for this network in Source/about.cpp";
     const std::string last = answer_of({"bench"}, 900).back();

@@ -23,3 +23,7 @@ constexpr bool UNDER_SANITIZER = ADDRESS_SANITIZER || THREAD_SANITIZER;
 
 #define SKIP_MEMORY_LIMIT_UNDER_SANITIZERS() \
     if (UNDER_SANITIZER) GTEST_SKIP() << "sanitizers need more address space than any limit leaves"
+
+// For long tests of code that runs in one thread.
+#define SKIP_UNDER_THREAD_SANITIZER() \
+    if (THREAD_SANITIZER) GTEST_SKIP() << "long, and has one thread: nothing for the thread sanitizer to find"

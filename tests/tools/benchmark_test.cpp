@@ -8,6 +8,7 @@
 #include "control/driver_state.h"
 #include "search/thread_state.h"
 #include "support/engine.h"
+#include "support/sanitizers.h"
 #include "tools/tool_files.h"
 
 static std::string bench_nodes(const std::vector<std::string> &arguments, const ScratchDirectory &directory) {
@@ -47,6 +48,7 @@ TEST(Benchmark, SignatureWithoutANetwork) {
 }
 
 TEST(Benchmark, ReferenceCounts) {
+    SKIP_UNDER_THREAD_SANITIZER();
     SKIP_WITHOUT_SHARED("golden/search/bench_early_d4.txt");
     ScratchDirectory directory;
     write_file(directory.file("tarn.cfg"), "NN_File = " + shared_path("golden/eval/early-net.bin") + "\n");

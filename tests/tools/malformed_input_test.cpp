@@ -1,5 +1,6 @@
 // Damaged input, missing files and full disks, with the real program: every tool skips the lines that
 // it can't read; where it can't do its work at all it says so in one line and ends with status 1.
+#include "support/sanitizers.h"
 #include "tools/tool_files.h"
 
 // Every way to call a tool on one input file.
@@ -46,6 +47,7 @@ TEST(MalformedInput, BinaryNoise) {
 }
 
 TEST(MalformedInput, LongLines) {
+    SKIP_UNDER_THREAD_SANITIZER();
     const std::string kings = "4k3/8/8/8/8/8/8/4K3 w - - ";
     for (const char *piece : {"k", "8", "[Event \"", "{", "e4 ", "ce ", "; ", "1"}) {
         std::string line;
@@ -97,6 +99,7 @@ TEST(MalformedInput, GamesOnBoardsThatCannotBe) {
 }
 
 TEST(MalformedInput, StartPositionsThatCannotBePlayed) {
+    SKIP_UNDER_THREAD_SANITIZER();
     ScratchDirectory directory;
     write_file(directory.file("mybook_2mv.epd"), std::string(100000, 'k') + "\n8/8/8/8/8/8/8/8 w - -\n");
     const ToolRun run = run_tool({"-gentraindata", "out.epd", "100"}, directory);

@@ -4,6 +4,7 @@
 #include <csignal>
 #include <thread>
 
+#include "support/sanitizers.h"
 #include "tools/tool_files.h"
 
 static const char QUIET_POSITION[] = "rnb1kbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - ce 900; gr 1.0;\n";
@@ -315,6 +316,7 @@ TEST(LongNames, PathsUpToTheSystemsLimit) {
 // ---- Progress ----
 
 TEST(ProgressLine, IsShownOnATerminalOnly) {
+    SKIP_UNDER_THREAD_SANITIZER();
     ScratchDirectory directory;
     write_file(directory.file("s.epd"), long_suite(300));
     ProgramSetup setup;

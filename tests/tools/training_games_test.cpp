@@ -15,6 +15,7 @@
 #include "search/hash_table.h"
 #include "search/thread_state.h"
 #include "support/engine.h"
+#include "support/sanitizers.h"
 #include "tools/tool_files.h"
 #include "tools/training_data.h"
 
@@ -118,6 +119,7 @@ TEST(GenerateTraining, WithoutStartPositionsNothingIsWritten) {
 
 // Games, then packed, then unpacked: the same positions but those that the packing drops.
 TEST(GenerateTraining, LinesAreSoundAndSurvivePacking) {
+    SKIP_UNDER_THREAD_SANITIZER();
     start_engine();
     ScratchDirectory directory;
     write_file(directory.file("mybook_2mv.epd"),

@@ -135,10 +135,12 @@ static bool tries_null_move(Move parent, Move grandparent) {
     thread->plies[PLY - 1].move_flags = 0;
     PlyRecord *record = &thread->plies[PLY];
     record->move_list = record->current_move = thread->move_pool + PLY;
-    thread->game.ply = PLY;
+    thread->game.ply = thread->game.game_ply = PLY;
+    thread->game.game_stack[PLY - 1].undo = 0;  // nothing was captured
     u16 pv[PV_SIZE] = {};
     EXPECT_GE(search_node(&thread->position, WHITE, PLY, 4, 0, 1, NODE_CUT, pv), 1);
     thread->game.ply = 1;
+    thread->game.game_ply = 0;
     return record->current_move->move == 0;  // a null move that cuts off is the last one made
 }
 

@@ -7,6 +7,7 @@
 
 #include "support/files.h"
 #include "support/places.h"
+#include "support/sanitizers.h"
 
 // For tests of what only POSIX systems have.
 #define SKIP_ON_WINDOWS(reason) \
@@ -27,7 +28,7 @@ struct ProgramSetup {
 
 // Sanitizer builds on a busy machine are slow, so waits are long by default; what is waited for
 // normally comes at once.
-constexpr double DEFAULT_WAIT = 60.0;  // seconds
+constexpr double DEFAULT_WAIT = UNDER_SANITIZER ? 300.0 : 60.0;  // seconds
 
 // One running process. The destructor kills it when it still runs.
 class Program {

@@ -5,6 +5,7 @@
 #include <csignal>
 #include <random>
 
+#include "support/sanitizers.h"
 #include "tools/tool_files.h"
 
 struct ToolCase {
@@ -81,7 +82,7 @@ static int temporary_files(const ScratchDirectory &directory) {
 TEST(ToolSignals, AtRandomMoments) {
     SKIP_ON_WINDOWS("signals");
     std::mt19937 random(1);
-    for (const ToolCase &tool : tool_cases(200)) {
+    for (const ToolCase &tool : tool_cases(UNDER_SANITIZER ? 40 : 200)) {
         // Games of self-play are drawn anew in every run.
         const bool repeatable = tool.arguments[0] != "-gentraindata";
         const std::string regular = repeatable ? regular_output(tool) : "";

@@ -318,7 +318,7 @@ TEST(LongNames, PathsUpToTheSystemsLimit) {
 TEST(ProgressLine, IsShownOnATerminalOnly) {
     SKIP_UNDER_THREAD_SANITIZER();
     ScratchDirectory directory;
-    write_file(directory.file("s.epd"), long_suite(300));
+    write_file(directory.file("s.epd"), long_suite(UNDER_SANITIZER ? 60 : 300));
     ProgramSetup setup;
     setup.arguments = {"-anepd", "s.epd", "-n", "20000"};
     setup.directory = directory.path;

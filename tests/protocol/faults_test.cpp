@@ -95,8 +95,11 @@ TEST(VanishingFiles, BetweenSearches) {
     std::filesystem::create_directory(book);
     EXPECT_TRUE(is_move(engine.search("go depth 3").back()));
     std::filesystem::create_directory(engine.directory.file("directory"));
-    engine.ask("setoption name NN_File value directory");
-    EXPECT_TRUE(is_move(engine.search("go depth 3").back()));
+    // Windows can't open a directory as a file, and a network file that can't be opened ends the program.
+    if (!program_is_for_windows()) {
+        engine.ask("setoption name NN_File value directory");
+        EXPECT_TRUE(is_move(engine.search("go depth 3").back()));
+    }
     engine.ask("setoption name ConfigFilePath value directory");
     engine.ask("setoption name SyzygyPath value vanished");
     EXPECT_TRUE(is_move(engine.search("go depth 3").back()));

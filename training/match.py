@@ -21,9 +21,11 @@ sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
 import match_statistics as statistics
 from match_engine import Engine, Interrupted, NoAnswer, ProgramEnded, Referee, SetupError, StopSignal
 from match_game import FAULTS, WHITE_WINS, DRAWN, Limits, Opening, Rules, pgn_of_game, play_game
+from match_stalls import StallWatch
 
 FOLDER = os.path.dirname(os.path.abspath(__file__))
 ROOT = os.path.dirname(FOLDER)
+MAX_REPLAYS = 20  # of one game, after which its result counts
 EXIT_DONE, EXIT_ERROR, EXIT_USAGE, EXIT_STOPPED = 0, 1, 2, 130
 
 
@@ -189,6 +191,8 @@ class Match:
         self.verdict = ""
         self.start = time.perf_counter()
         self.played = 0  # games of this run
+        self.replayed = 0  # games that were no result, as the machine stood still
+        self.stall_watch = StallWatch() if options.replay_stalls else None
         self.state = None
         self.pgn = None
         self.next_game = 0
@@ -210,6 +214,17 @@ class Match:
         """The caller holds the lock."""
         self.standing.faults[side][fault] += 1
         self.say(f"{where}: {side.upper()} ({self.options.names[side]}) {fault}: {detail}")
+
+    def is_to_be_replayed(self, number, game, replays):
+        """Tells of a game that an engine lost on time while the machine stood still."""
+        needed = self.options.replay_stalls / 1000.0
+        if not self.stall_watch or not game.fault or game.stalled < needed or replays >= MAX_REPLAYS:
+            return False
+        with self.lock:
+            self.replayed += 1
+            self.say(f"game {number + 1}: {game.reason}: {game.detail}; the machine stood still for "
+                     f"{game.stalled:.3f} s of it: played again")
+        return True
 
     def finish_game(self, number, game):
         """Counts and records a finished game; ends the match when the test is decided."""
@@ -271,8 +286,11 @@ def run_slot(match):
                 with match.lock:
                     match.count_fault("a" if engine is engines["a"] else "b", fault, f"before game {number + 1}", detail)
 
-            game = play_game(engines[white], engines[black], options.limits, options.limits, opening, options.rules,
-                             referee, options.chess960, on_fault)
+            for replays in range(MAX_REPLAYS + 1):
+                game = play_game(engines[white], engines[black], options.limits, options.limits, opening, options.rules,
+                                 referee, options.chess960, on_fault, match.stall_watch)
+                if not match.is_to_be_replayed(number, game, replays):
+                    break
             match.finish_game(number, game)
     except Interrupted:
         pass
@@ -335,6 +353,7 @@ def summary_of(match):
         "draws": draws, "pairs": pairs, "elo": [value if math.isfinite(value) else None for value in elo] if elo else None,
         "normalised_elo": normalised, "superiority": statistics.likelihood_of_superiority(pairs),
         "sprt": match.verdict or None, "faults": match.standing.faults,
+        "replayed": match.replayed,
         "complete": bool(match.verdict) or len(match.standing.points) >= match.options.games,
     }
 
@@ -347,6 +366,8 @@ def print_summary(match):
         faults = match.standing.faults[side]
         print(f"faults of {side.upper()} ({options.names[side]}): "
               + ", ".join(f"{faults[fault]} {fault}" for fault in FAULTS))
+    if match.stall_watch:
+        print(f"played again, as the machine stood still: {match.replayed}")
     if match.verdict:
         print(f"SPRT: {match.verdict} accepted")
     elif options.sprt:
@@ -462,6 +483,9 @@ def make_parser():
     play.add_argument("--depth", type=int, help="depth of each search instead of a clock")
     play.add_argument("--margin", type=float, default=0.0, help="milliseconds a clock may be below zero (default 0)")
     play.add_argument("--stall", type=float, default=60.0, help="seconds that a search without a clock may take")
+    play.add_argument("--replay-stalls", type=float, default=0.0, metavar="MS",
+                      help="a game lost on time while the machine stood still for MS milliseconds is played again"
+                           " (default 0: it is lost)")
     play.add_argument("--openings", default=os.path.join(FOLDER, "openings.epd"), help="EPD or PGN file")
     play.add_argument("--plies", type=int, default=0, help="half moves to take from a PGN opening (default all)")
     play.add_argument("--seed", type=int, help="shuffle the openings with this number (default: as in the file)")
@@ -517,6 +541,8 @@ def complete_options(options):
         options.names[side] = name or os.path.basename(network or options.commands[side][0])
     if options.names["a"] == options.names["b"]:
         options.names = {side: f"{name}-{side}" for side, name in options.names.items()}
+    if options.replay_stalls < 0.0:
+        raise ValueError("--replay-stalls is 0 or more milliseconds")
     if options.games < 1 or options.concurrency < 1 or options.every < 1:
         raise ValueError("--games, --concurrency and --every are 1 or more")
     options.games += options.games % 2

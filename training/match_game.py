@@ -2,6 +2,7 @@
 
 import dataclasses
 import datetime
+import time
 
 from match_engine import NoAnswer, ProgramEnded
 
@@ -65,7 +66,8 @@ class PlayedMove:
 
 @dataclasses.dataclass
 class Game:
-    """A finished game. `fault` is one of FAULTS when the loser lost by it."""
+    """A finished game. `fault` is one of FAULTS when the loser lost by it. `stalled`: seconds for which the machine
+    stood still during the search that lost on time; 0 where that is not watched."""
 
     result: str
     reason: str
@@ -74,6 +76,7 @@ class Game:
     white_to_start: bool = True
     moves: list = dataclasses.field(default_factory=list)
     detail: str = ""
+    stalled: float = 0.0
 
 
 class Adjudicator:
@@ -209,7 +212,8 @@ def prepare_engine(engine):
     return fault
 
 
-def play_game(white, black, limits_white, limits_black, opening, rules, referee, chess960=False, on_fault=None):
+def play_game(white, black, limits_white, limits_black, opening, rules, referee, chess960=False, on_fault=None,
+              stall_watch=None):
     """Plays a game and returns it. `on_fault(engine, fault, detail)` hears of faults between games."""
     for engine in (white, black):
         fault = prepare_engine(engine)
@@ -226,12 +230,15 @@ def play_game(white, black, limits_white, limits_black, opening, rules, referee,
     while outcome is None:
         white_moves = fen.split()[1] == "w"
         engine = white if white_moves else black
+        asked_at = time.perf_counter()
         move, used, fault = ask_for_move(engine, clocks[white_moves], clocks[not white_moves], white_moves, position)
         answer = None if fault else referee.play(move)
         if not fault and answer is None:
             fault = (ILLEGAL_MOVE, f"{move or 'no move'} in {fen}")
         if fault:
             game.fault, game.detail = fault
+            if stall_watch and game.fault == TIME_LOSS:
+                game.stalled = stall_watch.stood_still(asked_at, time.perf_counter())
             outcome = lost(white_moves), f"{'White' if white_moves else 'Black'}: {fault[0]}"
             engine.drop()
             break

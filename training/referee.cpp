@@ -221,7 +221,10 @@ void read_san(const PlayedGame &game, const char *text) {
 
 void print_moves(const PlayedGame &game) {
     std::string line;
-    for (Move move : game.legal) line += (line.empty() ? "" : " ") + coordinates_of(move);
+    for (Move move : game.legal) {
+        if (!line.empty()) line += ' ';
+        line += coordinates_of(move);
+    }
     std::printf("%s\n", line.c_str());
 }
 

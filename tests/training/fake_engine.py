@@ -3,9 +3,11 @@
 It plays the first legal move in alphabetical order. After MOVES moves of a game (default 3) it does
 what its mode says: legal (nothing special), illegal, none, crash, slow (its clock runs out), hang (no
 answer at all), resignable (says that it is lost), level (says that the game is level), deaf (crashes
-between games). A network file (option NN_File) replaces the mode by its text."""
+between games), freeze:FILE (stops the match itself until the clock has run out; only once, as it makes
+FILE). A network file (option NN_File) replaces the mode by its text."""
 
 import os
+import signal
 import subprocess
 import sys
 import time
@@ -60,6 +62,11 @@ def main():
                     os.kill(os.getpid(), 9)
                 elif mode == "slow":
                     time.sleep(float(words[words.index("wtime") + 1]) / 1000.0 + 0.2)
+                elif mode.startswith("freeze:") and not os.path.exists(mode[7:]):
+                    open(mode[7:], "w", encoding="utf-8").close()
+                    os.kill(os.getppid(), signal.SIGSTOP)
+                    time.sleep(float(words[words.index("wtime") + 1]) / 1000.0 + 0.3)
+                    os.kill(os.getppid(), signal.SIGCONT)
                 elif mode == "hang":
                     continue
             scores = {"resignable": -900, "level": 0, "winning": 900}

@@ -19,6 +19,7 @@ sys.path.insert(0, TRAINING)
 import match
 from match_engine import Referee, StopSignal
 from match_game import Adjudicator, Clock, Limits, Rules
+from match_stalls import SLEEP_SECONDS, Core
 
 
 def fake(mode, moves=3):
@@ -125,6 +126,28 @@ class MatchTest(unittest.TestCase):
         self.assert_only_fault(summary, "b", "time", 2)
         self.assertIn("B (beta) time: ", output)
         self.assertEqual(pgn.count('[Termination "time forfeit"]'), 2)
+
+    def test_time_lost_while_the_machine_stood_still(self):
+        # The whole match stops, as it does when a host takes the processors away.
+        freeze = "freeze:" + self.path("frozen")
+        more = ["--games", "2", "--tc", "1.5", "--max-moves", "10", "--concurrency", "1"]
+        code, output, summary, pgn = self.play(freeze, "legal", *more, "--replay-stalls", "100")
+        self.assertEqual(code, 0, output)
+        self.assertEqual((summary["replayed"], summary["games"]), (1, 2), output)
+        self.assert_only_fault(summary, "a", "time", 0)
+        self.assertEqual(pgn.count("[Event "), 2)
+        self.assertRegex(output, r"game 1: White: time: .*; the machine stood still for \d\.\d+ s of it: played again")
+        self.assertIn("played again, as the machine stood still: 1", output)
+        # Without the option it is a loss.
+        os.remove(self.path("frozen"))
+        _, output, summary, _ = self.play(freeze, "legal", *more)
+        self.assert_only_fault(summary, "a", "time", 1)
+        self.assertEqual(summary["replayed"], 0)
+
+    def test_slow_engine_loses_though_stalls_are_watched(self):
+        _, output, summary, _ = self.play("legal", "slow", "--games", "2", "--tc", "1.5", "--replay-stalls", "60000")
+        self.assert_only_fault(summary, "b", "time", 2)
+        self.assertEqual(summary["replayed"], 0, output)
 
     def test_hanging_engine_loses_on_time_or_stalls(self):
         _, _, summary, _ = self.play("hang", "legal", "--games", "2", "--tc", "1")
@@ -329,6 +352,19 @@ class PartsTest(unittest.TestCase):
         self.assertEqual(clock.go(other, False), "go wtime 1000 btime 750 winc 0 binc 0 movestogo 1")
         clock.press(0.25)
         self.assertAlmostEqual(clock.left, 1.5)
+
+    def test_stalls_of_a_core(self):
+        core = Core(10.0)
+        core.note(10.0 + SLEEP_SECONDS + 0.001)  # as punctual as can be expected
+        self.assertEqual(len(core.stalls), 0)
+        due = core.due
+        core.note(due + 0.5)
+        self.assertAlmostEqual(core.stood_still(due - 1.0, due + 0.502), 0.5)
+        self.assertAlmostEqual(core.stood_still(due + 0.1, due + 0.2), 0.1)
+        self.assertEqual(core.stood_still(due - 2.0, due - 1.0), 0.0)
+        # One that goes on: the thread has not come back yet.
+        due = core.due
+        self.assertAlmostEqual(core.stood_still(due, due + 0.3), 0.3)
 
     def test_adjudicator(self):
         rules = Rules(resign_score=500, resign_moves=2, draw_score=10, draw_moves=2, draw_from=10)

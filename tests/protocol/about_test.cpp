@@ -82,7 +82,7 @@ TEST(About, BenchEndsWithNodesAndSpeed) {
 
 // The signature that --version prints is the count of `bench`.
 TEST(About, SignatureIsTheCountOfTheBenchmark) {
-    SKIP_UNDER_THREAD_SANITIZER();
+    SKIP_UNDER_SANITIZERS();
     const std::string signature = value_of(answer_of({"--version"}), "bench");
     if (signature.rfind("unknown", 0) == 0) GTEST_SKIP() << "no signature for this network in Source/about.cpp";
     const std::string last = answer_of({"bench"}, 900).back();

@@ -27,3 +27,7 @@ constexpr bool UNDER_SANITIZER = ADDRESS_SANITIZER || THREAD_SANITIZER;
 // For long tests of code that runs in one thread.
 #define SKIP_UNDER_THREAD_SANITIZER() \
     if (THREAD_SANITIZER) GTEST_SKIP() << "long, and has one thread: nothing for the thread sanitizer to find"
+
+// For long tests of what shorter ones run as well.
+#define SKIP_UNDER_SANITIZERS() \
+    if (UNDER_SANITIZER) GTEST_SKIP() << "long, and shorter tests run the same code"

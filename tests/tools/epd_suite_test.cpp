@@ -14,6 +14,7 @@
 #include "search/search_state.h"
 #include "search/thread_state.h"
 #include "support/engine.h"
+#include "support/sanitizers.h"
 #include "tools/tool_files.h"
 
 // The totals after judging 1. e4 as the answer at the start position.
@@ -226,6 +227,7 @@ TEST(Mkbook2, OneLineForEveryMoveNearTheFirst) {
 
 // A search that runs out of nodes leaves lines of two depths, in which a move can occur twice.
 TEST(Mkbook2, NoPositionIsWrittenTwice) {
+    SKIP_UNDER_THREAD_SANITIZER();
     ScratchDirectory directory;
     write_file(directory.file("s.epd"), std::string(START_FIELDS) +
                                             "\nr1bqkbnr/pppp1ppp/2n5/1B2p3/4P3/5N2/PPPP1PPP/"

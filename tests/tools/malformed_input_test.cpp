@@ -38,6 +38,7 @@ static void expect_refusal(const ToolCall &call, const ScratchDirectory &directo
 }
 
 TEST(MalformedInput, BinaryNoise) {
+    SKIP_UNDER_THREAD_SANITIZER();
     for (const ToolCall &call : tool_calls())
         for (const unsigned seed : {1u, 2u}) {
             ScratchDirectory directory;
@@ -62,6 +63,7 @@ TEST(MalformedInput, LongLines) {
 }
 
 TEST(MalformedInput, EmptyFilesAndDirectories) {
+    SKIP_UNDER_THREAD_SANITIZER();
     for (const ToolCall &call : tool_calls()) {
         ScratchDirectory directory;
         write_file(directory.file(call.input), "");
@@ -125,6 +127,7 @@ TEST(MalformedInput, GoodLinesAmidNoise) {
 }
 
 TEST(FullDisk, EndsInOneLine) {
+    SKIP_UNDER_THREAD_SANITIZER();
     if (!std::filesystem::exists("/dev/full")) GTEST_SKIP() << "no /dev/full here";
     const std::string good = "6k1/5ppp/8/8/8/8/8/R5K1 w - - bm Ra8; ce 5; gr 1.0;\n";
     const std::string game = "[Result \"1-0\"]\n\nNf3 Nf6 Ng1 Ng8 Nf3 Nf6 Ng1 Ng8 Nf3 Nf6 Ng1 Ng8 Nf3 Nf6 Ng1 Ng8\n";

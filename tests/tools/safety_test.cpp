@@ -22,6 +22,7 @@ static int unfinished_files(const ScratchDirectory &directory) {
 // ---- Input that is also the output ----
 
 TEST(SameFile, EveryToolReadsItsInputFirst) {
+    SKIP_UNDER_THREAD_SANITIZER();
     const struct {
         const char *input;
         std::vector<std::string> arguments;
@@ -106,6 +107,7 @@ TEST(FullDisk, TheOldBookStays) {
     const std::string book = read_file(directory.file("tmp_book.bin"));
     ASSERT_GT(book.size(), 4096u);
     for (const int blocks : {0, 1, 2, 4}) {
+        if (THREAD_SANITIZER && blocks == 0) continue;  // it writes a file of its own before anything else
         const ToolRun run = run_limited("-mkbook g.pgn", blocks, directory);
         EXPECT_EQ(run.status, 1);
         EXPECT_EQ(run.errors, "error writing tmp_book.bin\n");
@@ -240,7 +242,7 @@ TEST(Interrupt, TheRestOfAnInputIsNotLost) {
 TEST(Interrupt, ABenchmarkPrintsItsTotals) {
     ScratchDirectory directory;
     for (const char *bench : {"-bench", "-pbench"}) {
-        Program program({bench, "-d", "12"}, directory.path);
+        Program program({bench, "-d", UNDER_SANITIZER ? "9" : "12"}, directory.path);
         program.wait_for("pos  1");
         kill(program.process_id(), SIGINT);
         const auto lines = program.rest();
@@ -270,6 +272,7 @@ static std::string bench_total(const std::string &input, const ScratchDirectory 
 }
 
 TEST(ToolInput, APipeIsNotRead) {
+    SKIP_UNDER_THREAD_SANITIZER();
     ScratchDirectory directory;
     const std::string nodes = bench_total("", directory);
     EXPECT_EQ(nodes.rfind("nodes= ", 0), 0u) << nodes;

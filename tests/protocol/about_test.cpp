@@ -67,6 +67,7 @@ TEST(About, VersionNamesTheBuild) {
 }
 
 TEST(About, BenchEndsWithNodesAndSpeed) {
+    SKIP_UNDER_THREAD_SANITIZER();
     const Lines lines = answer_of({"bench", "5"});
     const Lines plain = answer_of({"-pbench", "-d", "5"});
     ASSERT_EQ(lines.size(), plain.size() + 1);

@@ -11,6 +11,7 @@
 #include "book/book_record.h"
 #include "support/engine.h"
 #include "support/program.h"
+#include "support/sanitizers.h"
 #include "support/shared_data.h"
 
 static std::string repeated_games(int count, const std::string &result, const std::string &moves) {
@@ -183,6 +184,7 @@ static std::string long_game(int plies) {
 }
 
 TEST(BookGame, NoBookBeyondTheGreatestDepth) {
+    SKIP_UNDER_THREAD_SANITIZER();
     ScratchDirectory scratch;
     // Every one of these positions is in the book, with the next move of the game.
     ASSERT_TRUE(write_file(scratch.file("tarn_book.bin"),

@@ -9,6 +9,7 @@
 #include "board/fen.h"
 #include "board/make_move.h"
 #include "protocol/session.h"
+#include "support/sanitizers.h"
 #include "support/shared_data.h"
 #include "support/table_directory.h"
 
@@ -429,6 +430,7 @@ static std::vector<std::string> random_wins(const std::string &men, int count, u
 
 // No win that the clock allows is spoilt against the longest resistance.
 TEST(TablebasesReference, RandomWinsOfFourMen) {
+    SKIP_UNDER_THREAD_SANITIZER();
     SKIP_WITHOUT_SHARED(SHARED_TABLES);
     start_engine();
     use_tables(shared_path("data/syzygy"));

@@ -52,12 +52,10 @@ TEST(Signals, ABrokenPipeIsIgnored) {
 // The front end vanishes: its end of the output, of the input, or both in either order.
 TEST(FrontEnd, VanishesDuringASearch) {
     std::mt19937 random(SEED);
+    const char *ends_by_itself = UNDER_SANITIZER ? "go depth 9" : "go depth 12";
     for (int i = 0; i < 9; ++i) {
         Session engine({"-threads", i % 2 ? "3" : "1"});
-        search_a_while(&engine.program, &random,
-                       i % 2             ? "go infinite"
-                       : UNDER_SANITIZER ? "go depth 9"
-                                         : "go depth 12");
+        search_a_while(&engine.program, &random, i % 2 ? "go infinite" : ends_by_itself);
         if (i % 3 != 0) engine.program.close_output();
         engine.program.lines_within(0.01);
         if (i % 3 == 1) engine.program.send("stop");

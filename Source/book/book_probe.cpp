@@ -7,6 +7,7 @@
 #include "board/move_tests.h"
 #include "book/book_key.h"
 #include "platform/clock.h"
+#include "platform/data_file.h"
 #include "platform/file_offset.h"
 
 u32 book_seed;
@@ -123,7 +124,7 @@ static bool is_playable(Position *position, Move move) {
 }
 
 Move book_probe(Position *position, const char *path) {
-    std::FILE *file = *path ? std::fopen(path, "rb") : nullptr;
+    std::FILE *file = *path ? open_data_file(path) : nullptr;
     if (!file) return 0;
     if (!book_seeded) {
         book_seed = calendar_seconds();

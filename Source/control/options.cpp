@@ -12,6 +12,7 @@
 #include "base/text.h"
 #include "eval/network/file.h"
 #include "formats/text_file.h"
+#include "platform/data_file.h"
 #include "search/hash_table.h"
 #include "search/node_rate.h"
 #include "search/search_state.h"
@@ -216,7 +217,7 @@ void load_config_file() {
     if (depth == 0) files_read = 0;
     if (files_read == MOST_FILES) return;
     // Binary mode: a carriage return is part of the value on every system.
-    std::FILE *file = std::fopen(settings.config_path, "rb");
+    std::FILE *file = open_data_file(settings.config_path);
     if (!file) return;
     LineReader reader;
     start_lines(&reader, file, LINES_AS_THEY_ARE);

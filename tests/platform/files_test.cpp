@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include "gtest/gtest.h"
+#include "platform/data_file.h"
 #include "platform/mapped_file.h"
 #include "platform/process.h"
 #include "support/files.h"
@@ -60,6 +61,23 @@ TEST(Files, WhatCannotBeMappedSaysSo) {
     close_file(file);
     u64 size = 0;
     EXPECT_FALSE(file_size({-1}, &size));
+}
+
+TEST(DataFile, IsReadWithoutWaiting) {
+    ScratchDirectory scratch;
+    EXPECT_EQ(open_data_file(scratch.file("missing").c_str()), nullptr);
+    ASSERT_EQ(mkfifo(scratch.file("pipe").c_str(), 0600), 0);
+    EXPECT_EQ(open_data_file(scratch.file("pipe").c_str()), nullptr) << "a pipe that nobody writes to";
+
+    ASSERT_TRUE(write_file(scratch.file("data"), "a\r\n\x1a!"));
+    for (const std::string &name : {scratch.file("data"), std::string("/dev/null")}) {
+        std::FILE *file = open_data_file(name.c_str());
+        ASSERT_NE(file, nullptr) << name;
+        char bytes[8];
+        EXPECT_EQ(std::fread(bytes, 1, sizeof bytes, file), name == "/dev/null" ? 0u : 5u);
+        EXPECT_TRUE(std::feof(file));
+        std::fclose(file);
+    }
 }
 
 TEST(ExclusiveFile, EmptiesAnOldOneAndKeepsOthersOut) {

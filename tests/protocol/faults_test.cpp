@@ -4,6 +4,8 @@
 #include <filesystem>
 #include <random>
 
+#include <sys/stat.h>
+
 #include "protocol/session.h"
 #include "support/sanitizers.h"
 #include "support/table_directory.h"
@@ -107,6 +109,20 @@ TEST(VanishingFiles, BetweenSearches) {
     engine.ask("setoption name SyzygyPath value vanished");
     EXPECT_TRUE(is_move(engine.search("go depth 3").back()));
     EXPECT_EQ(quit_program(&engine.program), 0);
+}
+
+// A pipe without a writer would keep the engine waiting, and its front end with it.
+TEST(VanishingFiles, APipeInstead) {
+    SKIP_ON_WINDOWS("named pipes among files");
+    Session engine;
+    for (const char *name : {"tarn_book.bin", "settings", "network"})
+        ASSERT_EQ(mkfifo(engine.directory.file(name).c_str(), 0600), 0);
+    EXPECT_TRUE(is_move(engine.search("go depth 3").back())) << "without a book";
+    EXPECT_EQ(engine.ask("setoption name ConfigFilePath value settings"),
+              Lines{"info string ConfigFilePath set to 'settings'"});
+    ASSERT_TRUE(engine.program.send("setoption name NN_File value network"));
+    EXPECT_EQ(engine.program.rest().back(), "info string can't open network") << "as if it were missing";
+    EXPECT_EQ(engine.program.wait_exit(), 0);
 }
 
 class TableFaults : public SolvedTables {};

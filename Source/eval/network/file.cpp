@@ -10,6 +10,7 @@
 #include "base/output.h"
 #include "base/settings.h"
 #include "base/text.h"
+#include "platform/data_file.h"
 #include "platform/file_offset.h"
 #include "platform/large_memory.h"
 #include "platform/process.h"
@@ -229,7 +230,7 @@ static void load_embedded() {
 // The named file. A damaged one must not leave the engine without weights: it plays on with its own
 // network and says why.
 static void load_file(const char *name) {
-    std::FILE *file = std::fopen(name, "rb");
+    std::FILE *file = open_data_file(name);
     if (!file) {
         print_format("info string can't open %s", name);
         end_process(0);

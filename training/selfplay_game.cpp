@@ -13,6 +13,7 @@
 #include "search/search_state.h"
 #include "search/start.h"
 #include "search/thread_state.h"
+#include "search/workers.h"
 #include "selfplay_inner.h"
 #include "selfplay_start.h"
 
@@ -39,7 +40,10 @@ bool start_selfplay_worker(int parent, SeenPositions *seen) {
     parent_process = parent;
     settings.hash_mb = HASH_MEGABYTES;
     seen->keys.assign(SEEN_SIZE, 0);
-    return allocate_hash_table() != 0;
+    if (!allocate_hash_table() || init_thread_state(0) != 0) return false;
+    // Forked workers share the network's pages, which is as slow as threads that share them.
+    worker_state(0)->eval.own_rows_wanted = true;
+    return true;
 }
 
 bool take_position(SeenPositions *seen, const Position *position) {

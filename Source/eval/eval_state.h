@@ -58,6 +58,10 @@ struct EvalState {
     AccumulatorCache *acc_cache;      // the last pass, one of acc_snapshots
     i32 acc_hidden_size;              // hidden size that the buffers were made for; 0 without buffers
     u32 acc_generation;               // network load that acc_snapshots belong to
+    bool own_rows_wanted;             // read the first layer from a copy of this thread's own, see forward.h
+    u32 own_rows_generation;          // network load that own_rows was copied from
+    u64 own_rows_bytes;               // size of own_rows
+    i16 *own_rows;                    // the copy; null: the weights that all threads share
     i16 eval_ply;                     // ply of the last evaluate
     i16 output_head;                  // output row of the last pass, 0..4
     i16 net_material[2];              // the values that chose the output head

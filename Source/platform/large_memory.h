@@ -1,4 +1,4 @@
-// Large zeroed blocks of memory, on large pages where the system gives them: for the hash table.
+// Large zeroed blocks of memory, on large pages where the system gives them: for the hash table and the network.
 #pragma once
 
 #include "platform/integers.h"

@@ -31,6 +31,7 @@ int init_thread_state(int index) {
     if (is_new) {
         thread = allocate_thread_state(static_cast<u8>(index));
         if (!thread) return -1;
+        thread->eval.own_rows_wanted = index > 0;
         lock_spin(&search_lock);
         thread->thread_rand = static_cast<u32>(std::rand());
         unlock_spin(&search_lock);

@@ -30,6 +30,13 @@ int chosen_depth(int there, int depth, int max_depth = 80, int multipv = 1) {
     return choose_worker_depth(worker_state(1), depth);
 }
 
+// Threads after the first read the network from memory of their own.
+TEST(WorkerRecords, AllButTheFirstCopyTheNetwork) {
+    chosen_depth(0, 5);
+    EXPECT_FALSE(worker_state(0)->eval.own_rows_wanted);
+    for (int i = 1; i < CROWD; ++i) EXPECT_TRUE(worker_state(i)->eval.own_rows_wanted) << i;
+}
+
 TEST(WorkerDepth, TwelveThreadsAtADepthSendTheNextOnePliesFurther) {
     EXPECT_EQ(chosen_depth(11, 10), 10);
     EXPECT_EQ(chosen_depth(12, 10), 11);

@@ -1,4 +1,4 @@
-// The network: its file format, where it comes from, and the one copy in memory that all threads read.
+// The network: its file format, where it comes from, and the block in memory that all threads may read.
 #pragma once
 
 #include <cstdio>

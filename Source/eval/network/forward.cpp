@@ -16,6 +16,7 @@
 #include "eval/network/activation.h"
 #include "eval/network/file.h"
 #include "eval/network/rows.h"
+#include "platform/large_memory.h"
 
 constexpr int ENEMY_ROWS = 384;  // rows of the perspective's own pieces come first
 constexpr int BUCKET_ROWS = 768;
@@ -33,6 +34,7 @@ struct Frame {
 
 // The rows to apply, by perspective.
 struct RowLists {
+    const i16 *first_layer;  // the shared one or the thread's copy
     RowStep steps[2][MAX_STEPS];
     int count[2];
 };
@@ -42,6 +44,24 @@ static i16 *allocate_words(int count) {
     void *block = ::operator new(bytes, BUFFER_ALIGNMENT, std::nothrow);
     if (block) std::memset(block, 0, bytes);
     return static_cast<i16 *>(block);
+}
+
+static void free_rows(EvalState *state) {
+    free_large(state->own_rows, state->own_rows_bytes);
+    state->own_rows = nullptr;
+    state->own_rows_bytes = 0;
+    state->own_rows_generation = 0;
+}
+
+// Copies the first layer of the network that is loaded now. Tried once for each load.
+static void copy_rows(EvalState *state) {
+    free_rows(state);
+    const u64 bytes = static_cast<u64>(network.first_layer_count) * sizeof(i16);
+    state->own_rows = static_cast<i16 *>(allocate_large(bytes));
+    state->own_rows_generation = network.generation;
+    if (!state->own_rows) return;
+    state->own_rows_bytes = bytes;
+    std::memcpy(state->own_rows, network.first_layer, bytes);
 }
 
 static void free_words(i16 *words) { ::operator delete(words, BUFFER_ALIGNMENT); }
@@ -54,6 +74,7 @@ void free_network_buffers(EvalState *state) {
     state->accumulator = nullptr;
     state->acc_snapshots = state->acc_cache = nullptr;
     state->acc_hidden_size = 0;
+    free_rows(state);
 }
 
 // Makes the thread's buffers fit the network's size. False when memory runs out.
@@ -98,7 +119,7 @@ static inline void append_rows(RowLists &lists, const Frame &frame, unsigned wan
     for (int perspective = WHITE; perspective <= BLACK; ++perspective) {
         if (!(wanted >> perspective & 1)) continue;
         const int first = frame.bucket[perspective] + 64 * (type - 1) + (colour == perspective ? 0 : ENEMY_ROWS);
-        const i16 *rows = network.first_layer + row_length * static_cast<std::size_t>(first);
+        const i16 *rows = lists.first_layer + row_length * static_cast<std::size_t>(first);
         RowStep *step = lists.steps[perspective] + lists.count[perspective];
         for (Bitboard rest = squares; rest; ++step) {
             const std::size_t square = static_cast<std::size_t>(pop_lowest(rest) ^ frame.mirror[perspective]);
@@ -266,6 +287,7 @@ bool network_eval(EvalState *state, const Position &position, int *score) {
         print_line("error initializing NN!");
         return false;
     }
+    if (state->own_rows_wanted && state->own_rows_generation != network.generation) copy_rows(state);
     const Frame frame = frame_of(position);
     select_head(state, position);
     state->occupancy = occupied(position);
@@ -276,6 +298,7 @@ bool network_eval(EvalState *state, const Position &position, int *score) {
     const i16 *black_row;
     network_output_rows(state, position.stm, &white_row, &black_row);
     RowLists lists;
+    lists.first_layer = state->own_rows ? state->own_rows : network.first_layer;
     list_rows(position, frame, starts, lists);
     const int half = network.hidden_size / 2;
     const i16 *white_start = starts.pass[WHITE] ? starts.pass[WHITE]->white_acc : network.hidden_biases;

@@ -7,6 +7,10 @@ constexpr int EVAL_LIMIT = 2500;  // the network's range either way, in centipaw
 
 // Stores the score for the side to move of the position, -EVAL_LIMIT..EVAL_LIMIT. Returns false, prints
 // "error initializing NN!" and stores nothing if the buffers cannot be allocated.
+//
+// With state->own_rows_wanted, the first call after a load copies the first layer (4 MB at the built-in size) for this
+// thread. One block read by several cores is slow where the last-level cache does not hold what the cores' own caches
+// hold: a row then comes out of another core. Without memory for the copy the thread reads the shared block.
 bool network_eval(EvalState *state, const Position &position, int *score);
 // Puts the last pass's hidden values after activation into state->accumulator, white half first; the
 // pass itself keeps only the raw sums. False before the first pass.

@@ -2,6 +2,8 @@
 #include "eval/network/forward.h"
 
 #include <cstdlib>
+#include <cstring>
+#include <string>
 #include <vector>
 
 #include "board/fen.h"
@@ -327,6 +329,37 @@ TEST_F(NetworkTest, StrangePositions) {
             const int score = score_of(fen, ply);
             EXPECT_LE(std::abs(score), 2500) << fen;
         }
+}
+
+// A thread with a copy of the first layer: the scores of the shared one, also after another network was loaded.
+TEST_F(NetworkTest, CopyOfTheFirstLayerFollowsTheNetwork) {
+    ThreadState *other = allocate_thread_state(3);
+    ASSERT_NE(other, nullptr);
+    EvalState &eval = other->eval;
+    EXPECT_FALSE(eval.own_rows_wanted);
+    eval.own_rows_wanted = true;
+    set_position_from_text(&other->position, KIWI);
+    eval.eval_ply = 3;
+    TestNetwork small;
+    small.hidden_size = 96;
+    fill_weights(small, 500, 41);
+    const std::string path = write_network(small, "tarn_copy.bin");
+    for (const std::string &name : {std::string("embedded"), path, path, std::string("embedded")}) {
+        load(name);
+        EXPECT_EQ(network_score(other), score_of(KIWI, 1)) << name;
+        ASSERT_NE(eval.own_rows, nullptr);
+        EXPECT_NE(eval.own_rows, network.first_layer);
+        EXPECT_EQ(eval.own_rows_generation, network.generation);
+        const std::size_t bytes = static_cast<std::size_t>(network.first_layer_count) * sizeof(i16);
+        EXPECT_EQ(std::memcmp(eval.own_rows, network.first_layer, bytes), 0) << name;
+    }
+    // The copy is what the pass reads.
+    for (i32 i = 0; i < network.first_layer_count; ++i) eval.own_rows[i] = 0;
+    eval.acc_generation = 0;
+    EXPECT_NE(network_score(other), score_of(KIWI, 1));
+    free_network_buffers(&eval);
+    EXPECT_EQ(eval.own_rows, nullptr);
+    free_thread_state(other);
 }
 
 TEST_F(NetworkTest, FailedAllocation) {

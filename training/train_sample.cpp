@@ -46,12 +46,12 @@ static void collect_sets(const TrainRecord &record, u64 sets[16]) {
 }
 
 // How a perspective turns squares, and the bucket that its king selects.
-struct View {
+struct BoardView {
     int turn;    // xor on squares
     int bucket;  // first row
 };
 
-static View view_of(int king, bool black, int king_buckets) {
+static BoardView view_of(int king, bool black, int king_buckets) {
     const int own_king = black ? king ^ 56 : king;
     const int mirror = own_king & FILES_E_TO_H ? 0 : 7;
     return {black ? mirror ^ 56 : mirror, king_buckets == 2 && own_king >= HOME_SQUARES ? ROWS_PER_BUCKET : 0};
@@ -62,8 +62,8 @@ void fill_sample(const DataItem &item, const TargetTable &table, int king_bucket
     if (record_defect(*item.record)) return;
     u64 sets[16] = {};
     collect_sets(*item.record, sets);
-    const View white = view_of(std::countr_zero(sets[KING]), false, king_buckets);
-    const View black = view_of(std::countr_zero(sets[BLACK_BIT + KING]), true, king_buckets);
+    const BoardView white = view_of(std::countr_zero(sets[KING]), false, king_buckets);
+    const BoardView black = view_of(std::countr_zero(sets[BLACK_BIT + KING]), true, king_buckets);
     int count = 0;
     for (int type = PAWN; type <= KING; ++type) {
         const int block = 64 * (type - PAWN);

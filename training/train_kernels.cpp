@@ -67,25 +67,56 @@ void forward_tile(const Model &model, int tile, const Sample *samples, int count
     }
 }
 
-// One perspective: gradient of its output row, its bias and the rows of all men.
-static inline void backward_half(float *gradient, const u16 *rows, int count, float slope, const Vector *hidden,
-                                 const Vector *weights, Vector *bias_gradient, Vector *output_gradient) {
-    Vector change[ROW_VECTORS];
+void list_row_users(const Model &model, const Sample *samples, int count, RowUsers *list) {
+    // Counting sort: numbers of users first, then their places.
+    std::vector<int> &first = list->first;
+    first.assign(static_cast<std::size_t>(model.first_rows) + 2, 0);
+    for (int i = 0; i < count; ++i)
+        for (const u16 *rows : samples[i].rows)
+            for (int man = 0; man < samples[i].count; ++man) ++first[rows[man] + 2];
+    for (std::size_t row = 2; row < first.size(); ++row) first[row] += first[row - 1];
+    list->users.resize(static_cast<std::size_t>(first.back()));
+    for (int i = 0; i < count; ++i)
+        for (int other = 0; other < 2; ++other) {
+            const u16 *rows = samples[i].rows[samples[i].stm ^ other];
+            for (int man = 0; man < samples[i].count; ++man)
+                list->users[first[rows[man] + 1]++] = static_cast<u16>(2 * i + other);
+        }
+    first.pop_back();
+}
+
+// One perspective: gradient of its output row and its bias. Turns `hidden` into the gradient of the sums.
+static inline void backward_half(float slope, Vector *hidden, const Vector *weights, Vector *bias_gradient,
+                                 Vector *output_gradient) {
     for (int v = 0; v < ROW_VECTORS; ++v) {
         const Vector sum = hidden[v];
         output_gradient[v] += slope * activated(sum);
         const Vector through = slope * weights[v];
-        change[v] = sum >= 0.0f ? through : through * NEGATIVE_SLOPE;
-        bias_gradient[v] += change[v];
-    }
-    for (int i = 0; i < count; ++i) {
-        Vector *row = row_at(gradient, rows[i]);
-        for (int v = 0; v < ROW_VECTORS; ++v) row[v] += change[v];
+        const Vector change = sum >= 0.0f ? through : through * NEGATIVE_SLOPE;
+        bias_gradient[v] += change;
+        hidden[v] = change;
     }
 }
 
-void backward_tile(const Model &model, int tile, const Sample *samples, int count, const float *hidden,
-                   const float *slopes) {
+// Adds the changes of all users of each row: the row stays in registers meanwhile.
+static void add_changes(const Model &model, const RowUsers &row_users, const float *changes, float *gradient) {
+    const u16 *users = row_users.users.data();
+    for (int row = 0; row < model.first_rows; ++row) {
+        const int first = row_users.first[row], last = row_users.first[row + 1];
+        if (first == last) continue;
+        Vector *stored = row_at(gradient, row);
+        Vector sums[ROW_VECTORS];
+        for (int v = 0; v < ROW_VECTORS; ++v) sums[v] = stored[v];
+        for (int i = first; i < last; ++i) {
+            const Vector *change = row_at(changes, users[i]);
+            for (int v = 0; v < ROW_VECTORS; ++v) sums[v] += change[v];
+        }
+        for (int v = 0; v < ROW_VECTORS; ++v) stored[v] = sums[v];
+    }
+}
+
+void backward_tile(const Model &model, int tile, const Sample *samples, int count, const RowUsers &row_users,
+                   float *hidden, const float *slopes) {
     const u64 offset = tile_floats(model) * static_cast<u64>(tile);
     const float *weights = model.weights + offset;
     float *gradient = model.gradient + offset;
@@ -93,12 +124,12 @@ void backward_tile(const Model &model, int tile, const Sample *samples, int coun
         const Sample &sample = samples[i];
         if (!sample.count) continue;
         for (int other = 0; other < 2; ++other) {
-            const int side = sample.stm ^ other;
             const int out = output_row(model, sample.head, other);
-            backward_half(gradient, sample.rows[side], sample.count, slopes[i], row_at(hidden, 2 * i + other),
-                          row_at(weights, out), row_at(gradient, bias_row(model, side)), row_at(gradient, out));
+            backward_half(slopes[i], row_at(hidden, 2 * i + other), row_at(weights, out),
+                          row_at(gradient, bias_row(model, sample.stm ^ other)), row_at(gradient, out));
         }
     }
+    add_changes(model, row_users, hidden, gradient);
 }
 
 // Plain loop over `count` floats; the compiler makes vectors of it.

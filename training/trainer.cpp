@@ -43,11 +43,17 @@ static void tile_item(Trainer *trainer, int tile) {
     const Model &model = trainer->model;
     float *hidden = trainer->hidden + static_cast<std::size_t>(tile) * CHUNK * 2 * TILE;
     if (trainer->backward_count)
-        backward_tile(model, tile, &trainer->samples[trainer->backward_first], trainer->backward_count, hidden,
-                      trainer->slopes.data());
+        backward_tile(model, tile, &trainer->samples[trainer->backward_first], trainer->backward_count,
+                      trainer->row_users[trainer->backward_first / CHUNK], hidden, trainer->slopes.data());
     if (trainer->forward_count)
         forward_tile(model, tile, &trainer->samples[trainer->forward_first], trainer->forward_count, hidden,
                      &trainer->outputs[static_cast<std::size_t>(tile) * CHUNK]);
+}
+
+static void list_item(Trainer *trainer, int chunk) {
+    const int first = chunk * CHUNK;
+    const int count = std::min<int>(CHUNK, static_cast<int>(trainer->samples.size()) - first);
+    list_row_users(trainer->model, &trainer->samples[first], count, &trainer->row_users[chunk]);
 }
 
 static float probability(const Trainer *trainer, float output) {
@@ -83,6 +89,7 @@ static void work(Trainer *trainer) {
     for (int item; (item = trainer->next_item.fetch_add(1)) < trainer->phase_items;) {
         switch (trainer->phase) {
             case Phase::DECODE: decode_item(trainer, item); break;
+            case Phase::LIST: list_item(trainer, item); break;
             case Phase::TILES: tile_item(trainer, item); break;
             case Phase::ADAM: adam_tile(trainer->model, item, trainer->step); break;
             case Phase::QUANTISE: quantise_item(trainer, item); break;
@@ -180,6 +187,9 @@ LossSum add_gradient(Trainer *trainer) {
     if (!count) return loss;
     const float slope_scale = 2.0f * trainer->output_slope / static_cast<float>(count);
     trainer->backward_count = 0;
+    const std::size_t chunks = (trainer->samples.size() + CHUNK - 1) / CHUNK;
+    trainer->row_users.resize(chunks);
+    run_phase(trainer, Phase::LIST, chunks);
     for (int first = 0; first < count; first += CHUNK) {
         run_chunk(trainer, first);
         finish_chunk(trainer, slope_scale, &loss);

@@ -12,6 +12,7 @@ constexpr int HEADS = 5;
 // What the threads do together. Each phase is cut into items that the threads take one by one.
 enum class Phase {
     DECODE,    // records into samples; an item is DECODE_ITEM samples
+    LIST,      // users of each row; an item is a chunk
     TILES,     // backward pass of the last chunk and forward pass of the next; an item is a tile
     ADAM,      // an item is a tile
     QUANTISE,  // integer network against float network; an item is QUANTISE_ITEM samples
@@ -57,6 +58,7 @@ struct Trainer {
     int forward_first, forward_count;    // chunk to run next
     float *hidden;                       // of each tile: CHUNK samples of 2 TILE floats
     std::vector<float> outputs;          // of each tile: CHUNK floats
+    std::vector<RowUsers> row_users;     // of each chunk of the batch
     std::vector<float> slopes;           // of the chunk between its two passes
     AdamStep step;
 

@@ -199,13 +199,38 @@ TEST(TrainSample, ADamagedRecordCountsForNothing) {
     EXPECT_EQ(sample.count, 0);
 }
 
+TEST(TrainGradient, RowUsersAreThePerspectivesThatUseARow) {
+    RandomTrainer made(64);
+    Trainer &trainer = made.trainer;
+    std::vector<TrainRecord> records = random_records(30, 6);
+    records[7].sc = 3001;  // a damaged one has no rows
+    trainer.items = items_of(records);
+    decode_items(&trainer);
+    const int count = static_cast<int>(trainer.samples.size());
+    std::vector<std::vector<int>> expected(static_cast<std::size_t>(trainer.model.first_rows));
+    for (int i = 0; i < count; ++i)
+        for (int other = 0; other < 2; ++other)
+            for (int man = 0; man < trainer.samples[i].count; ++man)
+                expected[trainer.samples[i].rows[trainer.samples[i].stm ^ other][man]].push_back(2 * i + other);
+    RowUsers list;
+    for (int repeat = 0; repeat < 2; ++repeat) {  // a list is used again
+        list_row_users(trainer.model, trainer.samples.data(), count, &list);
+        ASSERT_EQ(list.first.size(), expected.size() + 1);
+        for (std::size_t row = 0; row < expected.size(); ++row) {
+            const std::vector<int> found(list.users.begin() + list.first[row],
+                                         list.users.begin() + list.first[row + 1]);
+            EXPECT_EQ(found, expected[row]) << row;
+        }
+    }
+}
+
 // Central differences of the reference loss, for weights of every kind that the samples touch. 72 nodes
-// are more than a tile and no whole number of tiles.
+// are more than a tile and no whole number of tiles; likewise the positions and a chunk.
 TEST(TrainGradient, AgreesWithFiniteDifferences) {
     constexpr int HALF = 72;
     RandomTrainer made(HALF);
     Trainer &trainer = made.trainer;
-    const std::vector<TrainRecord> records = random_records(200, 4);
+    const std::vector<TrainRecord> records = random_records(CHUNK + 200, 4);
     trainer.items = items_of(records);
     decode_items(&trainer);
     const LossSum loss = add_gradient(&trainer);
@@ -223,7 +248,7 @@ TEST(TrainGradient, AgreesWithFiniteDifferences) {
     for (u64 i = 0; i < HALF; i += 5) probes.push_back(biases + i);
     int nonzero = 0;
     for (const u64 probe : probes) {
-        constexpr double STEP = 1e-5;
+        constexpr double STEP = 1e-7;  // small: few sums may change their sign on the way
         const double middle = weights[probe];
         weights[probe] = middle + STEP;
         const double above = reference_loss(weights, HALF, trainer.samples, trainer.output_slope);

@@ -161,7 +161,7 @@ TEST_F(TableFaults, NoMemory) {
                                 "setoption name NN_File value cut.bin",
                                 "go depth 6"};
     int ended = 0;
-    for (int number = 1; number <= 44; ++number) {
+    for (int number = 1; number <= 60; ++number) {  // the conversation needs 55
         ScratchDirectory scratch;
         ASSERT_TRUE(write_file(scratch.file("settings.cfg"), "Contempt = 5\n"));
         ASSERT_TRUE(write_file(scratch.file("cut.bin"), "cut"));

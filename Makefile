@@ -11,7 +11,8 @@ export FEN DEPTH THREADS
 FROM ?= builtin
 FOLDER ?= build/network
 NETWORK_OPTIONS = --from "$(FROM)" --folder "$(FOLDER)" $(if $(POSITIONS),--positions $(POSITIONS)) \
-    $(if $(MINUTES),--minutes $(MINUTES)) $(if $(GAMES),--games $(GAMES)) $(if $(TC),--tc $(TC)) \
+    $(if $(PASSES),--passes $(PASSES)) $(if $(MINUTES),--minutes $(MINUTES)) $(if $(RUNS),--runs $(RUNS)) \
+    $(if $(SHARE),--share $(SHARE)) $(if $(GAMES),--games $(GAMES)) $(if $(TC),--tc $(TC)) \
     $(if $(NODES),--nodes $(NODES)) $(if $(SEED),--seed $(SEED)) \
     $(if $(filter file,$(origin THREADS)),,--threads $(THREADS)) $(if $(filter yes,$(REPLACE)),--replace)
 
@@ -193,7 +194,7 @@ help:
 	@echo "              the tests of the Windows program, under Wine"
 	@echo "make test-arm64"
 	@echo "              the tests of the program for 64-bit ARM, under qemu-aarch64"
-	@echo "make network [FROM=builtin|hand|FILE] [POSITIONS=10000000] [MINUTES=60] [GAMES=400] [TC=3+0.03] [THREADS=all]"
-	@echo "              [NODES=] [SEED=1] [FOLDER=build/network] [REPLACE=yes]"
+	@echo "make network [FROM=builtin|hand|FILE] [POSITIONS=10000000] [PASSES=6] [MINUTES=] [RUNS=3] [SHARE=0.8]"
+	@echo "              [GAMES=400] [TC=3+0.03] [THREADS=all] [NODES=] [SEED=1] [FOLDER=build/network] [REPLACE=yes]"
 	@echo "              make the next network: self-play, training, match; the same command goes on after a stop"
 	@echo "make clean    remove everything that was built, but for build/network"

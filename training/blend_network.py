@@ -1,8 +1,8 @@
 #!/usr/bin/env python3
-"""The weighted mean of two networks of the same shape, weight by weight.
+"""The weighted mean of networks of the same shape, weight by weight.
 
-A network trained on few records fits them too well; half-way back to the network that it started from it keeps most
-of what it learnt. See docs/training-network.md."""
+A network trained on few records fits them too well. Half-way back to the network that it started from it keeps most of
+what it learnt; so does the mean of several runs with other seeds. See docs/training-network.md."""
 
 import argparse
 import array
@@ -32,14 +32,12 @@ def read_network(path):
     return header, weights
 
 
-def nearest(value):
-    """The nearest whole number, halves away from zero."""
-    return int(value + 0.5) if value >= 0.0 else -int(0.5 - value)
-
-
 def blend(trained, old, share):
-    """Each weight: `share` of the first network's and the rest of the second's."""
-    return array.array("h", (nearest(share * a + (1.0 - share) * b) for a, b in zip(trained, old)))
+    """Each weight: `share` of the mean of the trained networks' and the rest of the old one's, rounded; a half goes to
+    the even number, so that as many weights grow as shrink."""
+    part = share / len(trained)
+    return array.array("h", (round(part * sum(words) + (1.0 - share) * rest)
+                             for *words, rest in zip(*trained, old)))
 
 
 def write_network(path, header, weights):
@@ -52,19 +50,23 @@ def write_network(path, header, weights):
 
 
 def main(arguments=None):
-    parser = argparse.ArgumentParser(prog="blend_network.py", description="The weighted mean of two networks.")
-    parser.add_argument("trained", help="network file")
+    parser = argparse.ArgumentParser(prog="blend_network.py", description="The weighted mean of networks.")
+    parser.add_argument("trained", nargs="+", help="network files that count alike")
     parser.add_argument("old", help="network file of the same shape")
     parser.add_argument("out", help="network file to write")
-    parser.add_argument("--share", type=float, default=0.5, help="of the first network, 0 to 1 (default 0.5)")
+    parser.add_argument("--share", type=float, default=0.5,
+                        help="of the trained networks together, 0 to 1 (default 0.5)")
     options = parser.parse_args(arguments)
     try:
         if not 0.0 <= options.share <= 1.0:
             raise Failure("--share is a number from 0 to 1")
-        header, trained = read_network(options.trained)
-        other_header, old = read_network(options.old)
-        if header != other_header or len(trained) != len(old):
-            raise Failure(f"{options.trained} and {options.old} are not of the same shape")
+        header, old = read_network(options.old)
+        trained = []
+        for path in options.trained:
+            other_header, words = read_network(path)
+            if header != other_header or len(words) != len(old):
+                raise Failure(f"{path} and {options.old} are not of the same shape")
+            trained.append(words)
         write_network(options.out, header, blend(trained, old, options.share))
     except (Failure, OSError) as error:
         print(f"blend_network.py: {error}", file=sys.stderr)

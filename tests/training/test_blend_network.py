@@ -1,4 +1,4 @@
-"""Means of two small network files, and files that have none."""
+"""Means of small network files, and files that have none."""
 
 import contextlib
 import io
@@ -28,23 +28,32 @@ class BlendNetworkTest(unittest.TestCase):
     def path(self, name):
         return os.path.join(self.temporary.name, name)
 
-    def blend(self, trained, old, *more):
+    def blend(self, trained, old, *more, first=()):
         """Exit status, error text and the written file, None where there is none."""
         for name, content in (("trained", trained), ("old", old)):
             with open(self.path(name), "wb") as file:
                 file.write(content)
         errors = io.StringIO()
         with contextlib.redirect_stderr(errors):
-            status = blend_network.main([self.path("trained"), self.path("old"), self.path("out"), *more])
+            status = blend_network.main([*first, self.path("trained"), self.path("old"), self.path("out"), *more])
         if not os.path.exists(self.path("out")):
             return status, errors.getvalue(), None
         with open(self.path("out"), "rb") as file:
             return status, errors.getvalue(), file.read()
 
     def test_half_way(self):
-        trained, old = [10, -10, 3, -3, 32767, -32768, 0], [20, -20, 2, -2, 32767, -32768, 1]
+        trained, old = [10, -10, 3, -3, 32767, -32768, 0, 5], [20, -20, 2, -2, 32767, -32768, 1, 6]
         self.assertEqual(self.blend(network(trained), network(old)),
-                         (0, "", network([15, -15, 3, -3, 32767, -32768, 1])))
+                         (0, "", network([15, -15, 2, -2, 32767, -32768, 0, 6])))
+
+    def test_several_trained_networks(self):
+        with open(self.path("second"), "wb") as file:
+            file.write(network([20, -8, 32767]))
+        trained, old = network([10, -4, 32767]), network([3, 30, 32767])
+        self.assertEqual(self.blend(trained, old, "--share", "1", first=[self.path("second")])[2],
+                         network([15, -6, 32767]))
+        self.assertEqual(self.blend(trained, old, "--share", "0.75", first=[self.path("second")])[2],
+                         network([12, 3, 32767]))
 
     def test_other_shares(self):
         trained, old = network([100, -7, 5]), network([200, 9, 6])

@@ -1,9 +1,12 @@
 """The way from one network to the next with small stand-ins for self-play and trainer; the match is a
 real one between scripted engines. TARN_REFEREE names the referee."""
 
+import contextlib
+import io
 import json
 import os
 import signal
+import struct
 import subprocess
 import sys
 import tempfile
@@ -41,6 +44,18 @@ with open(sys.argv[sys.argv.index("--out") + 1], "w") as file:
     file.write("{candidate}")
 '''
 
+# Writes a network with one weight, ten times the seed; ends with "stopped at" when `stop` is the seed.
+TRAIN_SEED = '''#!{python}
+import struct, sys
+words = dict(zip(sys.argv[1::2], sys.argv[2::2]))
+print("arguments " + " ".join(sys.argv[1:]), flush=True)
+seed = int(words["--seed"])
+with open(words["--out"], "wb") as file:
+    file.write(struct.pack("<10hih", 770, 1500, 3000, 400, 2, 1, 2, 0, 0, 5, 1, 10 * seed))
+if seed == {stop}:
+    print("stopped at 7 visits; the same command goes on from there")
+'''
+
 ENGINE = '''#!{python}
 import os, sys
 os.execv("{python}", ["{python}", "{fake}", "{referee}", "{builtin}"])
@@ -69,8 +84,8 @@ class MakeNetworkTest(unittest.TestCase):
 
     def command(self, *more):
         return [sys.executable, os.path.join(TRAINING, "make_network.py"), "--folder", self.folder, "--programs",
-                self.programs, "--positions", "100", "--minutes", "0.1", "--games", "8", "--least-games", "8", "--tc", "20",
-                "--threads", "2", *more]
+                self.programs, "--positions", "100", "--runs", "1", "--share", "1", "--games", "8", "--least-games", "8",
+                "--tc", "20", "--threads", "2", *more]
 
     def run_all(self, *more):
         run = subprocess.run(self.command(*more), capture_output=True, text=True, timeout=HANG_GUARD)
@@ -80,7 +95,7 @@ class MakeNetworkTest(unittest.TestCase):
         self.install("winning", "resignable")
         code, output = self.run_all()
         self.assertEqual(code, 0, output)
-        for text in ("== generate: 0 of 100 records, about ", "== train: about 6 s", "== match: 8 games, at most about ",
+        for text in ("== generate: 0 of 100 records, about ", "== train: 1 of 1 runs, about 0 s", "== match: 8 games, at most about ",
                      "== won. The new network is ", "candidate against builtin, 8 of 8 games"):
             self.assertIn(text, output)
         # Once more: nothing is done twice.
@@ -158,6 +173,57 @@ class MakeNetworkTest(unittest.TestCase):
         self.assertIn("tarn-train failed (exit code 3)", output)
         code, output = self.run_all("--from", "/nowhere")
         self.assertEqual(code, 1, output)
+
+    def train(self, source, *more, stop=0):
+        """The training step alone, on 100 records, with networks of one weight. Returns log and candidate."""
+        path = os.path.join(self.programs, "training", "tarn-train")
+        with open(path, "w", encoding="utf-8") as file:
+            file.write(TRAIN_SEED.format(python=sys.executable, stop=stop))
+        os.chmod(path, 0o755)
+        options = make_network.make_parser().parse_args(["--folder", self.folder, "--programs", self.programs, "--threads",
+                                                         "2", "--from", source, *more])
+        self.assertEqual(make_network.fill_training_options(options), "")
+        run = make_network.open_run(options)
+        with open(run.path("selfplay.bin"), "wb") as file:
+            file.write(bytes(4000))
+        try:
+            with contextlib.redirect_stdout(io.StringIO()):
+                make_network.train(run)
+        finally:
+            run.log.close()
+        with open(run.path("log.txt"), encoding="utf-8") as log, open(run.path("candidate.bin"), "rb") as candidate:
+            return log.read(), struct.unpack("<10hih", candidate.read())[-1]
+
+    def test_runs_are_mixed(self):
+        old = os.path.join(self.temporary.name, "old.bin")
+        with open(old, "wb") as file:
+            file.write(struct.pack("<10hih", 770, 1500, 3000, 400, 2, 1, 2, 0, 0, 5, 1, 50))
+        # Weights 10, 20 and 30, and a fifth of the way back to 50.
+        log, weight = self.train(old)
+        self.assertEqual(weight, 26)
+        self.assertIn("train: 3 of 3 runs", log)
+        for number in (1, 2, 3):
+            self.assertRegex(log, rf"arguments --positions 600 --out \S+/run{number}.bin .*--seed {number} --network {old} "
+                                  r"--lr 2e-4 --lr-end 2e-5 --warm-up 500000 --lambda 0.95 ")
+        self.assertIn("train: done before", self.train(old)[0])
+        # Other parameters begin anew. A stop leaves the runs that were complete.
+        more = ("--runs", "2", "--share", "0.5", "--passes", "2", "--minutes", "3", "--seed", "5")
+        with self.assertRaises(make_network.Stopped):
+            self.train(old, *more, stop=6)
+        log, weight = self.train(old, *more)
+        self.assertEqual(weight, 52)
+        self.assertIn("train: 1 of 2 runs", log)
+        self.assertEqual(log.count("arguments --positions 200 --out"), 3)
+        self.assertIn("--seed 6 --network " + old + " --minutes 3 ", log)
+
+    def test_training_from_nothing_is_one_run(self):
+        log, weight = self.train("hand")
+        self.assertEqual(weight, 10)
+        self.assertRegex(log, r"arguments --positions 2400 .* --network random \S+/selfplay.bin --no-result ")
+        for more, text in ((["--from", "hand", "--runs", "2"], "need a network to start from"),
+                           (["--share", "1.5"], "SHARE is above 0"), (["--passes", "0"], "are positive")):
+            options = make_network.make_parser().parse_args(more)
+            self.assertIn(text, make_network.fill_training_options(options))
 
     def test_verdict(self):
         clean = {side: {"time": 0, "illegal move": 0, "crash": 0, "stall": 0} for side in "ab"}

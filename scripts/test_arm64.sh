@@ -34,7 +34,7 @@ only() {
     timeout 900 $qemu "$build/tests/test_$1" --gtest_brief=1 --gtest_filter="$2"
 }
 
-expected=487650 check signature
+expected=513999 check signature
 expected=448692 check signature -use_hce
 for name in platform base formats board book main; do check tests "$name"; done
 check tests eval '*NoMemory*' "the emulator does not keep the limit of memory that it sets"

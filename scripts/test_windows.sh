@@ -42,7 +42,7 @@ resources() {
         x86_64-w64-mingw32-nm "$windows/tarn.exe" 2>&1 | grep -q 'no symbols'
 }
 
-expected=487650 check signature
+expected=513999 check signature
 expected=448692 check signature -use_hce
 check no_aligned_moves
 check resources

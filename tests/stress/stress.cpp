@@ -184,10 +184,10 @@ static void between_searches(Session *session, Plan *plan) {
 static void end_session(Session *session, Plan *plan) {
     const bool with_quit = chance(plan, 60), during_search = chance(plan, 50);
     if (during_search) {
-        const bool has_end = !chance(plan, 50);
+        say(session, position_command(*plan));
         // A depth can be out of reach in a crowded position, and after the end of input nothing stops the search.
-        say(session, has_end && !with_quit ? "position startpos" : position_command(*plan));
-        say(session, has_end ? "go depth 6" : "go infinite");
+        const char *const with_end = with_quit ? "go depth 6" : "go movetime 40";
+        say(session, chance(plan, 50) ? "go infinite" : with_end);
         const double until = now_ms() + draw(plan, 0, 30);
         while (now_ms() < until && hear(session, until - now_ms())) {}
     }

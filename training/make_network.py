@@ -123,6 +123,8 @@ def open_run(options):
         if not os.path.isfile(source):
             raise Failure(f"FROM={source}: neither builtin, hand nor a network file")
         source = os.path.abspath(source)
+        if os.path.realpath(os.path.dirname(source)) == os.path.realpath(run.folder):
+            raise Failure(f"FROM={source} is in the working folder, whose networks are overwritten; give another FOLDER")
     if os.path.exists(run.path("state.json")):
         with open(run.path("state.json"), encoding="utf-8") as file:
             run.state = json.load(file)
@@ -182,7 +184,7 @@ def training_parameters(options):
 def forget_training(run):
     """Removes what was trained with other parameters, and the match with it."""
     for name in os.listdir(run.folder):
-        if name.startswith(("run", "candidate.bin")) or name in ("match.state", "match.json"):
+        if re.fullmatch(r"(run\d+|candidate)\.bin(\.checkpoint|\.csv|\.svg)?|match\.(state|json)", name):
             os.remove(run.path(name))
     run.state.pop("trained", None)
     run.state["runs_done"] = 0

@@ -173,6 +173,23 @@ class MakeNetworkTest(unittest.TestCase):
         self.assertIn("tarn-train failed (exit code 3)", output)
         code, output = self.run_all("--from", "/nowhere")
         self.assertEqual(code, 1, output)
+        code, output = self.run_all("--share", "1.5")
+        self.assertEqual((code, output), (2, "make_network.py: SHARE is above 0 and at most 1\n"))
+
+    def test_files_of_others_stay(self):
+        os.makedirs(self.folder)
+        names = ("run1.bin", "runner.txt", "candidate.bin.mine")
+        for name in names:
+            with open(os.path.join(self.folder, name), "w", encoding="utf-8") as file:
+                file.write("mine")
+        # A network to start from would be overwritten by the first run.
+        code, output = self.run_all("--from", os.path.join(self.folder, "run1.bin"))
+        self.assertEqual(code, 1, output)
+        self.assertIn("is in the working folder", output)
+        self.train("hand")
+        for name in names[1:]:
+            with open(os.path.join(self.folder, name), encoding="utf-8") as file:
+                self.assertEqual(file.read(), "mine")
 
     def train(self, source, *more, stop=0):
         """The training step alone, on 100 records, with networks of one weight. Returns log and candidate."""

@@ -163,7 +163,8 @@ TEST(ConvertTraining, WritesQuietLinesWithTheirScores) {
                "rnb1kbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - ce 900; gr 0.0;\n"    // contradicts
                "4k3/4R3/8/8/8/8/8/4K3 b - - ce 5; gr 0.5;\n"                               // in check
                "8/8/8/8/8/8/8/8 w - - ce 5; gr 0.5;\n");                                   // no kings
-    // Whether the end of the short line is quiet depends on the evaluation, so this is the one that stays.
+    // Whether the end of the short line is quiet depends on the evaluation. The hand-crafted one stays as it is when the
+    // network is replaced.
     const ToolRun run = run_tool({"-mktraindata", "in.epd", "-o", "out.epd", "-d", "4", "-use_hce"}, directory);
     EXPECT_EQ(run.status, 0);
     EXPECT_NE(run.output.find("infile= in.epd, outfile= out.epd\n"), std::string::npos);

@@ -4,13 +4,23 @@ It plays the first legal move in alphabetical order. After MOVES moves of a game
 what its mode says: legal (nothing special), illegal, none, crash, slow (its clock runs out), hang (no
 answer at all), resignable (says that it is lost), level (says that the game is level), deaf (crashes
 between games), freeze:FILE (stops the match itself until the clock has run out; only once, as it makes
-FILE). A network file (option NN_File) replaces the mode by its text."""
+FILE), held:FILE (from its second game on, does not answer while there is FILE). A network file (option
+NN_File) replaces the mode by its text."""
 
 import os
+import select
 import signal
 import subprocess
 import sys
 import time
+
+
+def wait_until_gone(path):
+    """Whether the file went before the next command came."""
+    while os.path.exists(path):
+        if select.select([sys.stdin], [], [], 0.01)[0]:
+            return False
+    return True
 
 
 def main():
@@ -67,6 +77,8 @@ def main():
                     os.kill(os.getppid(), signal.SIGSTOP)
                     time.sleep(float(words[words.index("wtime") + 1]) / 1000.0 + 0.3)
                     os.kill(os.getppid(), signal.SIGCONT)
+                elif mode.startswith("held:") and games > 1 and not wait_until_gone(mode[5:]):
+                    continue
                 elif mode == "hang":
                     continue
             scores = {"resignable": -900, "level": 0, "winning": 900}

@@ -8,10 +8,7 @@
 
 #include "protocol/session.h"
 #include "support/sanitizers.h"
-
-static double now() {
-    return std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch()).count();
-}
+#include "support/timing.h"
 
 TEST(Conversation, IdentityAndOptions) {
     Session engine;
@@ -141,12 +138,14 @@ TEST(Conversation, QuitDuringASearch) {
 
 TEST(Conversation, PonderhitTurnsTheSearchIntoATimedOne) {
     Session engine;
-    engine.program.send("go ponder wtime 3000 btime 3000");
-    engine.program.wait_for("info depth 6 ");
-    const double start = now();
-    engine.program.send("ponderhit");
-    engine.program.wait_for("bestmove");
-    EXPECT_LT(now() - start, 3.0);
+    EXPECT_TRUE(holds_once([&] {
+        engine.program.send("go ponder wtime 3000 btime 3000");
+        engine.program.wait_for("info depth 6 ");
+        const double start = now_seconds();
+        engine.program.send("ponderhit");
+        engine.program.wait_for("bestmove");
+        return now_seconds() - start < 3.0;
+    }));
 }
 
 TEST(Conversation, APonderSearchThatEndsEarlyKeepsItsMove) {
@@ -186,24 +185,21 @@ TEST(Conversation, NoMoveAtTheRoot) {
 
 TEST(Conversation, MovetimeAndClocksAreKept) {
     Session engine;
-    double start = now();
-    engine.search("go movetime 200");
-    EXPECT_GE(now() - start, 0.19);
-    EXPECT_LT(now() - start, 2.0);
-    start = now();
-    engine.search("go wtime 1000 btime 1000 movestogo 1");
-    EXPECT_LT(now() - start, 1.0);
-    start = now();
-    engine.search("go wtime 0 btime 0");
-    EXPECT_LT(now() - start, 1.0);
+    EXPECT_TRUE(ends_within(2.0, [&] {
+        const double start = now_seconds();
+        engine.search("go movetime 200");
+        EXPECT_GE(now_seconds() - start, 0.19);
+    }));
+    EXPECT_TRUE(ends_within(1.0, [&] { engine.search("go wtime 1000 btime 1000 movestogo 1"); }));
+    EXPECT_TRUE(ends_within(1.0, [&] { engine.search("go wtime 0 btime 0"); }));
 }
 
 TEST(Conversation, ASingleReplyIsPlayedAtOnce) {
     Session engine;
-    const double start = now();
-    engine.ask("position fen 7k/8/8/8/8/8/6r1/r6K w - - 0 1");
-    EXPECT_EQ(engine.search("go wtime 600000 btime 600000").back().substr(0, 13), "bestmove h1g2");
-    EXPECT_LT(now() - start, 3.0);
+    EXPECT_TRUE(ends_within(3.0, [&] {
+        engine.ask("position fen 7k/8/8/8/8/8/6r1/r6K w - - 0 1");
+        EXPECT_EQ(engine.search("go wtime 600000 btime 600000").back().substr(0, 13), "bestmove h1g2");
+    }));
 }
 
 TEST(Conversation, DepthHoldsForLaterSearches) {
@@ -332,8 +328,8 @@ TEST(Conversation, AfterTheEndOfInputASearchStillSleeps) {
     engine.program.wait_for("info depth 3 ");
     engine.program.close_input();
     // One core for the search; the thread that watches it must not take another.
-    const double start = now(), before = processor_seconds(engine.program.process_id());
+    const double start = now_seconds(), before = processor_seconds(engine.program.process_id());
     engine.program.lines_within(1.0);
-    EXPECT_LT(processor_seconds(engine.program.process_id()) - before, 1.3 * (now() - start));
+    EXPECT_LT(processor_seconds(engine.program.process_id()) - before, 1.3 * (now_seconds() - start));
     EXPECT_EQ(engine.program.rest().back().rfind("bestmove ", 0), 0u);
 }

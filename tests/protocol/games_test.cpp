@@ -1,7 +1,5 @@
 // Whole games between two running engines under a short clock: only legal moves, and nobody's time
 // runs out. The test keeps the game on a board of its own.
-#include <chrono>
-
 #include "gtest/gtest.h"
 
 #include "board/make_move.h"
@@ -11,10 +9,7 @@
 #include "protocol/session.h"
 #include "support/engine.h"
 #include "support/sanitizers.h"
-
-static double now() {
-    return std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch()).count();
-}
+#include "support/timing.h"
 
 // The legal moves of the position, as front ends write them.
 static std::vector<std::pair<std::string, Move>> legal_moves(Position *position) {
@@ -32,15 +27,16 @@ static std::vector<std::pair<std::string, Move>> legal_moves(Position *position)
 
 struct GameResult {
     int plies = 0;
-    bool finished = false;  // by mate, stalemate or a draw by the rules
+    bool finished = false;   // by mate, stalemate or a draw by the rules
+    std::string late_after;  // the moves before the one that took too long; empty when the clocks were kept
 };
 
 // The sanitizers slow the engine's small change down: what it can't avoid takes longer.
 constexpr double CLOCK_SCALE = UNDER_SANITIZER ? 4.0 : 1.0;
 
-// Plays on from the opening, at most so many plies; clocks in seconds. Stops at an illegal move or a lost clock, having
-// failed the test.
-static GameResult play_game(Program *engines[2], std::string moves, double seconds, double increment, int most_plies) {
+// Plays on from the opening, at most so many plies; clocks in seconds. Stops at a lost clock, and at an illegal move,
+// having failed the test.
+static GameResult play_once(Program *engines[2], std::string moves, double seconds, double increment, int most_plies) {
     ThreadState *master = start_engine();
     Position *position = &master->position;
     GameResult result;
@@ -66,12 +62,12 @@ static GameResult play_game(Program *engines[2], std::string moves, double secon
         const std::string milliseconds[2] = {std::to_string(static_cast<int>(clocks[0] * 1000)),
                                              std::to_string(static_cast<int>(clocks[1] * 1000))};
         const std::string step = std::to_string(static_cast<int>(increment * 1000));
-        const double start = now();
+        const double start = now_seconds();
         engine->send("go wtime " + milliseconds[0] + " btime " + milliseconds[1] + " winc " + step + " binc " + step);
         const std::string answer = engine->wait_for("bestmove ");
-        clocks[side] += increment - (now() - start);
+        clocks[side] += increment - (now_seconds() - start);
         if (clocks[side] < 0) {
-            ADD_FAILURE() << "time ran out after " << moves;
+            result.late_after = moves;
             return result;
         }
         const std::string best = answer.substr(9, answer.find(' ', 9) - 9);
@@ -85,6 +81,18 @@ static GameResult play_game(Program *engines[2], std::string moves, double secon
         make_game_move(position, found);
         moves += " " + best;
     }
+    return result;
+}
+
+// The same until a game is played in which no clock is lost.
+static GameResult play_game(Program *engines[2], const std::string &moves, double seconds, double increment,
+                            int most_plies) {
+    GameResult result;
+    EXPECT_TRUE(holds_once([&] {
+        result = play_once(engines, moves, seconds, increment, most_plies);
+        return result.late_after.empty();
+    })) << "time ran out after "
+        << result.late_after;
     return result;
 }
 

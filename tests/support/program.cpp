@@ -1,7 +1,6 @@
 #include "support/program.h"
 
 #include <cerrno>
-#include <chrono>
 #include <csignal>
 #include <cstdlib>
 
@@ -14,11 +13,9 @@
 
 #include "gtest/gtest.h"
 
-using Strings = std::vector<std::string>;
+#include "support/timing.h"
 
-static double now_seconds() {
-    return std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch()).count();
-}
+using Strings = std::vector<std::string>;
 
 static void close_end(int *descriptor) {
     if (*descriptor >= 0) close(*descriptor);

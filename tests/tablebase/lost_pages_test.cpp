@@ -75,10 +75,12 @@ TEST_F(CutWhileRead, ByThreads) {
 #endif
     testing::internal::CaptureStdout();
     std::atomic<int> wrong{0};
+    std::atomic<bool> cut{false};
     std::vector<std::thread> threads;
     for (int i = 0; i < 4; ++i)
-        threads.emplace_back([this, &wrong] {
-            for (int n = 0; n < 200000; ++n) {
+        threads.emplace_back([this, &wrong, &cut] {
+            // Before the cut, during it, and for a while after it.
+            for (int after = 0; after < 50000; after += cut) {
                 TbStatus status = TB_VALUE;
                 const int value = tb_wdl_raw(position, &status);
                 if (status != TB_NO_VALUE && value != 2) ++wrong;
@@ -86,6 +88,7 @@ TEST_F(CutWhileRead, ByThreads) {
         });
     std::this_thread::sleep_for(std::chrono::milliseconds(2));
     std::filesystem::resize_file(scratch.file("KRvK.rtbw"), 0);
+    cut = true;
     for (std::thread &thread : threads) thread.join();
     EXPECT_EQ(wrong, 0);
     EXPECT_EQ(testing::internal::GetCapturedStdout(),

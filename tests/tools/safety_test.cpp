@@ -242,7 +242,8 @@ TEST(Interrupt, TheRestOfAnInputIsNotLost) {
 TEST(Interrupt, ABenchmarkPrintsItsTotals) {
     ScratchDirectory directory;
     for (const char *bench : {"-bench", "-pbench"}) {
-        Program program({bench, "-d", UNDER_SANITIZER ? "9" : "12"}, directory.path);
+        // Deep enough that the signal comes long before the end.
+        Program program({bench, "-d", UNDER_SANITIZER ? "12" : "16"}, directory.path);
         program.wait_for("pos  1");
         kill(program.process_id(), SIGINT);
         const auto lines = program.rest();

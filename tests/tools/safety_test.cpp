@@ -243,7 +243,7 @@ TEST(Interrupt, ABenchmarkPrintsItsTotals) {
     ScratchDirectory directory;
     for (const char *bench : {"-bench", "-pbench"}) {
         // Deep enough that the signal comes long before the end.
-        Program program({bench, "-d", UNDER_SANITIZER ? "12" : "16"}, directory.path);
+        Program program({bench, "-d", UNDER_SANITIZER ? "10" : "16"}, directory.path);
         program.wait_for("pos  1");
         kill(program.process_id(), SIGINT);
         const auto lines = program.rest();

@@ -1,7 +1,6 @@
 // Conversations with the running engine, whole lines compared.
 #include <unistd.h>
 
-#include <chrono>
 #include <cstdio>
 
 #include "gtest/gtest.h"

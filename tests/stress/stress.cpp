@@ -9,7 +9,6 @@
 // A session is one run of the program. An answer that comes later than --hang (60 s) does not come; one that is later
 // than --late milliseconds is a fault as well; without --late, late answers are only counted.
 #include <algorithm>
-#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
@@ -23,6 +22,7 @@
 #include "support/positions.h"
 #include "support/program.h"
 #include "support/response.h"
+#include "support/timing.h"
 
 static constexpr int SESSION_SEARCHES = 30;
 static constexpr int MOST_FAULTS = 5;  // then the run ends
@@ -51,9 +51,7 @@ struct Session {
     Times *times = nullptr;
 };
 
-static double now_ms() {
-    return std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now().time_since_epoch()).count();
-}
+static double now_ms() { return 1000.0 * now_seconds(); }
 
 // ---- one line ----
 

@@ -1,7 +1,6 @@
 #include "support/response.h"
 
 #include <algorithm>
-#include <chrono>
 #include <memory>
 #include <random>
 #include <sstream>
@@ -12,6 +11,7 @@
 #include "support/positions.h"
 #include "support/program.h"
 #include "support/shared_data.h"
+#include "support/timing.h"
 
 static constexpr double HANG_SECONDS = 60.0;  // an answer that takes so long does not come
 
@@ -43,9 +43,7 @@ std::vector<std::string> random_positions(int count, unsigned seed) {
     return positions;
 }
 
-static double milliseconds() {
-    return std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now().time_since_epoch()).count();
-}
+static double milliseconds() { return 1000.0 * now_seconds(); }
 
 static std::unique_ptr<Program> start_program(const ResponseSetup &setup) {
     std::vector<std::string> arguments;
